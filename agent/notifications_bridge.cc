@@ -1,0 +1,229 @@
+#include "agent/notifications_bridge.h"
+
+#include <utility>
+
+#include "agent/keyed_archive.h"
+#include "base/logger.h"
+#include "base/notification_center.h"
+#include "base/string_utils.h"
+
+namespace kelvo {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+constexpr milliseconds kLookUpInterval = seconds{5};
+constexpr milliseconds kDelayAfterSendException = seconds{3};
+// An Agent that accepts and hangs up, over and over, must not keep the loop busy.
+constexpr milliseconds kDelayAfterFruitlessConnections = seconds{1};
+constexpr milliseconds kShortestFruitfulConnection = seconds{1};
+constexpr int kMaxFruitlessConnections = 3;
+
+constexpr std::size_t kMaxOutgoingBytes = std::size_t{8} << 20;
+// What one turn of the loop hands to the port, so that a thread which never stops sending does not
+// keep the loop from everything else.
+constexpr int kMessagesPerTurn = 256;
+
+constexpr std::uint64_t kFailuresPerLogLine = 1000;
+constexpr milliseconds kQuietAfterRun = seconds{60};  // a run of failures is over after that
+
+}  // namespace
+
+NotificationsBridge::NotificationsBridge(NotificationsBridgeDelegate* delegate, std::string id,
+                                         const CFinderConfiguration* config,
+                                         AgentTransport& transport, RunLoop& runLoop,
+                                         const Clock& clock)
+    : delegate_(delegate),
+      id_(std::move(id)),
+      config_(config),
+      transport_(transport),
+      runLoop_(runLoop),
+      clock_(clock),
+      alive_(std::make_shared<NotificationsBridge*>(this)) {
+  startCommunication();
+}
+
+NotificationsBridge::~NotificationsBridge() {
+  cancelPendingStart();
+  *alive_ = nullptr;
+}
+
+void NotificationsBridge::startCommunication() {
+  if (remotePort_ != nullptr) return;
+  KELVO_LOG(kLogDebug, "start communication, ID " << id_);
+  remotePort_ = transport_.portForName(id_, *this);
+  if (remotePort_ == nullptr) {
+    scheduleStart(kLookUpInterval);
+    return;
+  }
+  cancelPendingStart();
+  connectedAt_ = clock_.Monotonic();
+  heardFromAgent_ = false;
+  {
+    CMutexLock lock(mutex_);
+    sendFailures_ = 0;
+  }
+  sendInitiation();
+}
+
+void NotificationsBridge::sendInitiation() {
+  opening_ = true;
+  sendMessageWithName(kInitComName, EncodeKeyedArchive({}));
+  if (delegate_ != nullptr) delegate_->communicationInitiatized();
+  opening_ = false;
+  drainOutgoing();
+}
+
+void NotificationsBridge::sendNotificationWithName(const std::string& name,
+                                                   const PropertyList::Dictionary& info) {
+  std::string archive = EncodeKeyedArchive(info);
+  const bool onLoop = runLoop_.IsCurrent();
+  if (onLoop && opening_) {
+    sendMessageWithName(name, std::move(archive));
+    return;
+  }
+  bool refused = false;
+  {
+    CMutexLock lock(mutex_);
+    const std::size_t size = name.size() + archive.size();
+    refused = size > kMaxOutgoingBytes - outgoingBytes_;
+    if (!refused) {
+      outgoingBytes_ += size;
+      outgoing_.push_back({name, std::move(archive)});
+    }
+  }
+  if (refused) logSendFailure();
+  if (onLoop) {
+    drainOutgoing();
+  } else if (!refused) {
+    postDrain();
+  }
+}
+
+void NotificationsBridge::postDrain() {
+  {
+    CMutexLock lock(mutex_);
+    if (drainPosted_) return;
+    drainPosted_ = true;
+  }
+  runLoop_.Post([alive = alive_] {
+    if (*alive == nullptr) return;
+    NotificationsBridge& bridge = **alive;
+    {
+      CMutexLock lock(bridge.mutex_);
+      bridge.drainPosted_ = false;
+    }
+    bridge.drainOutgoing();
+  });
+}
+
+// Each message is taken out only when its turn has come: a look-up on the way sends the opening
+// first, and whatever runs meanwhile finds the rest of the queue in order.
+void NotificationsBridge::drainOutgoing() {
+  if (opening_) return;  // the opening drains the queue when it is done
+  for (int i = 0; i < kMessagesPerTurn; ++i) {
+    {
+      CMutexLock lock(mutex_);
+      if (outgoing_.empty()) return;
+    }
+    startCommunication();
+    Outgoing message;
+    {
+      CMutexLock lock(mutex_);
+      if (outgoing_.empty()) return;
+      message = std::move(outgoing_.front());
+      outgoing_.pop_front();
+      outgoingBytes_ -= message.name.size() + message.archive.size();
+    }
+    sendMessageWithName(std::move(message.name), std::move(message.archive));
+  }
+  postDrain();
+}
+
+// Silently drops the message when there is no Agent.
+void NotificationsBridge::sendMessageWithName(std::string name, std::string archive) {
+  if (remotePort_ != nullptr) remotePort_->Send(std::move(name), std::move(archive));
+}
+
+void NotificationsBridge::handlePortMessage(AgentPort& port, std::string name,
+                                            std::string archive) {
+  if (&port != remotePort_.get()) return;
+  heardFromAgent_ = true;
+  if (!IsValidUtf8(name)) {
+    KELVO_LOG(kLogError, "message of the Agent skipped: its name is not UTF-8");
+    return;
+  }
+  std::string error;
+  const auto info = DecodeKeyedArchive(archive, &error);
+  if (!info) {
+    KELVO_LOG(kLogError, "message \"" << name << "\" of the Agent skipped: " << error);
+    return;
+  }
+  NotificationCenter::LocalCenter().Post(name, kNotificationObject, *info);
+}
+
+void NotificationsBridge::handleInvalidPort(AgentPort& port) {
+  if (&port != remotePort_.get()) return;
+  KELVO_LOG(kLogWarning, "port is invalid: " << port.Description());
+  losePort();
+  if (mayLookUpAtOnce()) {
+    startCommunication();
+  } else if (remotePort_ == nullptr) {
+    scheduleStart(kDelayAfterFruitlessConnections);
+  }
+}
+
+void NotificationsBridge::handleSendFailure(AgentPort& port) {
+  if (&port == remotePort_.get()) logSendFailure();
+}
+
+void NotificationsBridge::handleSendException(AgentPort& port, const std::string& description) {
+  if (&port != remotePort_.get()) return;
+  KELVO_LOG(kLogError, "message port send exception: " << description);
+  losePort();
+  if (remotePort_ == nullptr) scheduleStart(kDelayAfterSendException);
+}
+
+void NotificationsBridge::scheduleStart(milliseconds delay) {
+  cancelPendingStart();
+  pendingStart_ = runLoop_.After(delay, [this] {
+    pendingStart_ = 0;
+    startCommunication();
+  });
+}
+
+void NotificationsBridge::cancelPendingStart() {
+  if (pendingStart_ != 0) runLoop_.Cancel(std::exchange(pendingStart_, 0));
+}
+
+void NotificationsBridge::losePort() {
+  remotePort_.reset();
+  const bool fruitless =
+      !heardFromAgent_ || clock_.Monotonic() - connectedAt_ < kShortestFruitfulConnection;
+  fruitlessConnections_ = fruitless ? fruitlessConnections_ + 1 : 0;
+  if (delegate_ != nullptr) delegate_->communicationEnded();
+}
+
+bool NotificationsBridge::mayLookUpAtOnce() {
+  return fruitlessConnections_ < kMaxFruitlessConnections;
+}
+
+// The first of a run, then one line for every thousand: a flood must not fill the log.
+void NotificationsBridge::logSendFailure() {
+  std::uint64_t failures;
+  {
+    CMutexLock lock(mutex_);
+    const milliseconds now = clock_.Monotonic();
+    if (now - lastSendFailure_ > kQuietAfterRun) sendFailures_ = 0;
+    lastSendFailure_ = now;
+    failures = ++sendFailures_;
+  }
+  if (failures == 1) {
+    KELVO_LOG(kLogError, "message port send failed");
+  } else if (failures % kFailuresPerLogLine == 0) {
+    KELVO_LOG(kLogError, "message port send failed (" << failures << " messages in a row)");
+  }
+}
+
+}  // namespace kelvo

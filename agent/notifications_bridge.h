@@ -1,0 +1,179 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <initializer_list>
+#include <memory>
+#include <string>
+
+#include "base/mutex.h"
+#include "base/property_list.h"
+#include "platform/agent_transport.h"
+#include "platform/clock.h"
+#include "platform/run_loop.h"
+
+namespace kelvo {
+
+class CFinderConfiguration;
+
+// Names of the channel, the same in both directions.
+inline constexpr char kNotificationObject[] = "com.kelvo.vip";
+inline constexpr char kExtensionName[] = "kelvoFinderSync";
+inline constexpr char kAgentEventName[] = "com.kelvo.client.AgentEvent";
+inline constexpr char kConnectionStatusName[] = "com.kelvo.client.ConnectionStatusChanged";
+inline constexpr char kSettingsChangedName[] = "com.kelvo.client.SettingsChanged";
+inline constexpr char kReportStatusName[] = "com.kelvo.client.ReportStatus";
+inline constexpr char kInitComName[] = "init_com";
+inline constexpr char kAgentInstance[] = "0";  // the agent identifier that is passed around
+inline constexpr int kDefaultSettingsHint = 0xFE87;
+
+// Whoever wants to know how the channel fares. Main loop.
+class NotificationsBridgeDelegate {
+ public:
+  // The channel has come up, and each time it comes back; "init_com" has been sent.
+  virtual void communicationInitiatized() = 0;
+  // The channel is gone.
+  virtual void communicationEnded() = 0;
+
+ protected:
+  ~NotificationsBridgeDelegate() = default;
+};
+
+// The channel to the Agent: finds the Agent's port, sends messages to it, and posts what arrives on
+// the local notification center.
+//
+// Threads: main loop; sendNotificationWithName from any thread.
+class NotificationsBridge final : private AgentPortDelegate {
+ public:
+  // Looks for the Agent at once, so the delegate may be called before the constructor returns.
+  NotificationsBridge(NotificationsBridgeDelegate* delegate, std::string id,
+                      const CFinderConfiguration* config, AgentTransport& transport,
+                      RunLoop& runLoop, const Clock& clock);
+  ~NotificationsBridge();
+
+  // Looks the Agent up unless it is connected; tries again every 5 seconds.
+  void startCommunication();
+  // The archive is made on the calling thread; messages leave in the order of the calls. Looks the
+  // Agent up when it is not connected, and drops the message silently when it is not there.
+  void sendNotificationWithName(const std::string& name, const PropertyList::Dictionary& info);
+  bool isConnected() const { return remotePort_ != nullptr; }
+
+ private:
+  struct Outgoing {
+    std::string name;
+    std::string archive;
+  };
+
+  void handlePortMessage(AgentPort& port, std::string name, std::string archive) override;
+  void handleInvalidPort(AgentPort& port) override;
+  void handleSendFailure(AgentPort& port) override;
+  void handleSendException(AgentPort& port, const std::string& description) override;
+  void sendMessageWithName(std::string name, std::string archive);
+  void sendInitiation();
+  void drainOutgoing();
+  void postDrain();
+  void logSendFailure() KELVO_EXCLUDES(mutex_);
+  void scheduleStart(std::chrono::milliseconds delay);
+  void cancelPendingStart();
+  void losePort();
+  bool mayLookUpAtOnce();
+
+  NotificationsBridgeDelegate* delegate_;
+  const std::string id_;
+  [[maybe_unused]] const CFinderConfiguration* config_;
+  AgentTransport& transport_;
+  RunLoop& runLoop_;
+  const Clock& clock_;
+  std::unique_ptr<AgentPort> remotePort_;  // null until found
+  RunLoop::TimerId pendingStart_ = 0;
+  std::chrono::milliseconds connectedAt_{0};
+  bool heardFromAgent_ = false;   // anything on this connection
+  int fruitlessConnections_ = 0;  // in a row: the Agent said nothing, or hung up within a second
+  // While the delegate opens a connection: what the loop's thread sends goes before what waits.
+  bool opening_ = false;
+  // Proof for tasks on the loop that the bridge is still there.
+  std::shared_ptr<NotificationsBridge*> alive_;
+
+  CMutex mutex_{kMutexNormal};
+  std::deque<Outgoing> outgoing_ KELVO_GUARDED_BY(mutex_);
+  std::size_t outgoingBytes_ KELVO_GUARDED_BY(mutex_) = 0;
+  bool drainPosted_ KELVO_GUARDED_BY(mutex_) = false;
+  std::uint64_t sendFailures_ KELVO_GUARDED_BY(mutex_) = 0;  // in the present run of failures
+  std::chrono::milliseconds lastSendFailure_ KELVO_GUARDED_BY(mutex_){0};
+};
+
+// Creates the process's one bridge. Main loop, once.
+// Deliberate: an Agent that is found meanwhile makes the delegate send before the bridge can be
+// reached; that is discarded, and the caller sends "configuration_init" right after.
+void InitializeBridge(const std::string& name, const CFinderConfiguration* config,
+                      NotificationsBridgeDelegate* delegate, AgentTransport& transport,
+                      RunLoop& runLoop, const Clock& clock);
+// Main loop, once no other thread sends any more.
+void DeallocBridge();
+// Whether the bridge exists and has found the Agent. Main loop.
+bool IsBridgeConnected();
+
+// One pair of an event; a null value ends the list with a logged error.
+struct EventArgument {
+  const char* key;
+  const char* value;
+};
+
+// Sends an event to the Agent; agentId is not used. Any thread; never blocks. Nothing is sent
+// without a bridge, and an event with a text that is not UTF-8 is logged and dropped.
+void NotifyAgentEvent(const char* agentId, const char* eventName,
+                      std::initializer_list<EventArgument> arguments = {});
+void NotifyAgentEventV(const char* eventName, const EventArgument* arguments, std::size_t count);
+// Asks the Agent to report its status; always for instance "0".
+void NotifyAgentReportStatus(const char* agentId);
+// Deliberate: does nothing. Settings changes are never announced by the extension.
+void NotifyAgentSettingsChanged(const char* agentId, int hint);
+
+using AgentEventFunction = void (*)(void* target, const char* agentId, const std::string* eventName,
+                                    const PropertyList::Dictionary& userInfo);
+using ConnectionStatusFunction = void (*)(void* target, const char* agentId, int status,
+                                          std::int64_t timestamp);
+using AgentSettingsFunction = void (*)(void* target, const char* agentId, int hint);
+
+// One registration: owned by the registering object, and must outlive the registration.
+struct AgentObserver {
+  void* target = nullptr;
+  AgentEventFunction onEvent = nullptr;
+  ConnectionStatusFunction onConnectionStatus = nullptr;
+  AgentSettingsFunction onSettings = nullptr;
+};
+
+// Main loop. The event name handed on is null when the message has none; an absent "timestamp" is
+// the present time, an absent "hint" kDefaultSettingsHint; a message without "status" is not handed
+// on.
+void RegisterAgentEventObserver(AgentObserver* observer, void* target, AgentEventFunction function);
+void RegisterConnectionStatusObserver(AgentObserver* observer, void* target,
+                                      ConnectionStatusFunction function);
+void RegisterAgentSettingsObserver(AgentObserver* observer, void* target,
+                                   AgentSettingsFunction function);
+void RemoveAgentObserver(AgentObserver* observer);
+
+// An object that takes the channel's messages as operations; the target of the three functions
+// below.
+class AgentNotificationReceiver {
+ public:
+  virtual void notifyAgentEvent(const std::string* /*eventName*/,
+                                const PropertyList::Dictionary& /*userInfo*/,
+                                const char* /*agentID*/) {}
+  virtual void notifyConnectionStatus(int /*status*/, std::int64_t /*timestamp*/,
+                                      const char* /*agentID*/) {}
+  virtual void notifyAgentSettings(int /*hint*/, const char* /*agentID*/) {}
+
+ protected:
+  ~AgentNotificationReceiver() = default;
+};
+
+// `target` is an AgentNotificationReceiver*.
+void ForwardAgentEvent(void* target, const char* agentId, const std::string* eventName,
+                       const PropertyList::Dictionary& userInfo);
+void ForwardConnectionStatus(void* target, const char* agentId, int status, std::int64_t timestamp);
+void ForwardAgentSettingsEvent(void* target, const char* agentId, int hint);
+
+}  // namespace kelvo

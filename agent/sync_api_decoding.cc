@@ -1,0 +1,166 @@
+// What the Agent tells CSyncApi: events and connection states, decoded and handed to the clients.
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "agent/sync_api.h"
+#include "agent/sync_status_list_response.h"
+#include "base/logger.h"
+#include "base/string_map.h"
+#include "base/string_utils.h"
+#include "core/finder_configuration.h"
+#include "ui/notification_preferences.h"
+
+namespace kelvo {
+namespace {
+
+// The Agent's connection states that mean something here; the others are its own.
+constexpr int kAgentStopped = 1;
+constexpr int kAgentConnected = 4;
+
+std::int64_t LongValue(const PropertyList::Dictionary& info, std::string_view key) {
+  const PropertyList* value = FindValue(info, key);
+  return value == nullptr ? 0 : value->ToInteger().value_or(0);
+}
+
+std::int32_t IntegerValue(const PropertyList::Dictionary& info, std::string_view key) {
+  using Limits = std::numeric_limits<std::int32_t>;
+  return static_cast<std::int32_t>(
+      std::clamp<std::int64_t>(LongValue(info, key), Limits::min(), Limits::max()));
+}
+
+std::string TextValue(const PropertyList::Dictionary& info, std::string_view key) {
+  return ConvertCfStringToString(FindValue(info, key), StringEncoding::kUtf8);
+}
+
+// The event's "path" in the file system's form. False, logged, for one that no file can have.
+bool PathValue(const PropertyList::Dictionary& info, std::string* path) {
+  const PropertyList* value = FindValue(info, "path");
+  *path = ConvertCfStringToFilesystemString(value);
+  if (!path->empty() || ConvertCfStringToString(value, StringEncoding::kUtf8).empty()) return true;
+  KELVO_LOG(kLogError, "event of the Agent ignored: its path has no form in the file system");
+  return false;
+}
+
+bool HasAll(const PropertyList::Dictionary& info, std::initializer_list<std::string_view> keys) {
+  return std::all_of(keys.begin(), keys.end(),
+                     [&](std::string_view key) { return FindValue(info, key) != nullptr; });
+}
+
+}  // namespace
+
+void CSyncApi::OnAgentEvent(void* target, const char* /*agentId*/, const std::string* eventName,
+                            const PropertyList::Dictionary& userInfo) {
+  auto* api = static_cast<CSyncApi*>(target);
+  if (eventName == nullptr) return;
+  if (*eventName == "sync_item") {
+    api->OnSyncItem(userInfo);
+  } else if (*eventName == "sync_status_list") {
+    api->OnSyncStatusList(userInfo);
+  } else if (*eventName == "sync_response") {
+    api->OnSyncResponse(userInfo);
+  } else if (*eventName == "reset_show_dialog") {
+    api->OnResetShowDialog();
+  } else if (*eventName == "fp_ping") {
+    NotifyAgentEvent(kAgentInstance, "fp_pong");
+  } else if (*eventName == "sync_error") {
+    api->OnSyncError(userInfo);
+  }
+}
+
+void CSyncApi::OnSyncItem(const PropertyList::Dictionary& userInfo) {
+  if (!HasAll(userInfo, {"denied", "permissions", "path", "status", "folder"})) return;
+  SSyncApiItemStatus item;
+  if (!PathValue(userInfo, &item.path)) return;
+  item.fileId = TextValue(userInfo, "file_id");
+  item.itemId = LongValue(userInfo, "item_id");
+  item.status = sync::ESyncItemStatus{IntegerValue(userInfo, "status")};
+  item.lock = sync::ESyncItemLock{IntegerValue(userInfo, "lock")};
+  item.modifiedBy = TextValue(userInfo, "modified_by");
+  item.lockTime = LongValue(userInfo, "locktime");
+  item.permissions = sync::EItemPermissions{IntegerValue(userInfo, "permissions")};
+  item.denied = sync::EPermissionsDenied{IntegerValue(userInfo, "denied")};
+  item.folder = IntegerValue(userInfo, "folder") != 0;
+  if (item.lock != sync::ESyncItemLock::NO_SYNC_LOCK) {
+    item.lockHolder = TextValue(userInfo, "lock_holder");
+  }
+  if (configuration_ != nullptr) {
+    if (configuration_->IsUserMe(item.modifiedBy)) item.modifiedBy.clear();
+    if (configuration_->IsUserMe(item.lockHolder)) item.lockHolder.clear();
+  }
+  KELVO_LOG(kLogDebug, "OnSyncStatusChanged "
+                           << item.path << " fileId: " << item.fileId << " status "
+                           << static_cast<int>(item.status) << " locked: "
+                           << sync::EnumString(item.lock) << " holder: " << item.lockHolder
+                           << " modified by: " << item.modifiedBy << " lock time: " << item.lockTime
+                           << " permissions: " << sync::EnumString(item.permissions) << " denied: "
+                           << sync::EnumString(item.denied) << " folder: " << item.folder);
+  for (CSyncApiClient* client : clients_) client->OnSyncStatusChanged(item);
+}
+
+void CSyncApi::OnSyncStatusList(const PropertyList::Dictionary& userInfo) {
+  if (!HasAll(userInfo, {"path", "list"})) return;
+  std::string path;
+  if (!PathValue(userInfo, &path)) return;
+  KELVO_LOG(kLogDebug, "OnSyncStatusListResponse " << path);
+  const auto list = std::make_shared<const std::string>(TextValue(userInfo, "list"));
+  try {
+    // The count is read here first, so that a list which cannot be read reaches no client at all.
+    const CSyncStatusListResponse readable(configuration_, path, list);
+    for (CSyncApiClient* client : clients_) {
+      CSyncStatusListResponse response(configuration_, path, list);
+      client->OnSyncStatusListResponse(response);
+    }
+  } catch (const CTextDecodingException& exception) {
+    KELVO_LOG(kLogError, "OnSyncStatusListResponse exception: " << exception.what());
+  }
+}
+
+void CSyncApi::OnSyncResponse(const PropertyList::Dictionary& userInfo) {
+  if (FindValue(userInfo, "command") == nullptr) return;
+  const std::string command = TextValue(userInfo, "command");
+  KELVO_LOG(kLogDebug, "OnSyncResponse: " << command);
+  if (command == "reset-status") {
+    for (CSyncApiClient* client : clients_) client->OnSyncStatusReset();
+  } else if (command == "sync-lists") {
+    const std::string listId = TextValue(userInfo, "list-id");
+    const std::string list = TextValue(userInfo, "list");
+    for (CSyncApiClient* client : clients_) client->OnSyncSyncList(listId, list);
+  } else {
+    StringMap values = ToStringMap(userInfo);
+    const std::string& mapped = values["command"];
+    for (CSyncApiClient* client : clients_) client->OnSyncRequestResponse(mapped, values);
+  }
+}
+
+void CSyncApi::OnResetShowDialog() {
+  KELVO_LOG(kLogDebug, "OnResetShowDialogPreference");
+  settingsQueue_.Async([&runLoop = runLoop_] {
+    SetShowUnlockNotification(true);
+    SetShowLockNotification(true);
+    runLoop.Post([] { NotifyAgentEvent(kAgentInstance, "reset_show_dialog_success"); });
+  });
+}
+
+void CSyncApi::OnSyncError(const PropertyList::Dictionary& userInfo) {
+  const sync::ESyncError error{IntegerValue(userInfo, "error")};
+  const StringMap values = ToStringMap(userInfo);
+  KELVO_LOG(kLogDebug, "OnSyncErrorReceived " << MapJoin(values, ' '));
+  for (CSyncApiClient* client : clients_) client->OnSyncErrorReceived(error, values);
+}
+
+void CSyncApi::OnConnectionEvent(void* target, const char* /*agentId*/, int status,
+                                 std::int64_t /*timestamp*/) {
+  auto* api = static_cast<CSyncApi*>(target);
+  api->agentActive_ = status != kAgentStopped;
+  const bool connected = status == kAgentConnected;
+  if (api->connected_ == connected) return;
+  api->connected_ = connected;
+  for (CSyncApiClient* client : api->clients_) client->OnConnectionStatusChanged(connected);
+}
+
+}  // namespace kelvo

@@ -1,0 +1,120 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "agent/sync_api.h"
+#include "agent/sync_api_client.h"
+#include "base/mutex.h"
+#include "base/timer.h"
+#include "cache/sync_cache_folder.h"
+#include "platform/clock.h"
+#include "platform/run_loop.h"
+
+namespace kelvo {
+
+class CFinderConfiguration;
+
+// What the Agent last said about every file, one entry per directory, and the set of public links.
+//
+// Paths: absolute bytes without a trailing slash. One that is empty or ends in "/" (other than "/")
+// answers 0 or empty and sends nothing; so does one that is not UTF-8 and not cached, since the
+// Agent cannot be told of it. Threads: queries and the sets of observed paths and commands from any
+// thread; Agent events and OnTimer on the main loop. Never blocks. Lifetime: created by
+// FinderSync::startUp, never destroyed.
+class CSyncCache : public CSyncApiClient, public CTarget, public CSyncApi::Cache {
+ public:
+  static std::atomic<CSyncCache*> m_Instance;
+
+  // Told after each sweep, on the main loop and without a lock.
+  using SweepObserver = std::function<void(const std::vector<std::string>& expiredFolders)>;
+
+  CSyncCache(RunLoop& runLoop, const Clock& clock);
+  virtual ~CSyncCache();
+  CSyncCache(const CSyncCache&) = delete;
+  CSyncCache& operator=(const CSyncCache&) = delete;
+
+  // Joins the API's clients and starts the sweep, every 600 seconds. Always true.
+  bool Initialize(CFinderConfiguration* configuration, CSyncApi* syncApi);
+  void SetSweepObserver(SweepObserver observer) { sweepObserver_ = std::move(observer); }
+
+  // A miss answers 0 or empty, and requests the list of the directory and then that of the path
+  // itself; while a list is awaited for at most 5 seconds nothing more is sent.
+  std::string GetFileId(std::string_view path);
+  BadgeStatus GetStatus(std::string_view path);
+  sync::ESyncItemLock GetLockStatus(std::string_view path);
+  std::int64_t GetLockTime(std::string_view path);  // seconds since 1970
+  std::string GetLockOwner(std::string_view path);
+  std::string GetModifiedBy(std::string_view path);
+  sync::EItemPermissions GetPermissions(const std::string& path) override;
+  sync::EPermissionsDenied GetDenied(std::string_view path);
+
+  // As GetStatus, but asks nobody and counts as no access.
+  BadgeStatus PeekStatus(std::string_view path) const;
+  // Whether the directory's list is stored, whether it is awaited, whether Finder shows it.
+  bool IsListed(std::string_view directory) const;
+  bool IsAwaited(std::string_view directory) const;
+  bool IsObserved(std::string_view directory) const;
+  // The directories whose list is awaited, in order.
+  std::vector<std::string> AwaitedFolders() const;
+
+  // Answers a CSyncCacheFolder::ChangeMask; 0 for an item of a directory that is not cached.
+  std::int32_t UpdateItem(std::string_view path, const std::string& fileId, std::int64_t itemId,
+                          sync::ESyncItemStatus syncStatus, sync::ESyncItemLock lock,
+                          const std::string& lockOwner, std::int64_t lockTime,
+                          const std::string& modifiedBy, sync::EItemPermissions permissions,
+                          sync::EPermissionsDenied denied, bool folder);
+  // The directory of `path` and every cached folder at or below `path` await a new list.
+  void RequestReload(const std::string& path);
+  bool IsPublicLink(std::string_view path) const;
+  // Forgets all folders and repaints the badges of the directories that were cached.
+  void RefreshAll();
+
+  void AddCommandForThisInstance(const std::string& path) override;
+  void RemoveCommandForThisInstance(const std::string& path);
+  bool IsReponseForThisInstance(const std::string& path) const;
+  void AddObservedPath(const std::string& path);
+  void RemoveObservedPath(const std::string& path);
+
+  void OnSyncStatusListResponse(CSyncStatusListResponse& response) override;
+  void OnSyncStatusChanged(const SSyncApiItemStatus& item) override;
+  void OnSyncStatusReset() override;
+  void OnSyncSyncList(const std::string& listName, const std::string& data) override;
+  void OnSyncErrorReceived(sync::ESyncError error, const StringMap& params) override;
+  // Drops folders that nobody observes: 900 seconds after their last look-up, or 5 seconds after an
+  // unanswered request.
+  void OnTimer(CTimer* timer);
+
+ private:
+  using Folders = std::map<std::string, CSyncCacheFolder, std::less<>>;
+
+  template <typename Answer, typename Getter>
+  Answer Query(std::string_view path, Getter getter);
+  // The wall clock; moves every lastAccess along when that was set since the last call.
+  std::int64_t Now() KELVO_REQUIRES(mutex_);
+
+  mutable CMutex mutex_{kMutexRecursive};
+  CSyncApi* syncApi_ = nullptr;
+  CFinderConfiguration* configuration_ = nullptr;
+  Folders folders_ KELVO_GUARDED_BY(mutex_);
+  std::set<std::string, std::less<>> publicLinks_ KELVO_GUARDED_BY(mutex_);
+  std::int64_t clockOffset_ KELVO_GUARDED_BY(mutex_);  // wall clock minus monotonic, seconds
+
+  // Not under mutex_, as callers must never wait for a list that is being stored.
+  mutable CMutex setsMutex_{kMutexNormal};
+  std::set<std::string, std::less<>> commandsForThisInstance_ KELVO_GUARDED_BY(setsMutex_);
+  std::set<std::string, std::less<>> observedPaths_ KELVO_GUARDED_BY(setsMutex_);
+
+  CTimer timer_;
+  RunLoop& runLoop_;
+  const Clock& clock_;
+  SweepObserver sweepObserver_;
+};
+
+}  // namespace kelvo

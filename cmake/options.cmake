@@ -1,0 +1,15 @@
+# Warnings, sanitizers and the switches of the build, carried by the interface target kelvo_options.
+option(KELVO_BUILD_BENCHMARKS "Build the benchmarks in bench/" ON)
+option(KELVO_BUILD_FUZZERS "Build the libFuzzer targets in fuzz/ (clang only)" OFF)
+set(KELVO_SANITIZERS "" CACHE STRING "Sanitizers, as -fsanitize= takes them: address,undefined or thread")
+
+add_library(kelvo_options INTERFACE)
+target_compile_options(kelvo_options INTERFACE -Wall -Wextra -Werror)
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+  target_compile_options(kelvo_options INTERFACE -Wthread-safety)
+endif()
+if(KELVO_SANITIZERS)
+  target_compile_options(kelvo_options INTERFACE -fsanitize=${KELVO_SANITIZERS} -fno-omit-frame-pointer
+                                                 -fno-sanitize-recover=all)
+  target_link_options(kelvo_options INTERFACE -fsanitize=${KELVO_SANITIZERS})
+endif()

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <atomic>
+#include <optional>
+#include <string>
+
+#include "base/mutex.h"
+#include "base/property_list.h"
+
+namespace kelvo {
+
+// The account settings that the extension needs, from the Agent's "user_info.plist" and the secret
+// store.
+//
+// Threads: accessors from any thread, each answers a copy; Load on the settings worker.
+// Lifetime: created by FinderSync::init, never destroyed.
+class CFinderConfiguration {
+ public:
+  static std::atomic<CFinderConfiguration*> m_Instance;
+
+  // Every setting is empty or off and the trace level 3; nothing is read.
+  CFinderConfiguration() = default;
+  // Reads from `properties` instead of the file.
+  explicit CFinderConfiguration(PropertyList::Dictionary properties);
+  CFinderConfiguration(const CFinderConfiguration&) = delete;
+  CFinderConfiguration& operator=(const CFinderConfiguration&) = delete;
+
+  // Reads file and secret, waiting for the file's lock and for the store, and then publishes all of
+  // it in one step; until then the former values stand. A missing file gives every default.
+  void Load();
+
+  std::string ClientId() const;
+  std::string UserId() const;
+  std::string CellId() const;
+  std::string AuthenticationKey() const;
+  // Whether the name is the signed-in user's; the empty name is.
+  bool IsUserMe(const std::string& name) const;
+
+  std::string WorkplaceFolder() const;  // "master_project_folder"
+  int TraceLevel() const;
+  bool ShowGreenCheckmarks() const;
+  bool SyncFileLocking() const;
+  bool PublicShare() const;
+
+ private:
+  struct Settings {
+    std::string configurationPath;
+    std::string configLabel;
+    std::string server;
+    std::string cellId;
+    std::string desktopName;
+    int traceLevel = 3;
+    std::string rcid;
+    std::string user;
+    std::string email;
+    std::string fullName;
+    std::string teamName;
+    std::string userId;
+    std::string masterProjectFolder;
+    bool syncFileLocking = false;
+    bool showGreenCheckmarks = false;
+    bool publicShare = false;
+    bool publicUpload = false;
+    bool publicExpiration = false;
+    bool publicPassword = false;
+    bool faxEnabled = false;
+    std::string convertTargets;
+    std::string authenticationKey;
+  };
+  Settings ReadSettings() const;
+
+  mutable CMutex mutex_{kMutexNormal};
+  const std::optional<PropertyList::Dictionary> properties_;
+  Settings settings_ KELVO_GUARDED_BY(mutex_);
+};
+
+}  // namespace kelvo

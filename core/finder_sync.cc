@@ -1,0 +1,222 @@
+// The life of the extension: start, the Agent's configuration, watched folders.
+#include "core/finder_sync.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+#include "agent/sync_api.h"
+#include "base/logger_mac.h"
+#include "base/string_utils.h"
+#include "cache/sync_cache.h"
+#include "core/build_date.h"
+#include "core/finder_configuration.h"
+#include "core/overlays.h"
+#include "deployment.h"
+#include "platform/background_queue.h"
+#include "platform/finder_controller.h"
+#include "platform/run_loop.h"
+#include "platform/system_log.h"
+#include "settings/secure_store.h"
+#include "ui/notification_preferences.h"
+
+namespace kelvo {
+namespace {
+
+constexpr char kLoggerName[] = "Kelvo Plugin";
+constexpr Selector kHandleConfigurationUpdated{"handleConfigurationUpdated"};
+constexpr Selector kHandleReinitLogger{"handleReinitLogger"};
+constexpr std::chrono::seconds kLongWait{2};
+
+// The folder as the file manager takes it: absolute, no slash at the end; empty when there is none.
+std::string DirectoryURL(std::string path) {
+  if (!path.starts_with('/')) return {};
+  while (path.size() > 1 && path.ends_with('/')) path.pop_back();
+  return path;
+}
+
+}  // namespace
+
+std::atomic<FinderSync*> FinderSync::m_Instance{nullptr};
+
+FinderSync::FinderSync(const Platform& platform, std::shared_ptr<const Bundle> bundle,
+                       Observer* observer)
+    : platform_(platform),
+      bundle_(std::move(bundle)),
+      observer_(observer),
+      alive_(std::make_shared<FinderSync*>(this)) {
+  m_Instance = this;
+}
+
+FinderSync::~FinderSync() {
+  *alive_ = nullptr;
+  m_Instance = nullptr;
+  CSyncCache::m_Instance = nullptr;
+  CSyncApi::m_Instance = nullptr;
+  CFinderConfiguration::m_Instance = nullptr;
+}
+
+void FinderSync::init() {
+  platform_.systemLog.Write(
+      kLoggerName, kSystemLogInfo,
+      "-[FinderSync init] launched from " + bundle_->path() + " ; compiled at " + kBuildTime);
+  SetSecretStore(&platform_.secretStore);
+  SetNotificationPreferences(&platform_.userDefaults);
+  configuration_ = std::make_unique<CFinderConfiguration>();
+  CFinderConfiguration::m_Instance = configuration_.get();
+  initLogger();
+  loadImages();
+  KELVO_LOG(kLogInformation, "Kelvo FinderSync plugin loaded: " << deployment::kVersion << " ("
+                                                                << kBuildDate << " " << kBuildTime
+                                                                << ")");
+  registerAgentEvents();
+  SetApplicationBundle(bundle_);
+  InitializeBridge(std::string(kNotificationObject) + "." + kExtensionName, configuration_.get(),
+                   this, platform_.agentTransport, platform_.runLoop, platform_.clock);
+  NotifyAgentEvent(kAgentInstance, "configuration_init");
+}
+
+void FinderSync::dealloc() {
+  DeallocBridge();
+  RemoveAgentObserver(&connectionObserver_);
+  AgentEventDispatcher::defaultDispatcher().unregisterTarget(this);
+}
+
+void FinderSync::initLogger() {
+  auto* logger = new CLoggerMac(
+      kLoggerName, ExpandTildeInPath("~/Library/Logs/KelvoAgentPlugin.log"), platform_.systemLog);
+  logger->SetLevel(configuration_->TraceLevel());
+  CLogger* former = CLogger::m_Instance.exchange(logger);
+  if (former == nullptr) return;
+  if (auto* formerFile = dynamic_cast<CLoggerMac*>(former)) formerFile->Retire();
+  // Deliberate: never destroyed, as a thread may be writing with it at this moment.
+  static auto* replaced = new std::vector<CLogger*>;
+  replaced->push_back(former);
+}
+
+void FinderSync::loadImages() {
+  Overlays::loadOverlaysForBundle(*bundle_);
+  for (const BadgeDescription& badge : kBadges) {
+    const int status = static_cast<int>(badge.status);
+    platform_.finderController.setBadgeImage(Overlays::getImageForStatus(status), badge.label,
+                                             Overlays::getIdentifierForStatus(status));
+  }
+}
+
+void FinderSync::registerAgentEvents() {
+  AgentEventDispatcher& dispatcher = AgentEventDispatcher::defaultDispatcher();
+  dispatcher.registerEventName("configuration_updated", this, kHandleConfigurationUpdated);
+  dispatcher.registerEventName("reinit_finder_logger", this, kHandleReinitLogger);
+  RegisterConnectionStatusObserver(&connectionObserver_, this, &connectionStatusChanged);
+}
+
+void FinderSync::performSelector(Selector selector, const PropertyList::Dictionary& /*userInfo*/) {
+  if (selector == kHandleConfigurationUpdated) {
+    handleConfigurationUpdated();
+  } else if (selector == kHandleReinitLogger) {
+    handleReinitLogger();
+  }
+}
+
+void FinderSync::handleReinitLogger() { initLogger(); }
+
+// The load may wait for a file's lock or for the keyring, so it runs on the settings worker; what
+// was known stays in force until it is done.
+void FinderSync::handleConfigurationUpdated() {
+  auto done = std::make_shared<bool>(false);
+  platform_.runLoop.After(kLongWait, [done] {
+    if (*done) return;
+    KELVO_LOG(kLogWarning,
+              "The configuration is not loaded after 2 seconds: another program keeps a settings "
+              "file locked, or the secret store is slow; still waiting");
+  });
+  platform_.settingsQueue.Async(
+      [alive = alive_, configuration = configuration_.get(), done, &runLoop = platform_.runLoop] {
+        const bool hadGreenCheckmarks = configuration->ShowGreenCheckmarks();
+        configuration->Load();
+        const bool changed = configuration->ShowGreenCheckmarks() != hadGreenCheckmarks;
+        runLoop.Post([alive, done, changed] {
+          *done = true;
+          if (*alive != nullptr) (*alive)->configurationLoaded(changed);
+        });
+      });
+}
+
+void FinderSync::configurationLoaded(bool greenCheckmarksChanged) {
+  setWatchedFolders();
+  startUp();
+  if (greenCheckmarksChanged) refreshAllBadges();
+  if (observer_ != nullptr) observer_->onMenusChanged();
+}
+
+void FinderSync::startUp() {
+  if (startedUp_) return;
+  startedUp_ = true;
+  syncApi_ = std::make_unique<CSyncApi>(platform_.runLoop, platform_.settingsQueue);
+  syncCache_ = std::make_unique<CSyncCache>(platform_.runLoop, platform_.clock);
+  syncApi_->SetCache(syncCache_.get());
+  syncApi_->Initialize(configuration_.get());
+  syncCache_->Initialize(configuration_.get(), syncApi_.get());
+  syncCache_->SetSweepObserver(
+      [this](const std::vector<std::string>& expired) { foldersSwept(expired); });
+  CSyncApi::m_Instance = syncApi_.get();
+  {
+    CMutexLock lock(observedMutex_);
+    for (const std::string& path : observedBeforeStart_) syncCache_->AddObservedPath(path);
+    observedBeforeStart_.clear();
+    CSyncCache::m_Instance = syncCache_.get();
+  }
+  started_ = true;
+  postToSelf(&FinderSync::askAgain);
+}
+
+void FinderSync::refreshAllBadges() {
+  if (syncCache_ != nullptr) syncCache_->RefreshAll();
+}
+
+void FinderSync::setWatchedFolders() {
+  const std::string workplace = configuration_->WorkplaceFolder();
+  std::vector<std::string> folders;
+  if (std::string url = DirectoryURL(workplace); !url.empty()) folders.push_back(std::move(url));
+  if (folders.empty()) {
+    KELVO_LOG(kLogInformation, "Empty watch folders!");
+    return;
+  }
+  platform_.finderController.setDirectoryURLs(folders);
+  KELVO_LOG(kLogInformation, "Workplace set to:" << workplace);
+}
+
+// The channel may come up or end inside a request of the cache, under its lock. So nobody above is
+// called from here, only later from the loop.
+void FinderSync::communicationInitiatized() {
+  KELVO_LOG(kLogDebug, "Communication initialized, request configuration");
+  NotifyAgentEvent(kAgentInstance, "configuration_init");
+  agentConnected_ = true;
+  postToSelf(&FinderSync::tellAgentConnected);
+  postToSelf(&FinderSync::askAgain);
+}
+
+void FinderSync::communicationEnded() {
+  agentConnected_ = false;
+  postToSelf(&FinderSync::tellAgentConnected);
+}
+
+void FinderSync::tellAgentConnected() {
+  if (observer_ != nullptr) observer_->onAgentConnected(agentConnected_);
+}
+
+void FinderSync::connectionStatusChanged(void* target, const char* /*agentId*/, int status,
+                                         std::int64_t /*timestamp*/) {
+  auto* self = static_cast<FinderSync*>(target);
+  if (self->connectionStatus_ == status) return;
+  self->connectionStatus_ = status;
+  if (self->observer_ != nullptr) self->observer_->onMenusChanged();
+}
+
+void FinderSync::postToSelf(void (FinderSync::*task)()) {
+  platform_.runLoop.Post([alive = alive_, task] {
+    if (*alive != nullptr) ((*alive)->*task)();
+  });
+}
+
+}  // namespace kelvo

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace kelvo {
+
+class AgentPort;
+
+// What a port tells its owner. All calls come on the main loop, never from inside Send, and never
+// after the port was destroyed.
+class AgentPortDelegate {
+ public:
+  // One whole message: the name's bytes and the dictionary's archive, neither checked.
+  virtual void handlePortMessage(AgentPort& port, std::string name, std::string archive) = 0;
+  // The peer went away. Whole messages that it had sent were delivered before.
+  virtual void handleInvalidPort(AgentPort& port) = 0;
+  // A message could not be handed over within its 3 seconds, or was refused; it is lost.
+  virtual void handleSendFailure(AgentPort& port) = 0;
+  // Sending raised an error; the message is lost and the port of no more use.
+  virtual void handleSendException(AgentPort& port, const std::string& description) = 0;
+
+ protected:
+  ~AgentPortDelegate() = default;
+};
+
+// A connection to one Agent. Main loop only. Destroying it closes it.
+class AgentPort {
+ public:
+  virtual ~AgentPort() = default;
+  // Queues one message; never blocks. Messages arrive in order.
+  virtual void Send(std::string name, std::string archive) = 0;
+  // For the log.
+  virtual std::string Description() const = 0;
+};
+
+// Finds Agents. Main loop only.
+class AgentTransport {
+ public:
+  virtual ~AgentTransport() = default;
+  // The Agent listening under the bootstrap name, or null (at once, without blocking) when there is
+  // none that may be talked to; a reason other than absence is logged.
+  virtual std::unique_ptr<AgentPort> portForName(const std::string& name,
+                                                 AgentPortDelegate& delegate) = 0;
+};
+
+}  // namespace kelvo

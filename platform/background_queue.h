@@ -1,0 +1,16 @@
+#pragma once
+
+#include <functional>
+
+namespace kelvo {
+
+// One worker that runs blocking work in the order in which it was handed over: whatever waits for a
+// settings file's lock or for the secret store.
+class BackgroundQueue {
+ public:
+  virtual ~BackgroundQueue() = default;
+  // Any thread. `work` runs on the worker.
+  virtual void Async(std::function<void()> work) = 0;
+};
+
+}  // namespace kelvo

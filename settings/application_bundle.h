@@ -1,0 +1,46 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/property_list.h"
+
+namespace kelvo {
+
+// The folder of the extension's own resources: badge images, dialog description, string tables
+// (<language>.lproj/Localizable.strings as XML property lists; Base.lproj holds every key).
+//
+// Threads: constant after construction; any thread.
+class Bundle {
+ public:
+  // `languages`: the user's, most wanted first, such as {"de_CH", "de"}; tables that are missing or
+  // broken are skipped (the latter logged).
+  Bundle(std::string path, const std::vector<std::string>& languages);
+
+  const std::string& path() const { return path_; }
+  // The file NAME.TYPE of the bundle, or nullopt when there is none.
+  std::optional<std::string> pathForResource(const std::string& name,
+                                             const std::string& type) const;
+  // The translation, else the base text, else `defaultText`. A translation whose format specifiers
+  // differ from those of `defaultText` is not used.
+  std::string localizedString(const std::string& key, const std::string& defaultText) const;
+
+ private:
+  std::string path_;
+  std::vector<PropertyList::Dictionary> tables_;  // most wanted first, the base table last
+};
+
+// The user's languages as the environment names them (LANGUAGE, LC_ALL, LC_MESSAGES, LANG).
+std::vector<std::string> PreferredLanguages();
+
+// The bundle of this process; null before the extension has set it. Set once at start, then read
+// from any thread.
+void SetApplicationBundle(std::shared_ptr<const Bundle> bundle);
+std::shared_ptr<const Bundle> getBundle();
+
+// localizedString of the process's bundle; `defaultText` without one.
+std::string LocalizedString(const std::string& key, const std::string& defaultText);
+
+}  // namespace kelvo

@@ -1,0 +1,36 @@
+#include "settings/plist_user_defaults.h"
+
+#include <filesystem>
+#include <optional>
+#include <system_error>
+#include <utility>
+
+#include "settings/properties.h"
+
+namespace kelvo {
+
+PlistUserDefaults::PlistUserDefaults(std::string path) : path_(std::move(path)) {}
+
+void PlistUserDefaults::Load() {
+  std::error_code ignored;
+  if (!std::filesystem::exists(path_, ignored)) return;  // opening would create it
+  auto stored = LoadPropertiesFromFile(path_);
+  if (!stored) return;
+  CMutexLock lock(mutex_);
+  values_.merge(*stored);
+}
+
+bool PlistUserDefaults::GetBool(const std::string& key) const {
+  CMutexLock lock(mutex_);
+  return GetBoolPropertyWithDefault(values_, key.c_str(), false);
+}
+
+bool PlistUserDefaults::SetBool(const std::string& key, bool value) {
+  {
+    CMutexLock lock(mutex_);
+    AddValueToDictionary(key, PropertyList(value), values_);
+  }
+  return ChangePropertiesInFile(path_, {{key, PropertyList(value)}});
+}
+
+}  // namespace kelvo

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+
+#include "base/mutex.h"
+#include "base/property_list.h"
+#include "platform/user_defaults.h"
+
+namespace kelvo {
+
+// User defaults kept in one property-list file, for platforms without a defaults service.
+class PlistUserDefaults : public UserDefaults {
+ public:
+  // Reads nothing yet: every key is absent until Load.
+  explicit PlistUserDefaults(std::string path);
+
+  // Reads the file under its lock, if there is one; settings worker. Values set meanwhile win.
+  void Load();
+  bool GetBool(const std::string& key) const override;
+  bool SetBool(const std::string& key, bool value) override;
+
+ private:
+  const std::string path_;
+  mutable CMutex mutex_{kMutexNormal};
+  PropertyList::Dictionary values_ KELVO_GUARDED_BY(mutex_);
+};
+
+}  // namespace kelvo

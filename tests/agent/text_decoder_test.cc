@@ -1,0 +1,147 @@
+#include "agent/text_decoder.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/support/list_text_agreement.h"
+
+namespace kelvo::test {
+namespace {
+
+template <typename T>
+std::string FailureText(const std::string& text) {
+  std::istringstream stream(text);
+  CTextDecoder decoder(&stream);
+  T value{};
+  try {
+    decoder >> value;
+  } catch (const CTextDecodingException& exception) {
+    return exception.what();
+  }
+  return "accepted";
+}
+
+TEST(TextDecoderTest, FailureNamesTheOperator) {
+  const std::string number = "kelvo::CTextDecoder &kelvo::CTextDecoder::operator>>(T &) [T = ";
+  EXPECT_EQ(number + "int]", FailureText<int>("x:"));
+  EXPECT_EQ(number + "long]", FailureText<long>("1"));
+  EXPECT_EQ(number + "long long]", FailureText<long long>("9223372036854775808:"));
+  EXPECT_EQ(number + "unsigned long]", FailureText<unsigned long>(":"));
+  EXPECT_EQ(number + "kelvo::sync::ESyncItemStatus]", FailureText<sync::ESyncItemStatus>("x:"));
+  EXPECT_EQ(number + "kelvo::sync::ESyncItemLock]", FailureText<sync::ESyncItemLock>("x:"));
+  EXPECT_EQ(number + "kelvo::sync::EItemPermissions]", FailureText<sync::EItemPermissions>("x:"));
+  EXPECT_EQ(number + "kelvo::sync::EPermissionsDenied]",
+            FailureText<sync::EPermissionsDenied>("2147483648:"));
+  EXPECT_EQ("kelvo::CTextDecoder &kelvo::CTextDecoder::operator>>(std::string &)",
+            FailureText<std::string>("3:ab"));
+  EXPECT_EQ(number + "unsigned long]", FailureText<std::string>("x:ab"));
+}
+
+TEST(TextDecoderTest, StringHoldsAnyByteAndNothingSeparatesItFromTheNextField) {
+  std::istringstream stream(std::string("3:a:b2:\0\n0:12x7:", 16));
+  CTextDecoder decoder(&stream);
+  std::string first, second, third = "not empty";
+  int fourth = 0, fifth = 0;
+  decoder >> first >> second >> third >> fourth >> fifth;
+  EXPECT_EQ("a:b", first);
+  EXPECT_EQ(std::string("\0\n", 2), second);
+  EXPECT_EQ("", third);
+  EXPECT_EQ(12, fourth);
+  EXPECT_EQ(7, fifth);
+  EXPECT_TRUE(decoder.eof());
+}
+
+TEST(TextDecoderTest, LengthBeyondTheTextTakesNoMemory) {
+  for (const char* length :
+       {"2147483647:", "-5:", "18446744073709551615:", "9223372036854775808:", "70000:"}) {
+    std::istringstream known(length + std::string("abc"));
+    TrickleBuffer trickle(length + std::string("abc"), 2);
+    std::istream unknown(&trickle);
+    for (std::istream* stream : {static_cast<std::istream*>(&known), &unknown}) {
+      CTextDecoder decoder(stream);
+      std::string target;
+      EXPECT_THROW(decoder >> target, CTextDecodingException) << length;
+      EXPECT_LT(target.capacity(), 1000U) << length;
+    }
+  }
+}
+
+TEST(TextDecoderTest, LongStringArrivesWholeHoweverItComes) {
+  std::string text(300'000, 'x');
+  for (std::size_t i = 0; i < text.size(); ++i) text[i] = static_cast<char>(i * 31 / 7);
+  for (std::size_t step : {1, 1000, 1'000'000}) {
+    TrickleBuffer buffer("300000:" + text + "5:", step);
+    std::istream stream(&buffer);
+    CTextDecoder decoder(&stream);
+    std::string target;
+    int after = 0;
+    decoder >> target >> after;
+    EXPECT_EQ(text, target) << step;
+    EXPECT_EQ(5, after) << step;
+  }
+}
+
+// Formatted extraction is the model: accepted texts, values and what is taken must be the same.
+TEST(TextDecoderTest, AgreesWithFormattedExtraction) {
+  const std::vector<std::string> fragments = {"0",
+                                              "1",
+                                              "7",
+                                              "007",
+                                              "12",
+                                              "2147483647",
+                                              "2147483648",
+                                              "-2147483648",
+                                              "-2147483649",
+                                              ":",
+                                              ":",
+                                              ":",
+                                              ":",
+                                              ":",
+                                              "99999999999999999999",
+                                              "000000000000000000000000",
+                                              "-",
+                                              "+",
+                                              " ",
+                                              "\t\n",
+                                              "\v",
+                                              "\f\r",
+                                              "a",
+                                              "0x1f",
+                                              "1e5",
+                                              ".",
+                                              ",",
+                                              "1,0",
+                                              "3:ab",
+                                              "2:",
+                                              "5:a:b:c",
+                                              "-1:",
+                                              "\xC2\xA0",
+                                              "\xFF",
+                                              "9223372036854775807",
+                                              "9223372036854775808",
+                                              "-9223372036854775808",
+                                              "-9223372036854775809",
+                                              "18446744073709551615",
+                                              "18446744073709551616",
+                                              "-18446744073709551615",
+                                              "-18446744073709551616",
+                                              std::string(1, '\0')};
+  std::mt19937 random(20240131);
+  const auto below = [&](std::size_t limit) { return static_cast<unsigned>(random() % limit); };
+  for (int round = 0; round < 10'000; ++round) {
+    std::string text;
+    for (unsigned i = below(8); i > 0; --i) text += fragments[below(fragments.size())];
+    ListTextComparison comparison(text);
+    for (int i = 0; i < 6; ++i) {
+      const unsigned code = below(10);
+      ASSERT_EQ("", comparison.Compare(code)) << "operation " << code << " in \"" << text << '"';
+    }
+  }
+}
+
+}  // namespace
+}  // namespace kelvo::test

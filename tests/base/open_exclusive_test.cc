@@ -1,0 +1,143 @@
+#include "base/open_exclusive.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <functional>
+#include <future>
+#include <thread>
+
+#include "base/unique_fd.h"
+#include "tests/support/fixture.h"
+
+namespace kelvo {
+namespace {
+
+// Another process that holds a file's lock until it is told to do its work and go.
+class LockHolder {
+ public:
+  // `work` runs in the other process with the locked descriptor: system calls only.
+  LockHolder(const std::string& path, const std::function<void(int)>& work) {
+    int ready[2];
+    int go[2];
+    if (pipe(ready) != 0 || pipe(go) != 0) return;
+    process_ = fork();
+    if (process_ == 0) {
+      char byte = 0;
+      close(go[1]);
+      const int fd = open(path.c_str(), O_RDWR | O_CREAT, 0600);
+      const bool locked = flock(fd, LOCK_EX) == 0 && write(ready[1], &byte, 1) == 1;
+      if (locked && read(go[0], &byte, 1) == 1) work(fd);
+      _exit(0);
+    }
+    close(ready[1]);
+    close(go[0]);
+    go_.Reset(go[1]);
+    char byte;
+    holds_ = read(ready[0], &byte, 1) == 1;
+    close(ready[0]);
+  }
+  ~LockHolder() {
+    go_.Reset();
+    waitpid(process_, nullptr, 0);
+  }
+  bool Holds() const { return holds_; }
+  bool Go() { return write(go_.get(), "", 1) == 1; }
+
+ private:
+  pid_t process_ = -1;
+  UniqueFd go_;
+  bool holds_ = false;
+};
+
+mode_t Mode(const std::string& path) {
+  struct stat status;
+  return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
+}
+
+class OpenExclusiveTest : public test::Fixture {
+ protected:
+  // Opens the path on a thread while another process holds it, checks that this waits (also over a
+  // signal), lets the other go and answers the descriptor.
+  UniqueFd OpenWhileHeld(const std::string& path, LockHolder& holder) {
+    EXPECT_TRUE(holder.Holds());
+    std::promise<int> opened;
+    std::future<int> result = opened.get_future();
+    std::thread opener([&] { opened.set_value(OpenExclusive(path)); });
+    EXPECT_EQ(result.wait_for(std::chrono::milliseconds{50}), std::future_status::timeout);
+    pthread_kill(opener.native_handle(), SIGUSR1);
+    EXPECT_EQ(result.wait_for(std::chrono::milliseconds{50}), std::future_status::timeout);
+    EXPECT_TRUE(holder.Go());
+    opener.join();
+    return UniqueFd(result.get());
+  }
+  void SetUp() override {
+    struct sigaction interrupt = {};
+    interrupt.sa_handler = [](int) {};  // without SA_RESTART
+    sigaction(SIGUSR1, &interrupt, &formerAction_);
+  }
+  void TearDown() override { sigaction(SIGUSR1, &formerAction_, nullptr); }
+
+  struct sigaction formerAction_ = {};
+};
+
+TEST_F(OpenExclusiveTest, WaitsForTheLockOfAnotherProcess) {
+  const std::string path = Home("settings.plist");
+  LockHolder holder(path, [](int fd) { (void)!write(fd, "done", 4); });
+  const UniqueFd fd = OpenWhileHeld(path, holder);
+  ASSERT_TRUE(fd);
+  char text[8];
+  EXPECT_EQ(read(fd.get(), text, sizeof text), 4);
+  const UniqueFd second(open(path.c_str(), O_RDWR));
+  EXPECT_EQ(flock(second.get(), LOCK_EX | LOCK_NB), -1);
+  EXPECT_EQ(errno, EWOULDBLOCK);
+}
+
+TEST_F(OpenExclusiveTest, FileReplacedMeanwhileIsOpenedAnew) {
+  const std::string path = Home("settings.plist");
+  const std::string replacement = Home("replacement");
+  WriteFile(replacement, "new");
+  LockHolder holder(path, [&](int) { rename(replacement.c_str(), path.c_str()); });
+  const UniqueFd fd = OpenWhileHeld(path, holder);
+  char text[8];
+  EXPECT_EQ(read(fd.get(), text, sizeof text), 3);
+}
+
+TEST_F(OpenExclusiveTest, WhatItCreatesIsTheUsersAlone) {
+  const UniqueFd fd(OpenExclusive(Home("Library/Preferences/a.plist")));
+  ASSERT_TRUE(fd);
+  EXPECT_EQ(Mode(Home("Library/Preferences")), 0700u);
+  EXPECT_EQ(Mode(Home("Library/Preferences/a.plist")), 0600u);
+  EXPECT_EQ(fcntl(fd.get(), F_GETFD), FD_CLOEXEC);
+}
+
+TEST_F(OpenExclusiveTest, RefusesWhatIsNoRegularFile) {
+  ASSERT_EQ(mkfifo(Home("pipe").c_str(), 0600), 0);
+  WriteFile(Home("file"), "");
+  const struct {
+    std::string path;
+    int error;
+  } rows[] = {
+      {Home("pipe"), EINVAL},
+      {Home(""), EISDIR},
+      {Home("file/below"), ENOTDIR},
+      {Home("file/below/below"), ENOTDIR},
+      {Home(std::string("file\0x", 6)), EINVAL},
+      {"/dev/null", EINVAL},
+      {"", ENOENT},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(OpenExclusive(row.path), -1) << row.path;
+    EXPECT_EQ(errno, row.error) << row.path;
+  }
+}
+
+}  // namespace
+}  // namespace kelvo

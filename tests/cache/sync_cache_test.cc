@@ -1,0 +1,222 @@
+#include "cache/sync_cache.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "base/logger.h"
+#include "tests/support/started_extension.h"
+
+namespace kelvo::test {
+namespace {
+
+using std::chrono::seconds;
+using Paths = std::vector<std::string>;
+
+class SyncCacheTest : public StartedExtension {
+ protected:
+  // Sends "error" 9 with a path, which asks for a reload.
+  void SendReload(const std::string& path) {
+    fake_.transport.DeliverEvent(
+        "sync_error", {{"error", PropertyList("9")}, {"path", PropertyList(path)}, {"mpf", "1"}});
+  }
+  std::string Status(const std::string& path) {
+    return std::to_string(static_cast<int>(cache().GetStatus(path)));
+  }
+};
+
+TEST_F(SyncCacheTest, MissAsksOncePerFiveSecondsUntilTheListComes) {
+  EXPECT_EQ(Status("/w/a"), "0");
+  EXPECT_EQ(NewRequests(), (Paths{"/w", "/w/a"}));
+  for (int i = 0; i < 100; ++i) EXPECT_EQ(Status("/w/b" + std::to_string(i)), "0");
+  fake_.runLoop.Advance(seconds(5));
+  EXPECT_EQ(Status("/w/b"), "0");
+  EXPECT_EQ(NewRequests(), Paths{});
+  fake_.runLoop.Advance(seconds(1));
+  EXPECT_EQ(Status("/w/b"), "0");
+  EXPECT_EQ(NewRequests(), (Paths{"/w", "/w/b"}));
+
+  SendList("/w", {{.name = "a"}, {.name = "b", .status = 1}});
+  EXPECT_EQ(Badge("/w/a"), "1");
+  EXPECT_EQ(Badge("/w/b"), "2");
+  EXPECT_EQ(Status("/w/b"), "2");
+  EXPECT_EQ(Status("/w/unlisted"), "0");
+  EXPECT_EQ(NewRequests(), Paths{}) << "a listed folder asks for nothing";
+}
+
+TEST_F(SyncCacheTest, PathsOfEveryShape) {
+  for (const char* path : {"", "/w/", "a/"}) EXPECT_EQ(Status(path), "0");
+  EXPECT_EQ(NewRequests(), Paths{});
+  EXPECT_EQ(Status("/"), "0");
+  EXPECT_EQ(NewRequests(), (Paths{"", "/"}));
+  SendList("", {{.name = "top", .type = 2}});
+  EXPECT_EQ(Status("/top"), "1");
+  EXPECT_EQ(Status("/w/\xff"), "0");
+  EXPECT_EQ(NewRequests(), Paths{}) << "a name that is not text cannot be said to the Agent";
+  EXPECT_FALSE(cache().IsAwaited("/w"));
+}
+
+TEST_F(SyncCacheTest, ListReplacesItemsWholesaleAndRepaintsInOrder) {
+  SendList("/w", {{.name = "b"}, {.name = "a"}, {.name = "gone"}});
+  ASSERT_EQ(fake_.finder.badges.size(), 3u) << "also for a folder that nobody asked for";
+  EXPECT_EQ(fake_.finder.badges[0].path, "/w/a");
+  EXPECT_EQ(fake_.finder.badges[2].path, "/w/gone");
+  SendList("/w", {{.name = "a", .denied = 4}});
+  EXPECT_EQ(Status("/w/gone"), "0");
+  EXPECT_EQ(Badge("/w/a"), "6");
+}
+
+TEST_F(SyncCacheTest, AllEightAnswersComeFromTheRecord) {
+  SendList("/w", {{.name = "a",
+                   .permissions = 1044,
+                   .denied = 7,
+                   .modifiedBy = "bob",
+                   .fileId = "F77",
+                   .itemId = 3,
+                   .lock = 1,
+                   .lockHolder = "eve",
+                   .lockTime = 99}});
+  EXPECT_EQ(cache().GetFileId("/w/a"), "F77");
+  EXPECT_EQ(cache().GetStatus("/w/a"), BadgeStatus::kPermissions);
+  EXPECT_EQ(cache().GetLockStatus("/w/a"), sync::ESyncItemLock::SYNC_LOCK);
+  EXPECT_EQ(cache().GetLockTime("/w/a"), 99);
+  EXPECT_EQ(cache().GetLockOwner("/w/a"), "eve");
+  EXPECT_EQ(cache().GetModifiedBy("/w/a"), "bob");
+  EXPECT_EQ(cache().GetPermissions("/w/a"), sync::EItemPermissions::PERM_VIEW);
+  EXPECT_EQ(cache().GetDenied("/w/a"), sync::EPermissionsDenied::ACCESS_DENIED);
+  EXPECT_EQ(NewRequests(), Paths{});
+}
+
+TEST_F(SyncCacheTest, CutListKeepsTheRecordsBeforeTheCut) {
+  std::string text = ListText({{.name = "a", .status = 1}, {.name = "b"}});
+  SendListText("/w", text.substr(0, text.size() - 6));
+  EXPECT_EQ(Badge("/w/a"), "2");
+  EXPECT_EQ(LogCount("SyncStatusListResponse exception: "), 1);
+  SendListText("/v", "not a count");
+  EXPECT_FALSE(cache().IsListed("/v"));
+}
+
+TEST_F(SyncCacheTest, SingleItemChangesRepaintOnlyWhatChanged) {
+  SendItem("/w/a");
+  EXPECT_EQ(Badge("/w/a"), "(none)") << "an item of a folder that is not cached";
+  SendList("/w", {{.name = "a"}});
+  fake_.finder.badges.clear();
+  SendItem("/w/a");
+  EXPECT_TRUE(fake_.finder.badges.empty());
+  SendItem("/w/a", {{"lock", "1"}, {"lock_holder", "eve"}});
+  EXPECT_EQ(Badge("/w/a"), "3");
+  SendItem("/w/new", {{"status", "1"}, {"item_id", "9"}});
+  EXPECT_EQ(Badge("/w/new"), "2");
+  SendItem("/w/renamed", {{"status", "1"}, {"item_id", "9"}});
+  EXPECT_EQ(Status("/w/new"), "0");
+  NewRequests();
+  SendItem("/w/a", {{"status", "3"}});
+  EXPECT_EQ(NewRequests(), (Paths{"/w", "/w/a"})) << "the folder was dropped and is asked for anew";
+}
+
+TEST_F(SyncCacheTest, ReloadAsksForTheFolderAndAllBelow) {
+  for (const char* folder : {"/", "/a", "/a/b", "/ab", "/a/b/c"}) SendList(folder, {});
+  SendReload("/a");
+  EXPECT_EQ(NewRequests(), (Paths{"/a", "/a/b", "/a/b/c"}));
+  SendReload("/a");
+  EXPECT_EQ(NewRequests(), Paths{}) << "folders that await a list are left alone";
+  EXPECT_EQ(Status("/ab/x"), "0");
+  EXPECT_EQ(NewRequests(), Paths{});
+  SendReload("/ab/item");
+  EXPECT_EQ(NewRequests(), (Paths{"/ab"})) << "the folder of the path";
+  SendList("/ab", {});
+  SendReload("/");
+  EXPECT_EQ(NewRequests(), (Paths{"/", "/ab"}));
+}
+
+TEST_F(SyncCacheTest, ResetForgetsAllAndRepaintsTheFolders) {
+  SendList("/w", {{.name = "a"}});
+  SendList("/w/d", {{.name = "b"}});
+  fake_.finder.badges.clear();
+  fake_.transport.DeliverEvent("sync_response", {{"command", "reset-status"}});
+  EXPECT_EQ(NewRequests(), (Paths{"", "/w", "/w", "/w/d"}));
+  ASSERT_EQ(fake_.finder.badges.size(), 2u);
+  EXPECT_EQ(fake_.finder.badges[1].path, "/w/d");
+  EXPECT_FALSE(cache().IsListed("/w"));
+  const std::size_t before = fake_.transport.Events("sync-lists").size();
+  fake_.transport.DeliverEvent("sync_error", {{"error", "0"}});
+  EXPECT_EQ(fake_.transport.Events("sync-lists").size(), before + 1);
+}
+
+TEST_F(SyncCacheTest, BrokenPublicLinkListLeavesTheFormerOne) {
+  auto link = [](const std::string& path) {
+    return StringText(path) + StringText("t") + "1:2:3:" + StringText("") + StringText("") +
+           StringText("x") + "4:";
+  };
+  auto send = [this](const std::string& id, const std::string& list) {
+    fake_.transport.DeliverEvent(
+        "sync_response",
+        {{"command", "sync-lists"}, {"list-id", PropertyList(id)}, {"list", PropertyList(list)}});
+  };
+  send("publicLinks", link("/w/a") + link("/w/b"));
+  EXPECT_TRUE(cache().IsPublicLink("/w/b"));
+  send("publicLinks", link("/w/c") + "12:cut");
+  send("otherLists", link("/w/d"));
+  EXPECT_TRUE(cache().IsPublicLink("/w/a"));
+  EXPECT_FALSE(cache().IsPublicLink("/w/c"));
+  EXPECT_EQ(LogCount("PublicLinks response exception: "), 1);
+  send("publicLinks", "");
+  EXPECT_FALSE(cache().IsPublicLink("/w/a"));
+}
+
+TEST_F(SyncCacheTest, SweepDropsWhatNobodyLooksAt) {
+  SendList("/old", {{.name = "a"}});
+  SendList("/shown", {{.name = "a"}});
+  SendList("/used", {{.name = "a"}});
+  extension_->beginObservingDirectoryAtURL("/shown");
+  cache().GetStatus("/lost/a");
+  SetLogLevel(kLogDebug);
+  fake_.runLoop.Advance(seconds(590));
+  cache().GetStatus("/used/a");
+  fake_.runLoop.Advance(seconds(20));  // first sweep: only what waited in vain
+  EXPECT_FALSE(cache().IsAwaited("/lost"));
+  EXPECT_TRUE(cache().IsListed("/old"));
+  fake_.runLoop.Advance(seconds(600));
+  EXPECT_FALSE(cache().IsListed("/old"));
+  EXPECT_TRUE(cache().IsListed("/used"));
+  EXPECT_TRUE(cache().IsListed("/shown"));
+  EXPECT_EQ(LogCount("Folder cache expired /old (last access "), 1);
+  fake_.runLoop.Advance(seconds(6000));
+  EXPECT_FALSE(cache().IsListed("/used"));
+  EXPECT_TRUE(cache().IsListed("/shown")) << "an observed folder never expires";
+  extension_->endObservingDirectoryAtURL("/shown");
+  fake_.runLoop.Advance(seconds(600));
+  EXPECT_FALSE(cache().IsListed("/shown"));
+}
+
+TEST_F(SyncCacheTest, SettingTheClockExpiresNothingAndKeepsNothingForever) {
+  for (const std::int64_t step : {+86'400, -86'400}) {
+    SendList("/w", {{.name = "a"}});
+    cache().GetStatus("/w/a");
+    fake_.clock.SetWallClock(fake_.clock.Now() + step);
+    fake_.runLoop.Advance(seconds(600));
+    EXPECT_TRUE(cache().IsListed("/w")) << step;
+    fake_.runLoop.Advance(seconds(1200));
+    EXPECT_FALSE(cache().IsListed("/w")) << step;
+    // A request outstanding when the clock is set is repeated after 5 seconds of real time.
+    cache().GetStatus("/q/a");
+    fake_.clock.SetWallClock(fake_.clock.Now() + step);
+    NewRequests();
+    cache().GetStatus("/q/a");
+    EXPECT_EQ(NewRequests(), Paths{}) << step;
+    fake_.runLoop.Advance(seconds(7));
+    cache().GetStatus("/q/a");
+    EXPECT_EQ(NewRequests(), (Paths{"/q", "/q/a"})) << step;
+  }
+}
+
+TEST_F(SyncCacheTest, CommandsBelongToTheInstanceThatSentThem) {
+  CSyncApi::m_Instance.load()->RequestLock("/w/a", 0);
+  EXPECT_TRUE(cache().IsReponseForThisInstance("/w/a"));
+  EXPECT_FALSE(cache().IsReponseForThisInstance("/w/b"));
+  cache().RemoveCommandForThisInstance("/w/a");
+  EXPECT_FALSE(cache().IsReponseForThisInstance("/w/a"));
+}
+
+}  // namespace
+}  // namespace kelvo::test

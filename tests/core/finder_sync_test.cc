@@ -1,0 +1,154 @@
+#include "core/finder_sync.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "base/logger.h"
+#include "tests/support/started_extension.h"
+
+namespace kelvo::test {
+namespace {
+
+using std::chrono::seconds;
+using Paths = std::vector<std::string>;
+
+class FinderSyncTest : public StartedExtension {
+ protected:
+  using StartedExtension::StartedExtension;
+};
+
+class UnconfiguredFinderSyncTest : public FinderSyncTest {
+ protected:
+  UnconfiguredFinderSyncTest() : FinderSyncTest(false) {}
+};
+
+TEST_F(UnconfiguredFinderSyncTest, OpensTheChannelAndWaitsForItsConfiguration) {
+  ASSERT_EQ(fake_.transport.sent.size(), 2u);
+  EXPECT_EQ(fake_.transport.lookedUpName, "com.kelvo.vip.kelvoFinderSync");
+  EXPECT_EQ(fake_.transport.sent[0].name, "init_com");
+  EXPECT_EQ(fake_.transport.Events("configuration_init").size(), 1u)
+      << "what the first connection sends before the bridge stands is discarded";
+  ASSERT_EQ(fake_.finder.registrations.size(), 6u);
+  EXPECT_EQ(fake_.finder.registrations[3].label, "locked_me");
+  EXPECT_EQ(fake_.finder.registrations[3].identifier, "4");
+  EXPECT_TRUE(fake_.finder.directories.empty());
+  EXPECT_EQ(LogCount("Kelvo FinderSync plugin loaded: "), 1);
+  EXPECT_EQ(CSyncCache::m_Instance.load(), nullptr);
+}
+
+TEST_F(UnconfiguredFinderSyncTest, WhatWasAskedBeforeStartUpIsAskedAgainWhenItStands) {
+  extension_->requestBadgeIdentifierForURL("/w/a");
+  extension_->requestBadgeIdentifierForURL("/w/b");
+  extension_->beginObservingDirectoryAtURL("/w");
+  extension_->beginObservingDirectoryAtURL("/x");
+  extension_->endObservingDirectoryAtURL("/x");
+  EXPECT_EQ(Badge("/w/a"), "");
+  EXPECT_EQ(NewRequests(), Paths{});
+  Configure();
+  EXPECT_EQ(NewRequests(), (Paths{"", "/w", "/w", "/w/a"}));
+  EXPECT_TRUE(cache().IsObserved("/w"));
+  EXPECT_FALSE(cache().IsObserved("/x"));
+  SendList("/w", {{.name = "a"}, {.name = "b", .status = 1}});
+  EXPECT_EQ(Badge("/w/b"), "2");
+  fake_.runLoop.Advance(seconds(8));
+  EXPECT_EQ(NewRequests(), (Paths{"", "/w"})) << "only what has not come is asked once more";
+  fake_.runLoop.Advance(seconds(60));
+  EXPECT_EQ(NewRequests(), Paths{});
+}
+
+TEST_F(FinderSyncTest, SecondConfigurationCreatesNothingAgain) {
+  const std::size_t before = fake_.transport.sent.size();
+  CSyncCache* first = &cache();
+  Configure();
+  EXPECT_EQ(&cache(), first);
+  EXPECT_EQ(fake_.transport.sent.size(), before);
+  EXPECT_EQ(fake_.finder.directories.size(), 2u);
+  EXPECT_EQ(fake_.finder.directories[1], Paths{Home("Work")});
+  EXPECT_EQ(LogCount("Workplace set to:" + Home("Work")), 2);
+}
+
+TEST_F(FinderSyncTest, OnlyAChangeOfGreenCheckMarksRepaintsAll) {
+  WriteFile(Home("Work/f"), "");
+  SendList(Home("Work"), {{.name = "f"}, {.name = "d", .type = 2}});
+  WriteUserInfo("<key>public_upload</key><true/>");
+  NewRequests();
+  Configure();
+  EXPECT_EQ(NewRequests(), Paths{});
+  WriteUserInfo("<key>show_green_checkmarks</key><false/>");
+  Configure();
+  EXPECT_EQ(NewRequests(), (Paths{home_, Home("Work")}));
+  SendList(Home("Work"), {{.name = "f"}});
+  EXPECT_EQ(Badge(Home("Work/f")), "");
+  EXPECT_EQ(menusChanged_, 3) << "once for each configuration";
+}
+
+TEST_F(FinderSyncTest, LockedSettingsLeaveTheFormerOnesInForce) {
+  fake_.settingsQueue.Hold(true);
+  WriteUserInfo("<key>show_green_checkmarks</key><false/>");
+  Configure();
+  Configure();
+  fake_.runLoop.Advance(seconds(3));
+  EXPECT_EQ(LogCount("The configuration is not loaded after 2 seconds"), 2);
+  extension_->requestBadgeIdentifierForURL(Home("Work/f"));
+  EXPECT_EQ(NewRequests(), (Paths{Home("Work"), Home("Work/f")})) << "badges go on meanwhile";
+  EXPECT_EQ(fake_.finder.directories.size(), 1u);
+  fake_.settingsQueue.RunAll();
+  fake_.runLoop.RunPosted();
+  EXPECT_EQ(fake_.finder.directories.size(), 3u);
+}
+
+TEST_F(FinderSyncTest, WhatWasAskedWhileTheAgentWasAwayIsAskedAgain) {
+  extension_->requestBadgeIdentifierForURL("/lost/a");  // sent, and lost with the Agent
+  fake_.transport.present = false;
+  fake_.transport.Invalidate();
+  extension_->requestBadgeIdentifierForURL("/away/a");
+  fake_.runLoop.Advance(seconds(60));
+  NewRequests();
+  fake_.transport.sent.clear();
+  fake_.transport.present = true;
+  fake_.runLoop.Advance(seconds(5));
+  ASSERT_GE(fake_.transport.sent.size(), 2u);
+  EXPECT_EQ(fake_.transport.sent[0].name, "init_com");
+  EXPECT_EQ(fake_.transport.Events("configuration_init").size(), 1u);
+  EXPECT_EQ(fake_.transport.ListRequests(), (Paths{"/away", "/away/a", "/lost", "/lost/a"}));
+  SendList("/lost", {{.name = "a"}});
+  fake_.transport.sent.clear();
+  fake_.runLoop.Advance(seconds(7));
+  EXPECT_EQ(fake_.transport.ListRequests(), (Paths{"/away", "/away/a"}));
+  EXPECT_EQ(connections_, (std::vector<bool>{true, false, true}));
+}
+
+TEST_F(FinderSyncTest, SweepIsToldOnlyWhileTheChannelIsUp) {
+  SendList("/w", {{.name = "a"}});
+  fake_.runLoop.Advance(seconds(1200));
+  ASSERT_EQ(swept_.size(), 2u);
+  EXPECT_EQ(swept_[1], Paths{"/w"});
+  fake_.transport.present = false;
+  fake_.transport.Invalidate();
+  fake_.runLoop.Advance(seconds(1200));
+  EXPECT_EQ(swept_.size(), 2u);
+}
+
+TEST_F(FinderSyncTest, ReinitGivesANewLogFile) {
+  const std::string log = Home("Library/Logs/KelvoAgentPlugin.log");
+  KELVO_LOG(kLogError, "before");
+  EXPECT_NE(ReadFile(log).find("before"), std::string::npos);
+  rename(log.c_str(), (log + ".old").c_str());
+  fake_.transport.DeliverEvent("reinit_finder_logger");
+  KELVO_LOG(kLogError, "after");
+  EXPECT_NE(ReadFile(log).find("after"), std::string::npos);
+  EXPECT_EQ(ReadFile(log).find("before"), std::string::npos);
+}
+
+TEST_F(FinderSyncTest, BadgeLineIsWrittenAtLevelFour) {
+  WriteUserInfo("<key>trace_level</key><integer>4</integer>");
+  Configure();
+  SendList("/w", {{.name = "a", .denied = 1}});
+  extension_->requestBadgeIdentifierForURL("/v/a\nb");
+  EXPECT_EQ(LogCount("setting badge:6 for:/w/a"), 1);
+  EXPECT_EQ(LogCount("setting badge: for:/v/a\\nb"), 1) << "a name forges no line";
+}
+
+}  // namespace
+}  // namespace kelvo::test

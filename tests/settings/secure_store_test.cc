@@ -1,0 +1,128 @@
+#include "settings/secure_store.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "settings/plist_user_defaults.h"
+#include "settings/properties.h"
+#include "tests/support/fixture.h"
+#include "ui/notification_preferences.h"
+
+namespace kelvo {
+namespace {
+
+class SecureStoreTest : public test::Fixture {
+ protected:
+  bool Store(const std::string& secret) {
+    return StorePasswordData("S", "A", static_cast<std::uint32_t>(secret.size()), secret.data());
+  }
+};
+
+TEST_F(SecureStoreTest, StoringTwiceKeepsTheItem) {
+  EXPECT_TRUE(Store("one"));
+  EXPECT_EQ(fake_.secrets.lastAccess.description, "S");
+  EXPECT_EQ(fake_.secrets.lastAccess.applications.size(), 5u);
+  EXPECT_TRUE(Store(std::string("t\0o", 3)));
+  EXPECT_EQ(fake_.secrets.calls, (std::vector<std::string>{"create S A", "modify S A"}));
+  std::string secret;
+  EXPECT_TRUE(config::CSecureStore::Read("S", "A", secret));
+  EXPECT_EQ(secret, std::string("t\0o", 3));
+}
+
+TEST_F(SecureStoreTest, AnEmptySecretIsASecret) {
+  EXPECT_TRUE(Store(""));
+  std::uint32_t length = 9;
+  void* data = nullptr;
+  EXPECT_TRUE(ReadPasswordData("S", "A", &length, &data));
+  EXPECT_EQ(length, 0u);
+  EXPECT_NE(data, nullptr);
+  std::free(data);
+}
+
+TEST_F(SecureStoreTest, AFailedReadLeavesTheOutputs) {
+  EXPECT_TRUE(Store("x"));
+  std::uint32_t length = 9;
+  void* data = &length;
+  std::string secret = "kept";
+  EXPECT_FALSE(ReadPasswordData("S", "other", &length, &data));
+  fake_.secrets.failure = SecretStatus::kUnavailable;
+  EXPECT_FALSE(ReadPasswordData("S", "A", &length, &data));
+  EXPECT_FALSE(config::CSecureStore::Read("S", "A", secret));
+  EXPECT_EQ(length, 9u);
+  EXPECT_EQ(data, &length);
+  EXPECT_EQ(secret, "kept");
+}
+
+TEST_F(SecureStoreTest, AStoreThatCannotAnswerIsGivenNothing) {
+  for (const SecretStatus status : {SecretStatus::kUnavailable, SecretStatus::kRefused}) {
+    fake_.secrets.failure = status;
+    EXPECT_FALSE(Store("x"));
+    EXPECT_FALSE(DeletePasswordData("S", "A"));
+  }
+  EXPECT_EQ(fake_.secrets.calls, (std::vector<std::string>{"delete S A", "delete S A"}));
+  SetSecretStore(nullptr);
+  EXPECT_FALSE(Store("x"));
+  EXPECT_FALSE(DeletePasswordData("S", "A"));
+}
+
+TEST_F(SecureStoreTest, DeletingWhatIsNotThereSucceeds) {
+  EXPECT_TRUE(Store("x"));
+  EXPECT_TRUE(DeletePasswordData("S", "A"));
+  EXPECT_TRUE(DeletePasswordData("S", "A"));
+  EXPECT_TRUE(fake_.secrets.items.empty());
+}
+
+class PlistUserDefaultsTest : public test::Fixture {
+ protected:
+  const std::string path_ = Home("Library/Preferences/defaults.plist");
+};
+
+TEST_F(PlistUserDefaultsTest, ChoicesOutliveTheProcessAndKeepForeignKeys) {
+  EXPECT_TRUE(StorePropertiesToFile(path_, {{"foreign", "x"}, {"kelvo-dont-show-lock", true}}));
+  PlistUserDefaults defaults(path_);
+  defaults.Load();
+  SetNotificationPreferences(&defaults);
+  EXPECT_FALSE(GetShowLockNotification());
+  EXPECT_TRUE(GetShowUnlockNotification());
+  EXPECT_FALSE(GetOpenFileAfterLock());
+  SetShowLockNotification(true);
+  SetShowUnlockNotification(false);
+  SetOpenFileAfterLock(true);
+
+  PlistUserDefaults later(path_);
+  later.Load();
+  SetNotificationPreferences(&later);
+  EXPECT_TRUE(GetShowLockNotification());
+  EXPECT_FALSE(GetShowUnlockNotification());
+  EXPECT_TRUE(GetOpenFileAfterLock());
+  EXPECT_EQ(GetStringProperty(*LoadPropertiesFromFile(path_), "foreign"), "x");
+}
+
+TEST_F(PlistUserDefaultsTest, WhatWasSetBeforeTheLoadWins) {
+  PlistUserDefaults defaults(path_);
+  EXPECT_TRUE(defaults.SetBool("a", false));
+  EXPECT_TRUE(StorePropertiesToFile(path_, {{"a", true}, {"b", true}}));
+  EXPECT_FALSE(defaults.GetBool("b"));
+  defaults.Load();
+  EXPECT_FALSE(defaults.GetBool("a"));
+  EXPECT_TRUE(defaults.GetBool("b"));
+}
+
+TEST_F(PlistUserDefaultsTest, AValueThatCannotBeWrittenIsStillInForce) {
+  WriteFile(Home("file"), "");
+  PlistUserDefaults defaults(Home("file/defaults.plist"));
+  defaults.Load();
+  EXPECT_FALSE(defaults.SetBool("a", true));
+  EXPECT_TRUE(defaults.GetBool("a"));
+}
+
+TEST_F(PlistUserDefaultsTest, LoadingMakesNoFile) {
+  PlistUserDefaults(path_).Load();
+  EXPECT_FALSE(std::filesystem::exists(path_));
+}
+
+}  // namespace
+}  // namespace kelvo

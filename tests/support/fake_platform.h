@@ -1,0 +1,207 @@
+// Fakes of the platform seams. Nothing here imitates a class of the system itself.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "base/property_list.h"
+#include "platform/agent_transport.h"
+#include "platform/background_queue.h"
+#include "platform/clock.h"
+#include "platform/finder_controller.h"
+#include "platform/platform.h"
+#include "platform/run_loop.h"
+#include "platform/secret_store.h"
+#include "platform/system_log.h"
+#include "platform/user_defaults.h"
+
+namespace kelvo::test {
+
+// A clock that a test turns by hand. SetWallClock moves only the wall clock, as a user would.
+class FakeClock : public Clock {
+ public:
+  std::int64_t Now() const override { return wallBase_ + monotonic_.count() / 1000; }
+  std::chrono::milliseconds Monotonic() const override { return monotonic_; }
+  void Turn(std::chrono::milliseconds step) { monotonic_ += step; }
+  void SetWallClock(std::int64_t now) { wallBase_ = now - monotonic_.count() / 1000; }
+
+ private:
+  std::int64_t wallBase_ = 1'700'000'000;
+  std::chrono::milliseconds monotonic_{0};
+};
+
+// Runs posted tasks and due timers when the test says so.
+class FakeRunLoop : public RunLoop {
+ public:
+  explicit FakeRunLoop(FakeClock& clock) : clock_(clock) {}
+
+  void Post(std::function<void()> task) override;
+  TimerId After(std::chrono::milliseconds delay, std::function<void()> task) override;
+  TimerId Every(std::chrono::milliseconds first, std::chrono::milliseconds interval,
+                std::function<void()> task) override;
+  void Cancel(TimerId id) override;
+  // The thread that made the loop is its thread.
+  bool IsCurrent() const override;
+
+  // Everything posted, and what that posts.
+  void RunPosted();
+  // Turns the clock step by step, running posted tasks and timers as they fall due.
+  void Advance(std::chrono::milliseconds step);
+
+ private:
+  struct Timer {
+    TimerId id;
+    std::chrono::milliseconds due;
+    std::chrono::milliseconds interval;  // 0: once
+    std::function<void()> task;
+  };
+  std::optional<Timer> TakeDue(std::chrono::milliseconds until);
+
+  FakeClock& clock_;
+  std::mutex mutex_;
+  std::deque<std::function<void()>> posted_;
+  std::vector<Timer> timers_;
+  TimerId nextId_ = 1;
+  std::uintptr_t thread_ = ThreadMark();
+  static std::uintptr_t ThreadMark();
+};
+
+// Runs work when the test says so, or at once.
+class FakeBackgroundQueue : public BackgroundQueue {
+ public:
+  void Async(std::function<void()> work) override;
+  // With `hold`, work waits until RunAll.
+  void Hold(bool hold) { hold_ = hold; }
+  void RunAll();
+
+ private:
+  bool hold_ = false;
+  std::deque<std::function<void()>> work_;
+};
+
+class FakeSystemLog : public SystemLog {
+ public:
+  struct Line {
+    std::string identity;
+    int level;
+    std::string text;
+  };
+  void Write(const std::string& identity, int level, const std::string& text) override;
+  std::vector<Line> Lines() const;
+  // How many lines hold the text.
+  int Count(const std::string& text) const;
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<Line> lines_;
+};
+
+// An Agent that is there or not, and records what it is sent.
+class FakeTransport : public AgentTransport {
+ public:
+  struct Sent {
+    std::string name;
+    PropertyList::Dictionary info;
+  };
+
+  std::unique_ptr<AgentPort> portForName(const std::string& name,
+                                         AgentPortDelegate& delegate) override;
+
+  bool present = false;
+  int lookups = 0;
+  std::string lookedUpName;
+  std::vector<Sent> sent;
+
+  bool Connected() const { return port_ != nullptr; }
+  // To the extension.
+  void Deliver(const std::string& name, const PropertyList::Dictionary& info);
+  void DeliverEvent(const std::string& eventName, PropertyList::Dictionary info = {});
+  void DeliverRaw(const std::string& name, const std::string& archive);
+  void Invalidate();
+  void FailSend();
+  void RaiseOnSend(const std::string& description);
+  // The events sent under the name, or with that "command".
+  std::vector<PropertyList::Dictionary> Events(const std::string& nameOrCommand) const;
+  // The paths of the status lists asked for, in order.
+  std::vector<std::string> ListRequests() const;
+
+ private:
+  class Port;
+  Port* port_ = nullptr;
+  AgentPortDelegate* delegate_ = nullptr;
+};
+
+class FakeFinderController : public FinderController {
+ public:
+  struct Badge {
+    std::string identifier;
+    std::string path;
+    bool isDirectory;
+  };
+  struct Registration {
+    std::optional<BadgeImage> image;
+    std::string label;
+    std::string identifier;
+  };
+  void setDirectoryURLs(const std::vector<std::string>& paths) override;
+  void setBadgeImage(const std::optional<BadgeImage>& image, const std::string& label,
+                     const std::string& badgeIdentifier) override;
+  void setBadgeIdentifier(const std::string& badgeIdentifier, const std::string& path,
+                          bool isDirectory) override;
+
+  std::mutex mutex;
+  std::vector<std::vector<std::string>> directories;  // every call
+  std::vector<Registration> registrations;
+  std::vector<Badge> badges;                   // every call
+  std::map<std::string, std::string> current;  // path to identifier
+};
+
+class FakeSecretStore : public SecretStore {
+ public:
+  using Key = std::pair<std::string, std::string>;  // service, account
+
+  SecretStatus Read(const std::string& service, const std::string& account,
+                    std::string* secret) override;
+  SecretStatus Find(const std::string& service, const std::string& account) override;
+  SecretStatus Modify(const std::string& service, const std::string& account,
+                      const std::string& secret) override;
+  SecretStatus Create(const std::string& service, const std::string& account,
+                      const std::string& secret, const SecretAccess& access) override;
+  SecretStatus Delete(const std::string& service, const std::string& account) override;
+
+  std::map<Key, std::string> items;
+  SecretStatus failure = SecretStatus::kOk;  // anything else is every call's answer
+  std::vector<std::string> calls;            // "read SERVICE ACCOUNT" and so on
+  SecretAccess lastAccess;
+};
+
+class FakeUserDefaults : public UserDefaults {
+ public:
+  bool GetBool(const std::string& key) const override;
+  bool SetBool(const std::string& key, bool value) override;
+  std::map<std::string, bool> values;
+};
+
+// All of them together.
+struct FakePlatform {
+  FakeClock clock;
+  FakeRunLoop runLoop{clock};
+  FakeBackgroundQueue settingsQueue;
+  FakeTransport transport;
+  FakeFinderController finder;
+  FakeSecretStore secrets;
+  FakeUserDefaults defaults;
+  FakeSystemLog systemLog;
+  Platform platform{clock, runLoop, settingsQueue, transport, finder, secrets, defaults, systemLog};
+};
+
+}  // namespace kelvo::test
