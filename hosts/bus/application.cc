@@ -1,0 +1,146 @@
+#include "hosts/bus/application.h"
+
+#include <glib-unix.h>
+#include <locale.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+
+#include <chrono>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "base/string_utils.h"
+#include "deployment.h"
+#include "hosts/bus/bus_interface.h"
+#include "settings/application_bundle.h"
+
+namespace kelvo {
+namespace {
+
+constexpr char kProgram[] = "kelvo-finder-sync";
+constexpr char kUserDefaultsFile[] = "~/Library/Preferences/com.kelvo.vip.kelvoFinderSync.plist";
+constexpr std::chrono::milliseconds kMenusChangedInterval{500};
+// At the end: nobody is left to wait for an answer, but what was begun to be written should be.
+constexpr std::chrono::milliseconds kCallsPatience{300};
+constexpr std::chrono::seconds kSettingsPatience{2};
+
+void PrintError(const std::string& text) {
+  fprintf(stderr, "%s: %s\n", kProgram, EscapeControlCharacters(text).c_str());
+}
+
+// The resources lie where they are installed relative to the program, in the build tree, too.
+std::shared_ptr<const Bundle> OwnBundle() {
+  std::error_code ignored;
+  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", ignored);
+  const std::filesystem::path prefix = program.parent_path().parent_path();
+  return std::make_shared<const Bundle>((prefix / "share" / kProgram).string(),
+                                        PreferredLanguages());
+}
+
+// The exit code when the arguments leave nothing to do.
+std::optional<int> HandleArguments(int argc, char** argv) {
+  if (argc == 1) return std::nullopt;
+  const std::string_view argument = argv[1];
+  if (argc == 2 && argument == "--version") {
+    printf("%s %s\n", kProgram, deployment::kVersion);
+    return 0;
+  }
+  const bool isHelp = argc == 2 && argument == "--help";
+  fprintf(isHelp ? stdout : stderr, "Usage: %s\n", kProgram);
+  return isHelp ? 0 : 2;
+}
+
+}  // namespace
+
+Application::Application(std::unique_ptr<BusConnection> connection)
+    : connection_(std::move(connection)),
+      service_(connection_->get()),
+      badges_(
+          runLoop_, clock_,
+          [this](const std::string& path, bool isDirectory) {
+            return BadgeOfIdentifier(finderSync_.knownBadgeIdentifier(path, isDirectory));
+          },
+          [this](const std::string& folder, const std::string& entries) {
+            service_.EmitBadgesChanged(folder, entries);
+          }),
+      finderController_(badges_, service_),
+      agentTransport_(runLoop_.context()),
+      userDefaults_(ExpandTildeInPath(kUserDefaultsFile)),
+      menusChanged_(runLoop_, clock_, kMenusChangedInterval,
+                    [this] { service_.EmitMenusChanged(); }),
+      finderSync_(Platform{clock_, runLoop_, settingsQueue_, agentTransport_, finderController_,
+                           secretStore_, userDefaults_, systemLog_},
+                  OwnBundle(), this),
+      calls_(finderSync_, badges_) {}
+
+int Application::Run() {
+  const int exitCode = Serve() ? 0 : 1;
+  const bool callsEnded = service_.Stop(kCallsPatience);
+  const bool settingsWritten = settingsQueue_.Finish(kSettingsPatience);
+  if (!callsEnded || !settingsWritten) {
+    // A thread waits for a disk or a lock, and uses what would be torn down on the way out.
+    fflush(nullptr);
+    _Exit(exitCode);
+  }
+  return exitCode;
+}
+
+// The object is there before its name, so that the first call finds it; whoever does not get the
+// name has touched neither Agent nor files.
+bool Application::Serve() {
+  std::string error;
+  QuitOnSignals();
+  connection_->OnLost([this] { runLoop_.Quit(); });
+  if (!service_.Start(calls_, &error) || !connection_->OwnName(kBusName, &error)) {
+    PrintError(error);
+    return false;
+  }
+  settingsQueue_.Async([this] { userDefaults_.Load(); });
+  finderSync_.init();
+  runLoop_.Run();
+  finderSync_.dealloc();
+  return true;
+}
+
+void Application::QuitOnSignals() {
+  for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+    g_unix_signal_add(
+        number,
+        [](gpointer self) -> gboolean {
+          static_cast<Application*>(self)->runLoop_.Quit();
+          return G_SOURCE_CONTINUE;
+        },
+        this);
+  }
+}
+
+void Application::onAgentConnected(bool connected) {
+  service_.SetAgentConnected(connected);
+  menusChanged_.Request();
+}
+
+void Application::onMenusChanged() { menusChanged_.Request(); }
+
+void Application::onFoldersSwept(const std::vector<std::string>& /*folders*/) {
+  // An expired folder is of no interest, unless somebody has asked for it again since.
+  badges_.Swept(
+      [this](const std::string& directory) { return finderSync_.isFolderOfInterest(directory); });
+}
+
+int RunApplication(int argc, char** argv) {
+  if (const std::optional<int> exitCode = HandleArguments(argc, argv)) return *exitCode;
+  setlocale(LC_ALL, "");
+  signal(SIGPIPE, SIG_IGN);
+  std::string error;
+  std::unique_ptr<BusConnection> connection = BusConnection::Open(&error);
+  if (connection == nullptr) {
+    PrintError(error);
+    return 1;
+  }
+  return Application(std::move(connection)).Run();
+}
+
+}  // namespace kelvo

@@ -1,0 +1,116 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "base/mutex.h"
+#include "hosts/bus/client_slots.h"
+#include "platform/clock.h"
+#include "platform/run_loop.h"
+
+namespace kelvo {
+
+// The badge of an identifier as it travels on the bus: its digit, '0' for none.
+inline char BadgeOfIdentifier(std::string_view identifier) {
+  return identifier.empty() ? '0' : identifier.front();
+}
+
+// The badge last told of every item that some client of the bus has asked for, and what of it has
+// to be told anew.
+//
+// Folders and names have the forms of hosts/bus/bus_paths.h; names that no item can have are
+// answered '0' and never kept.
+// Threads: any. Order: reading a badge, keeping it and handing out the reply or the signal are one
+// step for everybody, so no reply overtakes a newer signal.
+// Lifetime: outlives the loop's turning.
+class BadgeTable {
+ public:
+  static constexpr std::size_t kMaxSignalBytes = std::size_t{1} << 20;  // folder and entries
+  static constexpr std::chrono::milliseconds kSignalInterval{50};       // of one folder
+
+  // The present badge of a path, without asking anybody. All three functions are called with the
+  // table's lock held: they must not block, nor call back.
+  using Reader = std::function<char(const std::string& path, bool isDirectory)>;
+  // `entries`: badge, name, zero byte, repeated.
+  using Signaller = std::function<void(const std::string& folder, const std::string& entries)>;
+  using Reply = std::function<void(const std::string& badges)>;
+  // Gets the directory in the form of SplitPath: empty for "/".
+  using FolderPredicate = std::function<bool(const std::string& directory)>;
+
+  BadgeTable(RunLoop& runLoop, const Clock& clock, Reader reader, Signaller signaller);
+  BadgeTable(const BadgeTable&) = delete;
+  BadgeTable& operator=(const BadgeTable&) = delete;
+
+  // A client is asking: from now on repaints of these items are its business. Answer must follow;
+  // until then a sweep spares the folder.
+  void Ask(const std::string& client, const std::string& folder,
+           const std::vector<std::string_view>& names);
+  // Hands out one badge per name, in order, as known at this moment.
+  void Answer(const std::string& client, const std::string& folder,
+              const std::vector<std::string_view>& names, const Reply& reply);
+  // The item was repainted with this badge. It is signalled if what is known then differs from what
+  // was told: at the end of the loop's turn, but not within 50 ms of the folder's last signal.
+  void NoteRepaint(std::string_view path, char badge, bool isDirectory);
+
+  // Lets go of the items that nobody else has asked for. After the last Answer to the client.
+  void ClientGone(const std::string& client);
+  // The cache has swept: lets go of folders that are of no interest any more. Not to be called
+  // while the channel to the Agent is down, as all items are still owed a badge when it is back.
+  void Swept(const FolderPredicate& isOfInterest);
+
+  // How many items are kept.
+  std::size_t Size() const;
+
+ private:
+  static constexpr char kUntold = '\0';
+
+  struct Item {
+    ClientSlots::Bits clients = 0;
+    char told = kUntold;
+    bool isDirectory = false;
+    bool owed = false;     // somebody was told something else than `told`
+    bool pending = false;  // in Folder::pending
+  };
+  struct Hash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view text) const {
+      return std::hash<std::string_view>{}(text);
+    }
+  };
+  template <typename Value>
+  using Map = std::unordered_map<std::string, Value, Hash, std::equal_to<>>;
+  using Items = Map<Item>;
+
+  struct Folder {
+    Items items;
+    std::vector<Items::value_type*> pending;  // to be looked at for the next signal
+    int answering = 0;                        // calls between Ask and Answer
+    bool flushScheduled = false;
+    std::optional<std::chrono::milliseconds> lastSignal;
+  };
+
+  static Items::value_type& ItemOf(Folder& folder, std::string_view name, ClientSlots::Bits client);
+  void AddPending(const std::string& path, Folder& folder, Items::value_type& item)
+      KELVO_REQUIRES(mutex_);
+  char AnswerOne(const std::string& path, Folder& folder, std::string_view name,
+                 ClientSlots::Bits client) KELVO_REQUIRES(mutex_);
+  void Flush(const std::string& path);
+  void Signal(const std::string& path, Folder& folder) KELVO_REQUIRES(mutex_);
+  static void EraseAbandoned(Folder& folder);
+
+  RunLoop& runLoop_;
+  const Clock& clock_;
+  const Reader reader_;
+  const Signaller signaller_;
+  mutable CMutex mutex_{kMutexNormal};
+  ClientSlots slots_ KELVO_GUARDED_BY(mutex_);
+  Map<Folder> folders_ KELVO_GUARDED_BY(mutex_);
+};
+
+}  // namespace kelvo

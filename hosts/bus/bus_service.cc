@@ -1,0 +1,253 @@
+#include "hosts/bus/bus_service.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "core/overlays.h"
+#include "deployment.h"
+#include "hosts/bus/bus_interface.h"
+#include "hosts/bus/bus_paths.h"
+
+namespace kelvo {
+namespace {
+
+// Installed icons of the badges 1 to 6.
+constexpr std::array<const char*, kBadges.size()> kBadgeIcons = {
+    "emblem-kelvo-in-sync", "emblem-kelvo-syncing", "emblem-kelvo-locked-red",
+    "emblem-kelvo-locked",  "emblem-kelvo-syncing", "emblem-kelvo-permission-violation"};
+
+using VariantPtr = GLibPtr<GVariant>;
+
+std::string_view Bytes(GVariant* array) {
+  gsize size = 0;
+  const void* data = g_variant_get_fixed_array(array, &size, 1);
+  return {static_cast<const char*>(data), size};
+}
+
+GVariant* ToVariant(std::string_view bytes) {
+  return g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, bytes.data(), bytes.size(), 1);
+}
+
+GVariant* ToVariant(const std::vector<std::string>& paths) {
+  GVariantBuilder builder;
+  g_variant_builder_init(&builder, G_VARIANT_TYPE("aay"));
+  for (const std::string& path : paths) g_variant_builder_add_value(&builder, ToVariant(path));
+  return g_variant_builder_end(&builder);
+}
+
+GVariant* BadgeList() {
+  GVariantBuilder builder;
+  g_variant_builder_init(&builder, G_VARIANT_TYPE("a(yss)"));
+  for (std::size_t i = 0; i < kBadges.size(); ++i) {
+    const int digit = '0' + static_cast<int>(kBadges[i].status);
+    g_variant_builder_add(&builder, "(yss)", digit, kBadges[i].label, kBadgeIcons[i]);
+  }
+  return g_variant_builder_end(&builder);
+}
+
+VariantPtr Argument(GDBusMethodInvocation* invocation, gsize index) {
+  return VariantPtr(
+      g_variant_get_child_value(g_dbus_method_invocation_get_parameters(invocation), index));
+}
+
+// GDBus takes a reference of its own with every answer.
+void Return(const std::shared_ptr<GDBusMethodInvocation>& invocation, GVariant* value) {
+  g_object_ref(invocation.get());
+  g_dbus_method_invocation_return_value(invocation.get(), value);
+}
+
+void ReturnError(const std::shared_ptr<GDBusMethodInvocation>& invocation, const char* name,
+                 const char* message) {
+  g_object_ref(invocation.get());
+  g_dbus_method_invocation_return_dbus_error(invocation.get(), name, message);
+}
+
+void ReturnInvalidPath(const std::shared_ptr<GDBusMethodInvocation>& invocation) {
+  ReturnError(invocation, kErrorInvalidPath,
+              "A path is absolute, without a zero byte and without a slash at its end");
+}
+
+}  // namespace
+
+const BusService::Method BusService::kMethods[] = {
+    {"BeginObservingDirectory", &BusService::BeginObservingDirectory, false},
+    {"EndObservingDirectory", &BusService::EndObservingDirectory, false},
+    {"RequestBadges", &BusService::RequestBadges, false},
+    {"MenuForItems", &BusService::MenuForItems, true},
+    {"ChooseMenuItem", &BusService::ChooseMenuItem, true},
+};
+
+BusService::BusService(GDBusConnection* connection) : connection_(connection) {}
+
+BusService::~BusService() { (void)Stop(std::chrono::seconds(0)); }
+
+bool BusService::Start(BusCalls& calls, std::string* error) {
+  calls_ = &calls;
+  static const GDBusInterfaceVTable vtable = {OnMethodCall, OnGetProperty, nullptr, {}};
+  GErrorSlot failure;
+  // GDBus calls back on the context that is the registering thread's default.
+  g_main_context_push_thread_default(context_.get());
+  registration_ = g_dbus_connection_register_object(connection_, kBusPath, BusInterfaceInfo(),
+                                                    &vtable, this, nullptr, failure.out());
+  g_main_context_pop_thread_default(context_.get());
+  if (registration_ == 0) {
+    *error = std::string("cannot export ") + kBusPath + ": " + failure.text();
+    return false;
+  }
+  thread_ = std::thread([this] { Serve(); });
+  return true;
+}
+
+bool BusService::Stop(std::chrono::milliseconds limit) {
+  if (!thread_.joinable()) return true;
+  g_dbus_connection_unregister_object(connection_, registration_);
+  loop_.Quit();
+  thread_.join();
+  return lanes_.Finish(limit);
+}
+
+void BusService::Serve() {
+  g_main_context_push_thread_default(context_.get());
+  loop_.Run();
+  for (const auto& [client, watch] : watches_) g_bus_unwatch_name(watch);
+  g_main_context_pop_thread_default(context_.get());
+}
+
+void BusService::OnMethodCall(GDBusConnection*, const gchar* sender, const gchar*, const gchar*,
+                              const gchar* method, GVariant*, GDBusMethodInvocation* invocation,
+                              gpointer self) {
+  auto* service = static_cast<BusService*>(self);
+  Invocation owned(invocation, InvocationRelease());
+  const auto* entry =
+      std::find_if(std::begin(kMethods), std::end(kMethods),
+                   [&](const Method& known) { return method == std::string_view(known.name); });
+  const std::string client = sender;
+  service->WatchClient(client);
+  auto task = [service, entry, owned = std::move(owned), client] {
+    (service->*entry->handler)(owned, client);
+  };
+  if (entry->isMenu) {
+    service->lanes_.RunMenu(client, std::move(task));
+  } else {
+    service->lanes_.Run(client, std::move(task));
+  }
+}
+
+// Only clients that have called are watched: the comings and goings of all others wake nobody.
+void BusService::WatchClient(const std::string& client) {
+  auto [watch, isNew] = watches_.try_emplace(client, 0);
+  if (!isNew) return;
+  watch->second =
+      g_bus_watch_name_on_connection(connection_, client.c_str(), G_BUS_NAME_WATCHER_FLAGS_NONE,
+                                     nullptr, OnClientVanished, this, nullptr);
+}
+
+void BusService::OnClientVanished(GDBusConnection*, const gchar* name, gpointer self) {
+  auto* service = static_cast<BusService*>(self);
+  const std::string client = name;
+  auto watch = service->watches_.find(client);
+  if (watch == service->watches_.end()) return;
+  g_bus_unwatch_name(watch->second);
+  service->watches_.erase(watch);
+  service->lanes_.Run(client, [service, client] { service->calls_->clientGone(client); });
+}
+
+void BusService::BeginObservingDirectory(const Invocation& invocation, const std::string& client) {
+  const VariantPtr argument = Argument(invocation.get(), 0);
+  const std::string path(Bytes(argument.get()));
+  if (!IsBusPath(path)) return ReturnInvalidPath(invocation);
+  calls_->beginObservingDirectory(client, path);
+  Return(invocation, nullptr);
+}
+
+void BusService::EndObservingDirectory(const Invocation& invocation, const std::string& client) {
+  const VariantPtr argument = Argument(invocation.get(), 0);
+  const std::string path(Bytes(argument.get()));
+  if (!IsBusPath(path)) return ReturnInvalidPath(invocation);
+  calls_->endObservingDirectory(client, path);
+  Return(invocation, nullptr);
+}
+
+void BusService::RequestBadges(const Invocation& invocation, const std::string& client) {
+  const VariantPtr folderArgument = Argument(invocation.get(), 0);
+  const VariantPtr namesArgument = Argument(invocation.get(), 1);
+  const std::string folder(Bytes(folderArgument.get()));
+  std::vector<std::string_view> names;
+  if (!IsBusPath(folder)) return ReturnInvalidPath(invocation);
+  if (!SplitNames(Bytes(namesArgument.get()), &names)) {
+    return ReturnError(invocation, kErrorInvalidPath, "Each name is ended by a zero byte");
+  }
+  calls_->requestBadges(client, folder, names, [&](const std::string& badges) {
+    Return(invocation, g_variant_new("(@ay)", ToVariant(badges)));
+  });
+}
+
+// No menu is built yet: every selection has the empty one, which has no serial.
+void BusService::MenuForItems(const Invocation& invocation, const std::string&) {
+  const VariantPtr items = Argument(invocation.get(), 1);
+  for (gsize i = 0; i < g_variant_n_children(items.get()); ++i) {
+    const VariantPtr item(g_variant_get_child_value(items.get(), i));
+    const std::string_view path = Bytes(item.get());
+    if (!path.empty() && !IsBusPath(path)) return ReturnInvalidPath(invocation);
+  }
+  Return(invocation, g_variant_new("(ua(ussbsb))", 0U, nullptr));
+}
+
+// As no menu has been handed out, every serial is unknown.
+void BusService::ChooseMenuItem(const Invocation& invocation, const std::string&) {
+  if (!calls_->isStarted()) {
+    return ReturnError(invocation, kErrorNotStarted, "The Agent has not sent a configuration yet");
+  }
+  ReturnError(invocation, kErrorStaleMenu, "There is no such menu any more");
+}
+
+GVariant* BusService::OnGetProperty(GDBusConnection*, const gchar*, const gchar*, const gchar*,
+                                    const gchar* name, GError** error, gpointer self) {
+  auto* service = static_cast<BusService*>(self);
+  const std::string_view property = name;
+  if (property == "Version") return g_variant_new_string(deployment::kVersion);
+  if (property == "Badges") return BadgeList();
+  CMutexLock lock(service->mutex_);
+  if (property == "DirectoryURLs") return ToVariant(service->directoryURLs_);
+  if (property == "AgentConnected") return g_variant_new_boolean(service->agentConnected_);
+  g_set_error(error, G_DBUS_ERROR, G_DBUS_ERROR_UNKNOWN_PROPERTY, "No property %s", name);
+  return nullptr;
+}
+
+void BusService::SetDirectoryURLs(std::vector<std::string> paths) {
+  CMutexLock lock(mutex_);
+  if (paths == directoryURLs_) return;
+  directoryURLs_ = std::move(paths);
+  EmitPropertyChanged("DirectoryURLs", ToVariant(directoryURLs_));
+}
+
+void BusService::SetAgentConnected(bool connected) {
+  CMutexLock lock(mutex_);
+  if (connected == agentConnected_) return;
+  agentConnected_ = connected;
+  EmitPropertyChanged("AgentConnected", g_variant_new_boolean(connected));
+}
+
+void BusService::EmitBadgesChanged(const std::string& folder, const std::string& entries) {
+  Emit(kBusInterface, "BadgesChanged",
+       g_variant_new("(@ay@ay)", ToVariant(folder), ToVariant(entries)));
+}
+
+void BusService::EmitMenusChanged() { Emit(kBusInterface, "MenusChanged", nullptr); }
+
+void BusService::EmitPropertyChanged(const char* name, GVariant* value) {
+  GVariantBuilder changed;
+  g_variant_builder_init(&changed, G_VARIANT_TYPE_VARDICT);
+  g_variant_builder_add(&changed, "{sv}", name, value);
+  Emit("org.freedesktop.DBus.Properties", "PropertiesChanged",
+       g_variant_new("(sa{sv}as)", kBusInterface, &changed, nullptr));
+}
+
+// Queued in the order of the calls; a bus that is gone ends the process elsewhere.
+void BusService::Emit(const char* interface, const char* signal, GVariant* parameters) {
+  g_dbus_connection_emit_signal(connection_, nullptr, kBusPath, interface, signal, parameters,
+                                nullptr);
+}
+
+}  // namespace kelvo

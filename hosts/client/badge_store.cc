@@ -1,0 +1,442 @@
+#include "hosts/client/badge_store.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace kelvo {
+
+namespace {
+
+constexpr std::chrono::milliseconds kNever = std::chrono::milliseconds::max();
+
+using Relation = WatchedDirectories::Relation;
+
+BadgeByte ValidBadge(char byte) { return byte >= '0' && byte <= '9' ? byte : kNoBadge; }
+
+}  // namespace
+
+struct BadgeStore::Item {
+  Folder* folder = nullptr;
+  const std::string* name = nullptr;  // the key of the item in its folder
+  std::uint32_t holders = 0;
+  BadgeByte badge = kNoBadge;
+  BadgeByte told = kNoBadge;  // the last answer to the file manager
+  bool stale = false;         // the badge is a former extension's
+  bool queued = false;        // its name waits in the folder's queue
+  bool changed = false;       // it waits in changed_
+  bool repaint = false;       // to be told even when the badge is the one told
+  bool used = false;          // looked up since the last sweep
+};
+
+struct BadgeStore::Folder {
+  std::string path;
+  std::unordered_map<std::string, Item, PathHash, std::equal_to<>> items;
+  Relation relation = Relation::kOutside;
+  std::size_t holders = 0;  // the sum of the items'
+  bool observed = false;    // the present extension was told so
+  bool hadBadge = false;    // since the extension appeared
+  bool resting = false;     // nothing is asked until the file manager asks for an item
+  std::vector<std::string> queue;
+  std::vector<std::string> asked;  // of the call that is under way
+  std::uint64_t ticket = 0;        // of that call; 0: there is none
+  Milliseconds lastUse{0};
+  Milliseconds sweepAt = kNever;
+  Milliseconds askAgainAt = kNever;
+  Milliseconds notBefore{0};  // no call until then
+  Milliseconds delay = kFirstRetry;
+
+  bool Shown(Milliseconds now) const { return holders > 0 || now - lastUse < kLinger; }
+  void LengthenDelay() { delay = std::min(2 * delay, kLastRetry); }
+};
+
+BadgeStore::BadgeStore(const Clock& clock, Surroundings& surroundings)
+    : clock_(clock), surroundings_(surroundings), nextWork_(kNever) {}
+
+BadgeStore::~BadgeStore() = default;
+
+BadgeStore::Answer BadgeStore::Lookup(std::string_view path) {
+  const std::size_t slash = path.rfind('/');
+  if (path.empty() || path.front() != '/' || slash + 1 == path.size()) return {kNoBadge, nullptr};
+  const std::string_view name = path.substr(slash + 1);
+  if (name == "." || name == "..") return {kNoBadge, nullptr};
+  Folder* folder = FindOrAdd(slash == 0 ? "/" : path.substr(0, slash));
+  if (folder == nullptr) return {kNoBadge, nullptr};
+  folder->lastUse = clock_.Monotonic();
+  if (folder->resting) Wake(*folder);
+
+  auto at = folder->items.find(name);
+  if (at == folder->items.end()) {
+    if (itemCount_ >= kMaxItems) return {kNoBadge, nullptr};
+    at = folder->items.emplace(name, Item{}).first;
+    ++itemCount_;
+    at->second.folder = folder;
+    at->second.name = &at->first;
+    if (folder->sweepAt == kNever) folder->sweepAt = folder->lastUse + kLinger;
+    if (present_ && InScope(*folder, at->first)) Enqueue(at->second);
+    WorkBy(folder->sweepAt);
+    surroundings_.WorkSoon();
+  }
+  Item& item = at->second;
+  item.used = true;
+  item.told = item.badge;
+  item.repaint = false;
+  return {item.badge, &item};
+}
+
+void BadgeStore::Retain(Item* item) {
+  if (item == nullptr) return;
+  ++item->holders;
+  ++item->folder->holders;
+}
+
+void BadgeStore::Release(Item* item) {
+  if (item == nullptr || item->holders == 0) return;
+  Folder& folder = *item->folder;
+  --item->holders;
+  --folder.holders;
+  if (item->holders > 0) return;
+  folder.lastUse = clock_.Monotonic();
+  if (folder.sweepAt == kNever) folder.sweepAt = folder.lastUse + kLinger;
+  WorkBy(folder.sweepAt);
+}
+
+void BadgeStore::ExtensionAppeared(const std::vector<std::string>& directories) {
+  present_ = true;
+  SetDirectories(directories);
+  for (auto& [path, folder] : folders_) {
+    folder->hadBadge = false;
+    folder->delay = kFirstRetry;
+    AskAgain(*folder);
+  }
+  surroundings_.WorkSoon();
+}
+
+void BadgeStore::ExtensionVanished() {
+  if (!std::exchange(present_, false)) return;
+  bool unconfirmed = false;  // an extension that dies again and again does not renew the grace
+  for (auto& [path, folder] : folders_) {
+    folder->observed = false;
+    StopAsking(*folder);
+    for (auto& [name, item] : folder->items) {
+      unconfirmed = unconfirmed || item.stale;
+      item.stale = item.badge != kNoBadge;
+    }
+  }
+  if (!staleSince_ || !unconfirmed) staleSince_ = clock_.Monotonic();
+  WorkBy(GraceEnd());
+  surroundings_.WorkSoon();
+}
+
+void BadgeStore::AgentConnected() {
+  for (auto& [path, folder] : folders_) {
+    folder->delay = kFirstRetry;
+    folder->notBefore = Milliseconds{0};
+    AskAgain(*folder);
+  }
+  surroundings_.WorkSoon();
+}
+
+void BadgeStore::SetDirectories(const std::vector<std::string>& directories) {
+  WatchedDirectories changed(directories);
+  if (changed == directories_) return;
+  directories_ = std::move(changed);
+  for (auto& [path, folder] : folders_) Rescope(*folder);
+  surroundings_.WorkSoon();
+}
+
+void BadgeStore::OnAnswer(const std::string& path, std::uint64_t ticket,
+                          std::optional<std::string_view> badges) {
+  const auto at = folders_.find(path);
+  if (at == folders_.end() || ticket == 0 || at->second->ticket != ticket) return;
+  Folder& folder = *at->second;
+  folder.ticket = 0;
+  const std::vector<std::string> names = std::exchange(folder.asked, {});
+  const bool failed = !badges || badges->size() != names.size();
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    const auto found = folder.items.find(names[i]);
+    if (found == folder.items.end()) continue;
+    Item& item = found->second;
+    if (failed) {
+      Enqueue(item);
+      continue;
+    }
+    const BadgeByte badge = ValidBadge((*badges)[i]);
+    // An extension that has just been started knows nothing yet and says so.
+    if (badge == kNoBadge && item.stale) continue;
+    if (InScope(folder, names[i])) SetBadge(item, badge);
+  }
+  if (failed) {
+    folder.notBefore = clock_.Monotonic() + folder.delay;
+    folder.LengthenDelay();
+  } else {
+    NoteAnswered(folder);
+  }
+  surroundings_.WorkSoon();
+}
+
+void BadgeStore::OnBadgesChanged(std::string_view path, std::string_view entries) {
+  const auto at = folders_.find(path);
+  if (at == folders_.end()) return;
+  Folder& folder = *at->second;
+  while (entries.size() > 1) {
+    const std::size_t end = entries.find('\0', 1);
+    if (end == std::string_view::npos) break;
+    const auto found = folder.items.find(entries.substr(1, end - 1));
+    if (found != folder.items.end() && InScope(folder, found->first)) {
+      SetBadge(found->second, ValidBadge(entries.front()));
+    }
+    entries.remove_prefix(end + 1);
+  }
+  surroundings_.WorkSoon();
+}
+
+void BadgeStore::TellAll() {
+  for (auto& [path, folder] : folders_) {
+    for (auto& [name, item] : folder->items) {
+      if (item.badge == kNoBadge) continue;
+      item.repaint = true;
+      MarkChanged(item);
+    }
+  }
+  surroundings_.WorkSoon();
+}
+
+void BadgeStore::Work() {
+  nextWork_ = kNever;
+  DropUnshown();
+  EndGrace();
+  if (present_) {
+    RestSurplus();
+    for (auto& [path, folder] : folders_) Serve(*folder);
+  }
+  TellSome();
+  Schedule();
+}
+
+BadgeStore::Folder* BadgeStore::FindOrAdd(std::string_view path) {
+  if (lastFolder_ != nullptr && lastFolder_->path == path) return lastFolder_;
+  const auto at = folders_.find(path);
+  if (at != folders_.end()) return lastFolder_ = at->second.get();
+  if (itemCount_ >= kMaxItems) return nullptr;
+  auto folder = std::make_unique<Folder>();
+  folder->path = path;
+  folder->relation = directories_.RelationOf(path);
+  const std::string& key = folder->path;
+  return lastFolder_ = folders_.emplace(key, std::move(folder)).first->second.get();
+}
+
+bool BadgeStore::InScope(const Folder& folder, const std::string& name) const {
+  switch (folder.relation) {
+    case Relation::kInside:
+      return true;
+    case Relation::kHoldsWatched:
+      return directories_.IsWatched(JoinPath(folder.path, name));
+    default:
+      return false;
+  }
+}
+
+void BadgeStore::Rescope(Folder& folder) {
+  const Relation former = std::exchange(folder.relation, directories_.RelationOf(folder.path));
+  if (former == folder.relation && former != Relation::kHoldsWatched) return;
+  folder.askAgainAt = kNever;
+  for (auto& [name, item] : folder.items) {
+    // A returning extension names its folders a little later: what is stale is left to the grace.
+    if (!InScope(folder, name) && !item.stale) SetBadge(item, kNoBadge);
+  }
+  if (present_) AskAgain(folder);
+}
+
+void BadgeStore::AskAgain(Folder& folder) {
+  folder.askAgainAt = kNever;
+  if (folder.relation == Relation::kOutside || folder.resting) return;
+  for (auto& [name, item] : folder.items) {
+    if (InScope(folder, name)) Enqueue(item);
+  }
+}
+
+void BadgeStore::Enqueue(Item& item) {
+  if (std::exchange(item.queued, true)) return;
+  item.folder->queue.push_back(*item.name);
+}
+
+void BadgeStore::SetBadge(Item& item, BadgeByte badge) {
+  item.stale = false;
+  item.badge = badge;
+  if (badge != kNoBadge) item.folder->hadBadge = true;
+  if (badge != item.told) MarkChanged(item);
+}
+
+void BadgeStore::MarkChanged(Item& item) {
+  if (!std::exchange(item.changed, true)) changed_.push_back(&item);
+}
+
+void BadgeStore::NoteAnswered(Folder& folder) {
+  if (!folder.queue.empty() || folder.askAgainAt != kNever) return;
+  // A watched folder's badge in a folder that nobody observes is not pushed for ever.
+  if (folder.relation == Relation::kHoldsWatched) {
+    folder.askAgainAt = clock_.Monotonic() + kLastRetry;
+  } else if (!folder.hadBadge) {
+    folder.askAgainAt = clock_.Monotonic() + folder.delay;
+  }
+}
+
+void BadgeStore::DropUnshown() {
+  const Milliseconds now = clock_.Monotonic();
+  for (auto at = folders_.begin(); at != folders_.end();) {
+    Folder& folder = *at->second;
+    if (folder.Shown(now)) {
+      if (now >= folder.sweepAt) SweepItems(folder);
+      ++at;
+      continue;
+    }
+    if (folder.observed) surroundings_.EndObserving(folder.path);
+    std::erase_if(changed_, [&](const Item* item) { return item->folder == &folder; });
+    itemCount_ -= folder.items.size();
+    if (lastFolder_ == &folder) lastFolder_ = nullptr;
+    at = folders_.erase(at);
+  }
+}
+
+void BadgeStore::RestSurplus() {
+  const Milliseconds now = clock_.Monotonic();
+  std::vector<Folder*> idle;
+  for (auto& [path, folder] : folders_) {
+    if (folder->observed && now - folder->lastUse >= kLinger) idle.push_back(folder.get());
+  }
+  if (idle.size() <= kMaxIdle) return;
+  std::sort(idle.begin(), idle.end(),
+            [](const Folder* a, const Folder* b) { return a->lastUse > b->lastUse; });
+  for (std::size_t i = kMaxIdle; i < idle.size(); ++i) Rest(*idle[i]);
+}
+
+void BadgeStore::Rest(Folder& folder) {
+  folder.resting = true;
+  StopAsking(folder);
+  for (auto& [name, item] : folder.items) {
+    item.repaint = true;
+    MarkChanged(item);
+  }
+}
+
+void BadgeStore::Wake(Folder& folder) {
+  folder.resting = false;
+  folder.delay = kFirstRetry;
+  if (present_) AskAgain(folder);
+  surroundings_.WorkSoon();
+}
+
+void BadgeStore::StopAsking(Folder& folder) {
+  folder.ticket = 0;
+  folder.asked.clear();
+  folder.queue.clear();
+  folder.askAgainAt = kNever;
+  folder.notBefore = Milliseconds{0};
+  for (auto& [name, item] : folder.items) item.queued = false;
+}
+
+// Forgets the items of a shown folder that are gone, lest names that come and go pile up.
+void BadgeStore::SweepItems(Folder& folder) {
+  bool left = false;
+  for (auto at = folder.items.begin(); at != folder.items.end();) {
+    Item& item = at->second;
+    const bool used = std::exchange(item.used, false);
+    if (item.holders > 0 || used || item.changed) {
+      left = left || item.holders == 0;
+      ++at;
+    } else {
+      at = folder.items.erase(at);
+      --itemCount_;
+    }
+  }
+  folder.sweepAt = left ? clock_.Monotonic() + kLinger : kNever;
+}
+
+void BadgeStore::EndGrace() {
+  if (!staleSince_ || clock_.Monotonic() < GraceEnd()) return;
+  staleSince_.reset();
+  for (auto& [path, folder] : folders_) {
+    for (auto& [name, item] : folder->items) {
+      if (item.stale) SetBadge(item, kNoBadge);
+    }
+  }
+}
+
+void BadgeStore::Serve(Folder& folder) {
+  const bool observe = folder.relation == Relation::kInside && !folder.resting;
+  if (observe != folder.observed) {
+    folder.observed = observe;
+    if (observe) {
+      surroundings_.BeginObserving(folder.path);
+    } else {
+      surroundings_.EndObserving(folder.path);
+    }
+  }
+  const Milliseconds now = clock_.Monotonic();
+  if (now >= folder.askAgainAt) {
+    folder.askAgainAt = kNever;
+    if (!observe || !folder.hadBadge) AskAgain(folder);
+    folder.LengthenDelay();
+  }
+  if (folder.ticket == 0 && now >= folder.notBefore) SendNext(folder);
+}
+
+void BadgeStore::SendNext(Folder& folder) {
+  std::string names;
+  std::size_t taken = 0;
+  while (taken < folder.queue.size() && folder.asked.size() < kNamesPerRequest) {
+    std::string& name = folder.queue[taken++];
+    const auto at = folder.items.find(name);
+    if (at == folder.items.end()) continue;
+    at->second.queued = false;
+    if (!InScope(folder, name)) continue;
+    names.append(name).push_back('\0');
+    folder.asked.push_back(std::move(name));
+  }
+  folder.queue.erase(folder.queue.begin(),
+                     folder.queue.begin() + static_cast<std::ptrdiff_t>(taken));
+  if (folder.asked.empty()) return;
+  folder.ticket = ++lastTicket_;
+  folder.notBefore = clock_.Monotonic() + kPace;
+  surroundings_.RequestBadges(folder.path, names, folder.ticket);
+}
+
+void BadgeStore::TellSome() {
+  const std::size_t count = std::min(changed_.size(), kTellsPerTurn);
+  const std::vector<Item*> due(changed_.begin(),
+                               changed_.begin() + static_cast<std::ptrdiff_t>(count));
+  changed_.erase(changed_.begin(), changed_.begin() + static_cast<std::ptrdiff_t>(count));
+  for (Item* item : due) {
+    item->changed = false;
+    const bool repaint = std::exchange(item->repaint, false);
+    if (repaint || item->badge != item->told) {
+      surroundings_.BadgeChanged(item->folder->path, *item->name);
+    }
+  }
+}
+
+void BadgeStore::Schedule() {
+  const Milliseconds now = clock_.Monotonic();
+  Milliseconds due = staleSince_ ? GraceEnd() : kNever;
+  for (const auto& [path, folder] : folders_) {
+    due = std::min(due, folder->sweepAt);
+    if (folder->holders == 0) due = std::min(due, folder->lastUse + kLinger);
+    if (!present_) continue;
+    due = std::min(due, folder->askAgainAt);
+    if (folder->ticket == 0 && !folder->queue.empty()) due = std::min(due, folder->notBefore);
+  }
+  if (!changed_.empty() || due <= now) surroundings_.WorkSoon();
+  if (due > now && due != kNever) WorkBy(due);
+}
+
+void BadgeStore::WorkBy(Milliseconds due) {
+  if (due >= nextWork_) return;
+  nextWork_ = due;
+  surroundings_.WorkAfter(std::max(Milliseconds{0}, due - clock_.Monotonic()));
+}
+
+BadgeStore::Milliseconds BadgeStore::GraceEnd() const {
+  return *staleSince_ + (present_ ? 2 * kGrace : kGrace);
+}
+
+}  // namespace kelvo

@@ -1,0 +1,270 @@
+#include "hosts/client/finder_client.h"
+
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "hosts/client/quietly.h"
+
+namespace kelvo {
+
+namespace {
+
+constexpr char kObjectPath[] = "/com/kelvo/FinderSync";
+constexpr char kInterface[] = "com.kelvo.FinderSync1";
+constexpr char kProperties[] = "org.freedesktop.DBus.Properties";
+constexpr guint kPropertiesRetry = 7;  // seconds
+
+// Behind a redraw that is due, before the file manager's own idle work.
+constexpr int kPriority = G_PRIORITY_HIGH_IDLE + 30;
+
+GVariant* Bytes(std::string_view bytes) {
+  return g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, bytes.data(), bytes.size(), 1);
+}
+
+// Valid as long as the value is.
+std::string_view BytesOf(GVariant* value) {
+  gsize count = 0;
+  const void* bytes = g_variant_get_fixed_array(value, &count, 1);
+  return bytes == nullptr ? std::string_view()
+                          : std::string_view(static_cast<const char*>(bytes), count);
+}
+
+GLibPtr<GVariant> Child(GVariant* container, gsize index) {
+  return GLibPtr<GVariant>(g_variant_get_child_value(container, index));
+}
+
+GLibPtr<GVariant> Property(GVariant* dictionary, const char* name, const char* type) {
+  return GLibPtr<GVariant>(g_variant_lookup_value(dictionary, name, G_VARIANT_TYPE(type)));
+}
+
+std::vector<std::string> PathsOf(GVariant* directories) {
+  std::vector<std::string> paths;
+  for (gsize i = 0; i < g_variant_n_children(directories); ++i) {
+    paths.emplace_back(BytesOf(Child(directories, i).get()));
+  }
+  return paths;
+}
+
+}  // namespace
+
+struct FinderClient::Request {
+  FinderClient* client;
+  std::string folder;
+  std::uint64_t ticket;
+};
+
+FinderClient::FinderClient(Listener listener)
+    : listener_(std::move(listener)), store_(clock_, *this), link_(*this) {}
+
+FinderClient::~FinderClient() {
+  ExtensionDown();
+  if (idleSource_ != 0) g_source_remove(idleSource_);
+  if (timerSource_ != 0) g_source_remove(timerSource_);
+}
+
+BadgeStore::Answer FinderClient::Lookup(std::string_view path) noexcept {
+  BadgeStore::Answer answer{kNoBadge, nullptr};
+  Quietly([&] { answer = store_.Lookup(path); });
+  return answer;
+}
+
+void FinderClient::Release(BadgeStore::Item* item) noexcept {
+  Quietly([&] { store_.Release(item); });
+}
+
+const std::string& FinderClient::IconName(BadgeByte badge) const noexcept {
+  const bool known = badge > kNoBadge && badge <= '9';
+  return iconNames_[known ? static_cast<std::size_t>(badge - '0') : 0];
+}
+
+void FinderClient::BeginObserving(const std::string& folder) {
+  Call(kInterface, "BeginObservingDirectory", g_variant_new("(@ay)", Bytes(folder)), nullptr,
+       nullptr, nullptr);
+}
+
+void FinderClient::EndObserving(const std::string& folder) {
+  Call(kInterface, "EndObservingDirectory", g_variant_new("(@ay)", Bytes(folder)), nullptr, nullptr,
+       nullptr);
+}
+
+void FinderClient::RequestBadges(const std::string& folder, const std::string& names,
+                                 std::uint64_t ticket) {
+  auto request = std::make_unique<Request>(Request{this, folder, ticket});
+  Call(kInterface, "RequestBadges", g_variant_new("(@ay@ay)", Bytes(folder), Bytes(names)), "(ay)",
+       OnBadgesAnswered, request.release());
+}
+
+void FinderClient::OnBadgesAnswered(GObject* source, GAsyncResult* result, gpointer data) {
+  const std::unique_ptr<Request> request(static_cast<Request*>(data));
+  GErrorSlot error;
+  const GLibPtr<GVariant> reply(
+      g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, error.out()));
+  if (g_error_matches(error.get(), G_IO_ERROR, G_IO_ERROR_CANCELLED))
+    return;  // the client may be gone
+  Quietly([&] {
+    GLibPtr<GVariant> bytes;
+    std::optional<std::string_view> badges;
+    if (reply) {
+      bytes = Child(reply.get(), 0);
+      badges = BytesOf(bytes.get());
+    }
+    request->client->store_.OnAnswer(request->folder, request->ticket, badges);
+  });
+}
+
+void FinderClient::BadgeChanged(const std::string& folder, const std::string& name) {
+  if (listener_) listener_(folder, name);
+}
+
+void FinderClient::WorkSoon() {
+  if (idleSource_ == 0) idleSource_ = g_idle_add_full(kPriority, OnIdle, this, nullptr);
+}
+
+void FinderClient::WorkAfter(std::chrono::milliseconds delay) {
+  if (timerSource_ != 0) g_source_remove(timerSource_);
+  timerSource_ =
+      g_timeout_add_full(kPriority, static_cast<guint>(delay.count()) + 1, OnTimer, this, nullptr);
+}
+
+gboolean FinderClient::OnIdle(gpointer self) {
+  auto* client = static_cast<FinderClient*>(self);
+  client->idleSource_ = 0;
+  Quietly([client] { client->Work(); });
+  return G_SOURCE_REMOVE;
+}
+
+gboolean FinderClient::OnTimer(gpointer self) {
+  auto* client = static_cast<FinderClient*>(self);
+  client->timerSource_ = 0;
+  Quietly([client] { client->Work(); });
+  return G_SOURCE_REMOVE;
+}
+
+void FinderClient::Work() {
+  store_.Work();
+  if (store_.HasFolders()) link_.Want();
+}
+
+void FinderClient::Call(const char* interface, const char* method, GVariant* parameters,
+                        const char* replyType, GAsyncReadyCallback done, gpointer data) {
+  // To this very process: a call to the name could start another one, unasked.
+  g_dbus_connection_call(connection_.get(), extension_.c_str(), kObjectPath, interface, method,
+                         parameters, replyType != nullptr ? G_VARIANT_TYPE(replyType) : nullptr,
+                         G_DBUS_CALL_FLAGS_NO_AUTO_START, -1, cancel_.get(), done, data);
+}
+
+void FinderClient::ExtensionUp(GDBusConnection* connection, const char* owner) {
+  ExtensionDown();
+  connection_.reset(static_cast<GDBusConnection*>(g_object_ref(connection)));
+  cancel_.reset(g_cancellable_new());
+  extension_ = owner;
+  // Subscribed before anything is asked, so that no change falls between.
+  signals_ = g_dbus_connection_signal_subscribe(connection, owner, kInterface, "BadgesChanged",
+                                                kObjectPath, nullptr, G_DBUS_SIGNAL_FLAGS_NONE,
+                                                OnSignal, this, nullptr);
+  propertyChanges_ = g_dbus_connection_signal_subscribe(
+      connection, owner, kProperties, "PropertiesChanged", kObjectPath, kInterface,
+      G_DBUS_SIGNAL_FLAGS_NONE, OnSignal, this, nullptr);
+  AskProperties();
+}
+
+void FinderClient::ExtensionDown() {
+  if (!connection_) return;
+  g_cancellable_cancel(cancel_.get());
+  g_dbus_connection_signal_unsubscribe(connection_.get(), signals_);
+  g_dbus_connection_signal_unsubscribe(connection_.get(), propertyChanges_);
+  if (propertiesTimer_ != 0) g_source_remove(propertiesTimer_);
+  propertiesTimer_ = 0;
+  connection_.reset();
+  known_ = false;
+  agentConnected_ = false;
+  store_.ExtensionVanished();
+}
+
+void FinderClient::AskProperties() {
+  Call(kProperties, "GetAll", g_variant_new("(s)", kInterface), "(a{sv})", OnProperties, this);
+}
+
+gboolean FinderClient::OnAskProperties(gpointer self) {
+  auto* client = static_cast<FinderClient*>(self);
+  client->propertiesTimer_ = 0;
+  client->AskProperties();
+  return G_SOURCE_REMOVE;
+}
+
+void FinderClient::OnProperties(GObject* source, GAsyncResult* result, gpointer self) {
+  GErrorSlot error;
+  const GLibPtr<GVariant> reply(
+      g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, error.out()));
+  if (g_error_matches(error.get(), G_IO_ERROR, G_IO_ERROR_CANCELLED))
+    return;  // the client may be gone
+  Quietly([&] {
+    auto* client = static_cast<FinderClient*>(self);
+    if (reply) {
+      client->TakeProperties(Child(reply.get(), 0).get());
+    } else if (client->propertiesTimer_ == 0) {
+      client->propertiesTimer_ = g_timeout_add_seconds(kPropertiesRetry, OnAskProperties, client);
+    }
+  });
+}
+
+// Those that came, of a full set or of a change.
+void FinderClient::TakeProperties(GVariant* all) {
+  if (const GLibPtr<GVariant> badges = Property(all, "Badges", "a(yss)"))
+    TakeIconNames(badges.get());
+  const GLibPtr<GVariant> connected = Property(all, "AgentConnected", "b");
+  const GLibPtr<GVariant> directories = Property(all, "DirectoryURLs", "aay");
+  const bool first = !std::exchange(known_, true);
+  if (first) {
+    agentConnected_ = connected && g_variant_get_boolean(connected.get());
+    store_.ExtensionAppeared(directories ? PathsOf(directories.get()) : std::vector<std::string>());
+    return;
+  }
+  if (directories) store_.SetDirectories(PathsOf(directories.get()));
+  if (connected) TakeAgentConnected(g_variant_get_boolean(connected.get()) != FALSE);
+}
+
+void FinderClient::TakeAgentConnected(bool connected) {
+  const bool former = std::exchange(agentConnected_, connected);
+  if (connected && !former) store_.AgentConnected();
+}
+
+void FinderClient::TakeIconNames(GVariant* badges) {
+  IconNames names;
+  for (gsize i = 0; i < g_variant_n_children(badges); ++i) {
+    const GLibPtr<GVariant> badge = Child(badges, i);
+    const guchar byte = g_variant_get_byte(Child(badge.get(), 0).get());
+    if (byte <= '0' || byte > '9') continue;
+    const GLibPtr<GVariant> icon = Child(badge.get(), 2);
+    names[byte - '0'] = g_variant_get_string(icon.get(), nullptr);
+  }
+  if (names == iconNames_) return;
+  iconNames_ = std::move(names);
+  store_.TellAll();
+}
+
+void FinderClient::TakeChanges(GVariant* parameters) {
+  if (!known_) return;  // the answer that is under way is newer
+  TakeProperties(Child(parameters, 1).get());
+  if (g_variant_n_children(Child(parameters, 2).get()) > 0) AskProperties();
+}
+
+void FinderClient::OnSignal(GDBusConnection*, const char*, const char*, const char*,
+                            const char* signal, GVariant* parameters, gpointer self) {
+  Quietly([&] {
+    auto* client = static_cast<FinderClient*>(self);
+    if (std::strcmp(signal, "BadgesChanged") == 0) {
+      if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(ayay)"))) return;
+      const GLibPtr<GVariant> folder = Child(parameters, 0);
+      const GLibPtr<GVariant> entries = Child(parameters, 1);
+      client->store_.OnBadgesChanged(BytesOf(folder.get()), BytesOf(entries.get()));
+    } else if (g_variant_is_of_type(parameters, G_VARIANT_TYPE("(sa{sv}as)"))) {
+      client->TakeChanges(parameters);
+    }
+  });
+}
+
+}  // namespace kelvo

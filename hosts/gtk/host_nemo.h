@@ -1,0 +1,49 @@
+// Nemo under the names that the provider uses.
+#pragma once
+
+#include <libnemo-extension/nemo-extension-types.h>
+#include <libnemo-extension/nemo-file-info.h>
+#include <libnemo-extension/nemo-info-provider.h>
+#include <libnemo-extension/nemo-name-and-desc-provider.h>
+
+#define KELVO_HOST_MODULE_INITIALIZE nemo_module_initialize
+#define KELVO_HOST_MODULE_SHUTDOWN nemo_module_shutdown
+#define KELVO_HOST_MODULE_LIST_TYPES nemo_module_list_types
+
+namespace kelvo::host {
+
+using FileInfo = NemoFileInfo;
+using InfoProvider = NemoInfoProvider;
+using InfoProviderInterface = NemoInfoProviderIface;
+using OperationHandle = NemoOperationHandle;
+using OperationResult = NemoOperationResult;
+
+inline constexpr OperationResult kComplete = NEMO_OPERATION_COMPLETE;
+inline constexpr char kTypeName[] = "KelvoNemoProvider";
+
+inline GType InfoProviderType() { return NEMO_TYPE_INFO_PROVIDER; }
+
+inline GFile* GetLocation(FileInfo* file) { return nemo_file_info_get_location(file); }
+
+inline void AddEmblem(FileInfo* file, const char* name) { nemo_file_info_add_emblem(file, name); }
+
+// The object that the file manager has of the location, or null; makes none.
+inline FileInfo* LookupFile(GFile* location) { return nemo_file_info_lookup(location); }
+
+inline void Invalidate(FileInfo* file) { nemo_file_info_invalidate_extension_info(file); }
+
+// What Nemo shows beside the check box of the extension.
+inline GList* NameAndDescription(NemoNameAndDescProvider*) {
+  return g_list_append(nullptr, g_strdup("Kelvo Finder Sync:::Shows the sync status of files"));
+}
+
+inline void FillNameAndDescription(gpointer interface, gpointer) {
+  static_cast<NemoNameAndDescProviderIface*>(interface)->get_name_and_desc = NameAndDescription;
+}
+
+inline void AddInterfaces(GTypeModule* module, GType provider) {
+  const GInterfaceInfo info = {FillNameAndDescription, nullptr, nullptr};
+  g_type_module_add_interface(module, provider, NEMO_TYPE_NAME_AND_DESC_PROVIDER, &info);
+}
+
+}  // namespace kelvo::host

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <glib-object.h>
+
+namespace kelvo {
+
+// The type that gives a file manager's files their badges; registered once per process.
+// Every call of the file manager comes on its main thread.
+GType RegisterProvider(GTypeModule* module);
+
+// Makes icons of an unusual installation prefix known to the process; nothing without a display.
+void AddIconSearchPath();
+
+}  // namespace kelvo

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <utility>
+
+#include "platform/background_queue.h"
+#include "platform/linux/worker_threads.h"
+
+namespace kelvo {
+
+// A background queue on one thread. Threads, lifetime: as WorkerThreads.
+class ThreadBackgroundQueue : public BackgroundQueue {
+ public:
+  void Async(std::function<void()> work) override { thread_.Run(std::move(work)); }
+  // See WorkerThreads::Finish.
+  [[nodiscard]] bool Finish(std::chrono::milliseconds limit) { return thread_.Finish(limit); }
+
+ private:
+  WorkerThreads thread_{1};
+};
+
+}  // namespace kelvo

@@ -1,0 +1,305 @@
+#include "platform/linux/unix_agent_port.h"
+
+#include <errno.h>
+#include <glib-unix.h>
+#include <sys/socket.h>
+
+#include <deque>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "agent/message_frame.h"
+#include "base/logger.h"
+
+namespace kelvo {
+namespace {
+
+constexpr std::size_t kMaxQueuedBytes = std::size_t{8} << 20;
+// What one turn of the loop reads and how long it delivers, so that input starves nothing else.
+constexpr std::size_t kReadPerTurn = 256 << 10;
+constexpr std::size_t kReadAtOnce = 64 << 10;
+constexpr gint64 kDeliveryPerTurn = 8000;  // microseconds
+
+constexpr gint64 kNever = -1;  // as a ready time; 0 is at once
+
+struct SourceDestroy {
+  void operator()(GSource* source) const {
+    g_source_destroy(source);
+    g_source_unref(source);
+  }
+};
+using SourcePtr = std::unique_ptr<GSource, SourceDestroy>;
+
+void Attach(GSource* source, GMainContext* context, GSourceFunc callback, gpointer data) {
+  g_source_set_callback(source, callback, data, nullptr);
+  g_source_set_can_recurse(source, TRUE);
+  g_source_attach(source, context);
+}
+
+gboolean DispatchAlarm(GSource* /*source*/, GSourceFunc callback, gpointer data) {
+  return callback(data);
+}
+
+// A source that fires at its ready time, and on until that is changed.
+SourcePtr NewAlarm(GMainContext* context, GSourceFunc callback, gpointer data) {
+  static GSourceFuncs functions = {nullptr, nullptr, DispatchAlarm, nullptr, nullptr, nullptr};
+  SourcePtr source(g_source_new(&functions, sizeof(GSource)));
+  g_source_set_ready_time(source.get(), kNever);
+  Attach(source.get(), context, callback, data);
+  return source;
+}
+
+}  // namespace
+
+// What the port's sources work on. Each of their calls keeps it alive, since the delegate may
+// destroy the port meanwhile; whatever follows a delegate's call asks Gone() first.
+class UnixAgentPort::Connection : public std::enable_shared_from_this<Connection> {
+ public:
+  Connection(UnixAgentPort* port, GMainContext* context, UniqueFd fd,
+             std::chrono::milliseconds sendLimit, AgentPortDelegate& delegate)
+      : port_(port),
+        context_(context),
+        fd_(std::move(fd)),
+        sendLimit_(std::chrono::microseconds(sendLimit).count()),
+        delegate_(delegate),
+        limit_(NewAlarm(context, Call<&Connection::OnLimit>, this)),
+        wake_(NewAlarm(context, Call<&Connection::OnWake>, this)),
+        readable_(NewInput(G_IO_IN, CallForInput<&Connection::OnReadable>)) {}
+
+  void Send(std::string_view name, std::string_view archive);
+  // Nothing is told any more.
+  void Close();
+
+ private:
+  struct Outgoing {
+    std::string frame;
+    std::size_t written = 0;
+    gint64 deadline;  // of its first byte
+  };
+
+  template <void (Connection::*kMethod)()>
+  static gboolean Call(gpointer data) {
+    const auto connection = static_cast<Connection*>(data)->shared_from_this();
+    (connection.get()->*kMethod)();
+    return G_SOURCE_CONTINUE;
+  }
+  template <void (Connection::*kMethod)()>
+  static gboolean CallForInput(gint /*fd*/, GIOCondition /*condition*/, gpointer data) {
+    return Call<kMethod>(data);
+  }
+
+  SourcePtr NewInput(GIOCondition condition, GUnixFDSourceFunc callback);
+  bool Gone() const { return port_ == nullptr; }
+  void OnReadable();
+  void OnWritable();
+  void OnLimit();
+  void OnWake();
+  void Read();
+  void Deliver();
+  void Write();
+  void EndOfInput();
+  void TellFailures();
+  void SetWake();
+  void SetLimit();
+  std::deque<Outgoing>::iterator FirstNotBegun();
+
+  UnixAgentPort* port_;  // null once nothing is to be told any more
+  GMainContext* const context_;
+  UniqueFd fd_;
+  const gint64 sendLimit_;  // microseconds
+  AgentPortDelegate& delegate_;
+
+  MessageFrameReader reader_;
+  bool undelivered_ = false;  // the reader may hold whole messages
+  bool inputEnded_ = false;
+
+  std::deque<Outgoing> queue_;
+  std::size_t queuedBytes_ = 0;  // not yet written
+  std::size_t failures_ = 0;     // messages lost, to be told
+  std::string writeError_;       // to be told when not empty
+
+  SourcePtr limit_;  // the first deadline
+  SourcePtr wake_;   // something is to be told or delivered
+  SourcePtr readable_;
+  SourcePtr writable_;  // while something is queued
+};
+
+SourcePtr UnixAgentPort::Connection::NewInput(GIOCondition condition, GUnixFDSourceFunc callback) {
+  SourcePtr source(g_unix_fd_source_new(fd_.get(), condition));
+  Attach(source.get(), context_, G_SOURCE_FUNC(callback), this);
+  return source;
+}
+
+void UnixAgentPort::Connection::Close() {
+  port_ = nullptr;
+  readable_.reset();
+  writable_.reset();
+  limit_.reset();
+  wake_.reset();
+  fd_.Reset();
+}
+
+void UnixAgentPort::Connection::OnReadable() {
+  // What was read before goes first: memory stays within one turn's input and one message.
+  if (undelivered_ || !writeError_.empty()) return;
+  Read();
+  undelivered_ = true;
+  Deliver();
+}
+
+void UnixAgentPort::Connection::Read() {
+  char bytes[kReadAtOnce];
+  for (std::size_t taken = 0; taken < kReadPerTurn;) {
+    const ssize_t count = ::recv(fd_.get(), bytes, sizeof bytes, 0);
+    if (count > 0) {
+      reader_.Append({bytes, static_cast<std::size_t>(count)});
+      taken += static_cast<std::size_t>(count);
+      continue;
+    }
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return;
+    if (count < 0) KELVO_LOG(kLogDebug, "reading from the Agent: " << g_strerror(errno));
+    inputEnded_ = true;
+    readable_.reset();
+    return;
+  }
+}
+
+void UnixAgentPort::Connection::Deliver() {
+  const gint64 end = g_get_monotonic_time() + kDeliveryPerTurn;
+  SetWake();  // for a loop that the delegate turns, and for the next turn of this one
+  do {
+    std::optional<MessageFrameReader::Message> message = reader_.Next();
+    if (!message) {
+      undelivered_ = false;
+      SetWake();
+      if (inputEnded_ || !reader_.Error().empty()) EndOfInput();
+      return;
+    }
+    delegate_.handlePortMessage(*port_, std::move(message->name), std::move(message->archive));
+    if (Gone()) return;
+  } while (g_get_monotonic_time() < end);
+}
+
+void UnixAgentPort::Connection::EndOfInput() {
+  if (!reader_.Error().empty()) {
+    KELVO_LOG(kLogError, "the Agent broke the framing: " << reader_.Error());
+  } else if (reader_.Pending() > 0) {
+    KELVO_LOG(kLogError, "the Agent ended the connection within a message; " << reader_.Pending()
+                                                                             << " bytes dropped");
+  }
+  UnixAgentPort& port = *port_;
+  Close();
+  delegate_.handleInvalidPort(port);
+}
+
+void UnixAgentPort::Connection::Send(std::string_view name, std::string_view archive) {
+  if (Gone() || !writeError_.empty()) return;
+  std::string frame = EncodeMessageFrame(name, archive);
+  if (frame.size() > kMaxQueuedBytes - queuedBytes_) {
+    ++failures_;
+    SetWake();
+    return;
+  }
+  queuedBytes_ += frame.size();
+  queue_.push_back({std::move(frame), 0, g_get_monotonic_time() + sendLimit_});
+  if (queue_.size() == 1) {
+    Write();
+  } else {
+    SetLimit();
+  }
+}
+
+void UnixAgentPort::Connection::OnWritable() { Write(); }
+
+void UnixAgentPort::Connection::Write() {
+  while (!queue_.empty()) {
+    Outgoing& message = queue_.front();
+    const std::string_view rest = std::string_view(message.frame).substr(message.written);
+    const ssize_t count = ::send(fd_.get(), rest.data(), rest.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) break;
+    if (count < 0) {
+      writeError_ = g_strerror(errno);
+      queue_.clear();
+      SetWake();
+      break;
+    }
+    message.written += static_cast<std::size_t>(count);
+    queuedBytes_ -= static_cast<std::size_t>(count);
+    if (message.written == message.frame.size()) queue_.pop_front();
+  }
+  if (queue_.empty()) {
+    writable_.reset();
+  } else if (writable_ == nullptr) {
+    writable_ = NewInput(G_IO_OUT, CallForInput<&Connection::OnWritable>);
+  }
+  SetLimit();
+}
+
+// Only the first message can be begun; it is finished however long it takes, or the framing would
+// be lost.
+std::deque<UnixAgentPort::Connection::Outgoing>::iterator
+UnixAgentPort::Connection::FirstNotBegun() {
+  const bool begun = !queue_.empty() && queue_.front().written > 0;
+  return queue_.begin() + (begun ? 1 : 0);
+}
+
+void UnixAgentPort::Connection::OnLimit() {
+  Write();  // a loop that was held up has not yet seen the room that there is
+  const gint64 now = g_get_monotonic_time();
+  const auto first = FirstNotBegun();
+  auto last = first;
+  for (; last != queue_.end() && last->deadline <= now; ++last) {
+    queuedBytes_ -= last->frame.size();
+    ++failures_;
+  }
+  queue_.erase(first, last);
+  if (queue_.empty()) writable_.reset();
+  SetLimit();
+  SetWake();
+}
+
+void UnixAgentPort::Connection::OnWake() {
+  while (failures_ > 0) {
+    --failures_;
+    delegate_.handleSendFailure(*port_);
+    if (Gone()) return;
+  }
+  if (!writeError_.empty()) {
+    UnixAgentPort& port = *port_;
+    Close();
+    delegate_.handleSendException(port, writeError_);
+    return;
+  }
+  if (undelivered_) {
+    Deliver();
+  } else {
+    SetWake();
+  }
+}
+
+void UnixAgentPort::Connection::SetWake() {
+  const bool due = undelivered_ || failures_ > 0 || !writeError_.empty();
+  g_source_set_ready_time(wake_.get(), due ? 0 : kNever);
+}
+
+void UnixAgentPort::Connection::SetLimit() {
+  const auto first = FirstNotBegun();
+  g_source_set_ready_time(limit_.get(), first == queue_.end() ? kNever : first->deadline);
+}
+
+UnixAgentPort::UnixAgentPort(GMainContext* context, UniqueFd fd, std::string description,
+                             std::chrono::milliseconds sendLimit, AgentPortDelegate& delegate)
+    : description_(std::move(description)),
+      connection_(std::make_shared<Connection>(this, context, std::move(fd), sendLimit, delegate)) {
+}
+
+UnixAgentPort::~UnixAgentPort() { connection_->Close(); }
+
+void UnixAgentPort::Send(std::string name, std::string archive) {
+  connection_->Send(name, archive);
+}
+
+}  // namespace kelvo

@@ -1,0 +1,81 @@
+#include "platform/linux/worker_threads.h"
+
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace kelvo {
+namespace {
+
+constexpr std::chrono::seconds kIdleLife{5};
+
+}  // namespace
+
+struct WorkerThreads::State {
+  explicit State(std::size_t count) : limit(count) {}
+
+  const std::size_t limit;
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::deque<Task> tasks;   // this and all below: mutex
+  std::size_t threads = 0;  // alive
+  std::size_t idle = 0;     // of them, waiting for a task
+  bool finishing = false;   // threads end when no task is left
+};
+
+WorkerThreads::WorkerThreads(std::size_t count) : state_(std::make_shared<State>(count)) {}
+
+WorkerThreads::~WorkerThreads() {
+  std::lock_guard lock(state_->mutex);
+  state_->finishing = true;
+  state_->tasks.clear();
+  state_->changed.notify_all();
+}
+
+void WorkerThreads::Run(Task task) {
+  std::lock_guard lock(state_->mutex);
+  if (state_->finishing) return;
+  state_->tasks.push_back(std::move(task));
+  if (state_->idle < state_->tasks.size() && state_->threads < state_->limit) {
+    try {
+      std::thread([state = state_] { Work(state); }).detach();
+      ++state_->threads;
+    } catch (const std::system_error&) {
+      // No more threads to be had: those at work take the task, or the next call tries again.
+    }
+  }
+  state_->changed.notify_all();
+}
+
+void WorkerThreads::Work(const std::shared_ptr<State>& state) {
+  std::unique_lock lock(state->mutex);
+  while (true) {
+    ++state->idle;
+    state->changed.wait_for(lock, kIdleLife,
+                            [&] { return !state->tasks.empty() || state->finishing; });
+    --state->idle;
+    if (state->tasks.empty()) break;
+    Task task = std::move(state->tasks.front());
+    state->tasks.pop_front();
+    lock.unlock();
+    task();
+    task = nullptr;  // what it holds is let go here, without the lock
+    lock.lock();
+  }
+  --state->threads;
+  state->changed.notify_all();
+}
+
+bool WorkerThreads::Finish(std::chrono::milliseconds limit) {
+  std::unique_lock lock(state_->mutex);
+  state_->finishing = true;
+  state_->changed.notify_all();
+  if (state_->changed.wait_for(lock, limit, [this] { return state_->threads == 0; })) return true;
+  state_->tasks.clear();
+  return false;
+}
+
+}  // namespace kelvo

@@ -1,0 +1,194 @@
+// The object on a real bus, with calls that the test holds and records.
+#include "hosts/bus/bus_service.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "hosts/bus/bus_connection.h"
+#include "hosts/bus/bus_interface.h"
+#include "platform/linux/glib_ptr.h"
+
+namespace kelvo::test {
+namespace {
+
+constexpr std::chrono::seconds kLimit{20};
+
+// Lines written by any thread, and waiting for them.
+class Record {
+ public:
+  void Add(const std::string& line) {
+    std::lock_guard lock(mutex_);
+    lines_.push_back(line);
+    changed_.notify_all();
+  }
+  [[nodiscard]] bool WaitFor(const std::string& line) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, kLimit, [&] {
+      return std::find(lines_.begin(), lines_.end(), line) != lines_.end();
+    });
+  }
+  std::vector<std::string> Lines() {
+    std::lock_guard lock(mutex_);
+    return lines_;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<std::string> lines_;
+};
+
+class RecordedCalls : public BusCalls {
+ public:
+  void beginObservingDirectory(const std::string&, const std::string& path) override {
+    record.Add("begin " + path);
+  }
+  void endObservingDirectory(const std::string&, const std::string& path) override {
+    record.Add("end " + path);
+  }
+  // A folder named "/slow" is answered when the test says so.
+  void requestBadges(const std::string&, const std::string& folder,
+                     const std::vector<std::string_view>& names,
+                     const std::function<void(const std::string&)>& reply) override {
+    EXPECT_TRUE(folder != "/slow" || released.WaitFor("released"));
+    record.Add("badges " + folder);
+    reply(std::string(names.size(), '1'));
+  }
+  void clientGone(const std::string&) override { record.Add("gone"); }
+  bool isStarted() const override { return true; }
+
+  Record record;
+  Record released;
+};
+
+GVariant* Bytes(const std::string& text) {
+  return g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, text.data(), text.size(), 1);
+}
+
+// A file manager's connection. What it hears is recorded on GLib's own thread.
+class Client {
+ public:
+  explicit Client(const char* address, const char* service) : service_(service) {
+    connection_.reset(g_dbus_connection_new_for_address_sync(
+        address,
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+        nullptr, nullptr, nullptr));
+    g_dbus_connection_add_filter(
+        connection_.get(), Hear, new std::shared_ptr<Record>(heard),
+        [](gpointer data) { delete static_cast<std::shared_ptr<Record>*>(data); });
+    g_dbus_connection_signal_subscribe(
+        connection_.get(), service, nullptr, nullptr, kBusPath, nullptr, G_DBUS_SIGNAL_FLAGS_NONE,
+        [](GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*, GVariant*,
+           gpointer) {},
+        nullptr, nullptr);
+    EXPECT_TRUE(Call("org.freedesktop.DBus.Peer", "Ping", nullptr));
+  }
+  GLibPtr<GVariant> Call(const char* interface, const char* method, GVariant* arguments) {
+    return GLibPtr<GVariant>(g_dbus_connection_call_sync(
+        connection_.get(), service_, kBusPath, interface, method, arguments, nullptr,
+        G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
+  }
+  // Without waiting for the answer.
+  void Send(const char* method, GVariant* arguments) {
+    g_dbus_connection_call(connection_.get(), service_, kBusPath, kBusInterface, method, arguments,
+                           nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr, nullptr);
+    g_dbus_connection_flush_sync(connection_.get(), nullptr, nullptr);
+  }
+  void Leave() { g_dbus_connection_close_sync(connection_.get(), nullptr, nullptr); }
+
+  // Shared with GLib's thread, which may be at it when this goes.
+  const std::shared_ptr<Record> heard = std::make_shared<Record>();
+
+ private:
+  static GDBusMessage* Hear(GDBusConnection*, GDBusMessage* message, gboolean incoming,
+                            gpointer heard) {
+    if (incoming && g_dbus_message_get_message_type(message) == G_DBUS_MESSAGE_TYPE_SIGNAL) {
+      GLibPtr<char> body(g_dbus_message_get_body(message) == nullptr
+                             ? g_strdup("")
+                             : g_variant_print(g_dbus_message_get_body(message), FALSE));
+      (*static_cast<std::shared_ptr<Record>*>(heard))
+          ->Add(std::string(g_dbus_message_get_member(message)) + body.get());
+    }
+    return message;
+  }
+
+  const char* service_;
+  GObjectPtr<GDBusConnection> connection_;
+};
+
+class BusServiceTest : public ::testing::Test {
+ protected:
+  BusServiceTest() {
+    g_test_dbus_up(bus_.get());
+    std::string error;
+    connection_ = BusConnection::Open(&error);
+    EXPECT_NE(nullptr, connection_) << error;
+    service_ = std::make_unique<BusService>(connection_->get());
+    EXPECT_TRUE(service_->Start(calls_, &error)) << error;
+  }
+  ~BusServiceTest() override {
+    calls_.released.Add("released");
+    EXPECT_TRUE(service_->Stop(kLimit));
+    service_.reset();
+    connection_.reset();
+    g_test_dbus_stop(bus_.get());
+  }
+  std::unique_ptr<Client> MakeClient() {
+    return std::make_unique<Client>(g_test_dbus_get_bus_address(bus_.get()),
+                                    g_dbus_connection_get_unique_name(connection_->get()));
+  }
+
+  GObjectPtr<GTestDBus> bus_{g_test_dbus_new(G_TEST_DBUS_NONE)};
+  RecordedCalls calls_;
+  std::unique_ptr<BusConnection> connection_;
+  std::unique_ptr<BusService> service_;
+};
+
+TEST_F(BusServiceTest, ClientThatLeavesIsGoneAfterItsCalls) {
+  auto client = MakeClient();
+  client->Send("RequestBadges", g_variant_new("(@ay@ay)", Bytes("/slow"), Bytes("")));
+  client->Send("BeginObservingDirectory", g_variant_new("(@ay)", Bytes("/w")));
+  client->Leave();
+  // Another client's calls wait neither for the slow one nor for the leaving.
+  auto other = MakeClient();
+  EXPECT_TRUE(
+      other->Call(kBusInterface, "EndObservingDirectory", g_variant_new("(@ay)", Bytes("/other"))));
+  EXPECT_EQ(std::vector<std::string>{"end /other"}, calls_.record.Lines());
+  calls_.released.Add("released");
+  ASSERT_TRUE(calls_.record.WaitFor("gone"));
+  EXPECT_EQ((std::vector<std::string>{"end /other", "badges /slow", "begin /w", "gone"}),
+            calls_.record.Lines());
+}
+
+TEST_F(BusServiceTest, PropertiesAreSignalledWhenTheyChange) {
+  auto client = MakeClient();
+  service_->SetAgentConnected(false);
+  service_->SetDirectoryURLs({});
+  service_->SetAgentConnected(true);
+  service_->SetAgentConnected(true);
+  service_->SetDirectoryURLs({"/w"});
+  service_->SetDirectoryURLs({"/w"});
+  service_->EmitMenusChanged();
+  ASSERT_TRUE(client->heard->WaitFor("MenusChanged"));
+  std::vector<std::string> heard = client->heard->Lines();
+  std::erase_if(heard, [](const std::string& line) { return line.starts_with("NameAcquired"); });
+  EXPECT_EQ(
+      (std::vector<std::string>{
+          "PropertiesChanged('com.kelvo.FinderSync1', {'AgentConnected': <true>}, [])",
+          "PropertiesChanged('com.kelvo.FinderSync1', {'DirectoryURLs': <[[byte 0x2f, 0x77]]>}, "
+          "[])",
+          "MenusChanged"}),
+      heard);
+}
+
+}  // namespace
+}  // namespace kelvo::test

@@ -1,0 +1,97 @@
+#include "hosts/bus/call_lanes.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <future>
+#include <latch>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace kelvo::test {
+namespace {
+
+constexpr std::chrono::seconds kLimit{20};
+
+class CallLanesTest : public ::testing::Test {
+ protected:
+  ~CallLanesTest() override { EXPECT_TRUE(lanes_.Finish(kLimit)); }
+
+  // Waits until all that was handed over for the client before has run.
+  [[nodiscard]] bool Settle(const std::string& client) {
+    std::promise<void> done;
+    auto reached = done.get_future();
+    lanes_.Run(client, [&] { done.set_value(); });
+    return reached.wait_for(kLimit) == std::future_status::ready;
+  }
+  void Note(const std::string& what) {
+    std::lock_guard lock(mutex_);
+    notes_.push_back(what);
+  }
+
+  std::latch release_{1};
+  std::mutex mutex_;
+  std::vector<std::string> notes_;
+  CallLanes lanes_;
+};
+
+TEST_F(CallLanesTest, CallsOfOneClientKeepTheirOrder) {
+  for (int i = 0; i < 2000; ++i) {
+    lanes_.Run("a", [this, i] { Note(std::to_string(i)); });
+  }
+  ASSERT_TRUE(Settle("a"));
+  ASSERT_EQ(2000U, notes_.size());
+  for (std::size_t i = 0; i < notes_.size(); ++i) EXPECT_EQ(std::to_string(i), notes_[i]);
+}
+
+TEST_F(CallLanesTest, OneClientsSlowCallHoldsNoOther) {
+  lanes_.Run("slow", [this] { release_.wait(); });
+  EXPECT_TRUE(Settle("other"));
+  release_.count_down();
+}
+
+TEST_F(CallLanesTest, BadgesNeverWaitForMenus) {
+  // More menus than there are workers for them.
+  for (int i = 0; i < 10; ++i) {
+    lanes_.RunMenu("client" + std::to_string(i), [this] { release_.wait(); });
+  }
+  for (int i = 0; i < 10; ++i) EXPECT_TRUE(Settle("client" + std::to_string(i)));
+  release_.count_down();
+}
+
+TEST_F(CallLanesTest, AMenuComesAfterTheCallsBeforeItAndAfterTheClientsOlderMenus) {
+  std::promise<void> second;
+  lanes_.Run("a", [&] {
+    release_.wait();
+    Note("call");
+  });
+  lanes_.RunMenu("a", [&] { Note("menu 1"); });
+  lanes_.RunMenu("a", [&] {
+    Note("menu 2");
+    second.set_value();
+  });
+  release_.count_down();
+  ASSERT_EQ(std::future_status::ready, second.get_future().wait_for(kLimit));
+  EXPECT_EQ((std::vector<std::string>{"call", "menu 1", "menu 2"}), notes_);
+}
+
+TEST(CallLanesFinishTest, DropsWhatHasNotBegunAndWaitsForWhatHas) {
+  CallLanes lanes;
+  std::promise<void> begun;
+  std::latch release(1);
+  bool ran = false;
+  lanes.Run("a", [&] {
+    begun.set_value();
+    release.wait();
+  });
+  lanes.Run("a", [&] { ran = true; });
+  begun.get_future().wait();
+  EXPECT_FALSE(lanes.Finish(std::chrono::milliseconds{0}));
+  release.count_down();
+  EXPECT_TRUE(lanes.Finish(kLimit));
+  EXPECT_FALSE(ran);
+}
+
+}  // namespace
+}  // namespace kelvo::test

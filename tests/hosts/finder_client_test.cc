@@ -1,0 +1,317 @@
+// The client over a real bus, against an extension that a test scripts.
+#include "hosts/client/finder_client.h"
+
+#include <gio/gio.h>
+#include <glib/gstdio.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/linux/glib_ptr.h"
+
+namespace kelvo {
+namespace {
+
+using Strings = std::vector<std::string>;
+
+constexpr char kName[] = "com.kelvo.FinderSync";
+constexpr char kPath[] = "/com/kelvo/FinderSync";
+constexpr char kInterface[] = "com.kelvo.FinderSync1";
+constexpr char kXml[] = R"xml(<node><interface name="com.kelvo.FinderSync1">
+  <method name="BeginObservingDirectory"><arg type="ay" direction="in"/></method>
+  <method name="EndObservingDirectory"><arg type="ay" direction="in"/></method>
+  <method name="RequestBadges"><arg type="ay" direction="in"/><arg type="ay" direction="in"/>
+    <arg type="ay" direction="out"/></method>
+  <property name="DirectoryURLs" type="aay" access="read"/>
+  <property name="Badges" type="a(yss)" access="read"/>
+  <property name="AgentConnected" type="b" access="read"/>
+</interface></node>)xml";
+
+// Turns the main loop until the condition holds; false when that takes too long.
+bool TurnUntil(const std::function<bool()>& condition, int seconds = 20) {
+  bool late = false;
+  const guint timer = g_timeout_add_seconds(
+      static_cast<guint>(seconds),
+      [](gpointer flag) -> gboolean {
+        *static_cast<bool*>(flag) = true;
+        return G_SOURCE_CONTINUE;
+      },
+      &late);
+  while (!late && !condition()) g_main_context_iteration(nullptr, TRUE);
+  g_source_remove(timer);
+  return condition();
+}
+
+GVariant* Bytes(const std::string& text) {
+  return g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, text.data(), text.size(), 1);
+}
+
+std::string Text(GVariant* tuple, gsize index) {
+  const GLibPtr<GVariant> child(g_variant_get_child_value(tuple, index));
+  gsize size = 0;
+  const void* bytes = g_variant_get_fixed_array(child.get(), &size, 1);
+  return {static_cast<const char*>(bytes), size};
+}
+
+// A bus of the test's own at a fixed address.
+class Bus {
+ public:
+  explicit Bus(const std::string& folder) : address_("unix:path=" + folder + "/bus") {
+    const std::string configuration = folder + "/bus.conf";
+    const std::string text =
+        "<busconfig><type>session</type><listen>" + address_ + "</listen><auth>EXTERNAL</auth>" +
+        "<servicedir>" + folder + "</servicedir><policy context=\"default\">" +
+        "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>" +
+        "<allow own=\"*\"/></policy></busconfig>";
+    g_file_set_contents(configuration.c_str(), text.data(), static_cast<gssize>(text.size()),
+                        nullptr);
+    const std::string option = "--config-file=" + configuration;
+    daemon_.reset(g_subprocess_new(static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDOUT_PIPE |
+                                                                 G_SUBPROCESS_FLAGS_STDERR_SILENCE),
+                                   nullptr, "dbus-daemon", "--nofork", "--nopidfile",
+                                   "--print-address", option.c_str(), nullptr));
+    char first = 0;  // the address is printed once the bus listens
+    listens_ = daemon_ && g_input_stream_read(g_subprocess_get_stdout_pipe(daemon_.get()), &first,
+                                              1, nullptr, nullptr) == 1;
+  }
+  ~Bus() {
+    if (!daemon_) return;
+    g_subprocess_force_exit(daemon_.get());
+    g_subprocess_wait(daemon_.get(), nullptr, nullptr);
+  }
+
+  bool Listens() const { return listens_; }
+
+ private:
+  const std::string address_;
+  GObjectPtr<GSubprocess> daemon_;
+  bool listens_ = false;
+};
+
+// An extension in the test's process with a connection of its own.
+class ScriptedExtension {
+ public:
+  explicit ScriptedExtension(std::map<std::string, char> badges, bool agentConnected = true)
+      : badges(std::move(badges)), agentConnected(agentConnected) {
+    node_.reset(g_dbus_node_info_new_for_xml(kXml, nullptr));
+    const char* address = g_getenv("DBUS_SESSION_BUS_ADDRESS");
+    connection_.reset(g_dbus_connection_new_for_address_sync(
+        address,
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+        nullptr, nullptr, nullptr));
+    static const GDBusInterfaceVTable functions = {OnCall, OnGet, nullptr, {}};
+    g_dbus_connection_register_object(connection_.get(), kPath, node_->interfaces[0], &functions,
+                                      this, nullptr, nullptr);
+    g_bus_own_name_on_connection(connection_.get(), kName, G_BUS_NAME_OWNER_FLAGS_NONE, nullptr,
+                                 nullptr, nullptr, nullptr);
+  }
+  // Without a word, as a process that was killed.
+  ~ScriptedExtension() { g_dbus_connection_close_sync(connection_.get(), nullptr, nullptr); }
+
+  void SignalBadges(const std::string& folder, const std::string& entries) {
+    Emit(kInterface, "BadgesChanged", g_variant_new("(@ay@ay)", Bytes(folder), Bytes(entries)));
+  }
+  void SignalAgentConnected() {
+    agentConnected = true;
+    GVariantBuilder changed;
+    g_variant_builder_init(&changed, G_VARIANT_TYPE("a{sv}"));
+    g_variant_builder_add(&changed, "{sv}", "AgentConnected", g_variant_new_boolean(TRUE));
+    Emit("org.freedesktop.DBus.Properties", "PropertiesChanged",
+         g_variant_new("(sa{sv}as)", kInterface, &changed, nullptr));
+  }
+  std::ptrdiff_t Count(const std::string& call) const {
+    return std::count(calls.begin(), calls.end(), call);
+  }
+
+  Strings calls;  // method and folder
+  std::vector<std::size_t> askedNames;
+  std::map<std::string, char> badges;  // by name
+  bool agentConnected;
+
+ private:
+  static void OnCall(GDBusConnection*, const char*, const char*, const char*, const char* method,
+                     GVariant* parameters, GDBusMethodInvocation* invocation, gpointer self) {
+    auto* extension = static_cast<ScriptedExtension*>(self);
+    extension->calls.push_back(std::string(method) + " " + Text(parameters, 0));
+    if (std::string(method) != "RequestBadges") {
+      g_dbus_method_invocation_return_value(invocation, nullptr);
+      return;
+    }
+    const std::string names = Text(parameters, 1);
+    std::string answer;
+    for (std::size_t at = 0; at < names.size(); at = names.find('\0', at) + 1) {
+      const auto found = extension->badges.find(names.c_str() + at);
+      answer += found == extension->badges.end() ? '0' : found->second;
+    }
+    extension->askedNames.push_back(answer.size());
+    g_dbus_method_invocation_return_value(invocation, g_variant_new("(@ay)", Bytes(answer)));
+  }
+  static GVariant* OnGet(GDBusConnection*, const char*, const char*, const char*,
+                         const char* property, GError**, gpointer self) {
+    const std::string name = property;
+    if (name == "AgentConnected") {
+      return g_variant_new_boolean(static_cast<ScriptedExtension*>(self)->agentConnected);
+    }
+    if (name == "Badges") {
+      return g_variant_new_parsed(
+          "[(byte 0x31, 'in-sync', 'emblem-one'),"
+          " (byte 0x32, 'dirty', 'emblem-two')]");
+    }
+    GVariant* directory = Bytes("/w");
+    return g_variant_new_array(G_VARIANT_TYPE("ay"), &directory, 1);
+  }
+  void Emit(const char* interface, const char* signal, GVariant* parameters) {
+    g_dbus_connection_emit_signal(connection_.get(), nullptr, kPath, interface, signal, parameters,
+                                  nullptr);
+  }
+
+  GLibPtr<GDBusNodeInfo> node_;
+  GObjectPtr<GDBusConnection> connection_;
+};
+
+class FinderClientTest : public ::testing::Test {
+ protected:
+  FinderClientTest() {
+    const GLibPtr<char> folder(g_dir_make_tmp("kelvo-XXXXXX", nullptr));
+    folder_ = folder.get();
+    const std::string address = "unix:path=" + folder_ + "/bus";
+    g_setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), TRUE);
+    ::testing::internal::CaptureStderr();
+    ::testing::internal::CaptureStdout();
+  }
+  ~FinderClientTest() override {
+    client_.reset();
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+    for (const char* name : {"bus", "bus.conf", "starts", "start", "extension.service"}) {
+      g_unlink((folder_ + "/" + name).c_str());
+    }
+    g_rmdir(folder_.c_str());
+  }
+
+  void StartBus() {
+    bus_ = std::make_unique<Bus>(folder_);
+    ASSERT_TRUE(bus_->Listens()) << "dbus-daemon is needed";
+  }
+  // As a file manager that shows the file and asks again when told to.
+  void Show(const std::string& path) { client_->Retain(client_->Lookup(path).item); }
+  std::string Icon(const std::string& path) {
+    return client_->IconName(client_->Lookup(path).badge);
+  }
+  bool HasIcon(const std::string& path, const std::string& icon) {
+    return TurnUntil([&] { return Icon(path) == icon; });
+  }
+
+  std::string folder_;
+  std::unique_ptr<Bus> bus_;
+  Strings changed_;
+  std::unique_ptr<FinderClient> client_ =
+      std::make_unique<FinderClient>([this](const std::string& folder, const std::string& name) {
+        changed_.push_back(folder + "/" + name);
+      });
+};
+
+TEST_F(FinderClientTest, BadgesComeInOneCallAndFollowSignals) {
+  StartBus();
+  ScriptedExtension extension({{"a", '1'}, {"c", '2'}});
+  for (const char* name : {"a", "b", "c", "d"}) Show(std::string("/w/") + name);
+  Show("/elsewhere/a");
+  EXPECT_TRUE(TurnUntil([&] { return changed_.size() == 2; }));
+  EXPECT_EQ(Icon("/w/a"), "emblem-one");
+  EXPECT_EQ(Icon("/w/b"), "");
+  EXPECT_EQ(Icon("/w/c"), "emblem-two");
+  EXPECT_EQ(extension.calls, (Strings{"BeginObservingDirectory /w", "RequestBadges /w"}));
+  EXPECT_EQ(extension.askedNames, (std::vector<std::size_t>{4}));
+
+  extension.SignalBadges("/w", std::string("2a\0001b\0000c\0", 9));
+  EXPECT_TRUE(TurnUntil([&] { return changed_.size() == 5; }));
+  EXPECT_EQ(Icon("/w/a"), "emblem-two");
+  EXPECT_EQ(Icon("/w/b"), "emblem-one");
+  EXPECT_EQ(Icon("/w/c"), "");
+}
+
+TEST_F(FinderClientTest, NamesThatAreNotUtf8AreAskedAsBytes) {
+  StartBus();
+  ScriptedExtension extension({{"caf\xe9", '1'}});
+  EXPECT_TRUE(HasIcon("/w/caf\xe9", "emblem-one"));
+}
+
+TEST_F(FinderClientTest, AnAgentThatConnectsIsANewChance) {
+  StartBus();
+  ScriptedExtension extension({}, /*agentConnected=*/false);
+  Show("/w/a");
+  EXPECT_TRUE(TurnUntil([&] { return extension.Count("RequestBadges /w") == 1; }));
+  extension.badges["a"] = '1';
+  extension.SignalAgentConnected();
+  EXPECT_TRUE(HasIcon("/w/a", "emblem-one"));
+  EXPECT_EQ(extension.Count("RequestBadges /w"), 2);
+}
+
+TEST_F(FinderClientTest, AnExtensionThatDiesAndReturnsIsAskedAgain) {
+  StartBus();
+  auto extension = std::make_unique<ScriptedExtension>(std::map<std::string, char>{{"a", '1'}});
+  Show("/w/a");
+  EXPECT_TRUE(HasIcon("/w/a", "emblem-one"));
+  extension.reset();
+  extension = std::make_unique<ScriptedExtension>(std::map<std::string, char>{{"a", '2'}});
+  EXPECT_TRUE(HasIcon("/w/a", "emblem-two"));
+  EXPECT_EQ(extension->calls, (Strings{"BeginObservingDirectory /w", "RequestBadges /w"}));
+}
+
+TEST_F(FinderClientTest, AnExtensionThatCannotStartIsNotStartedInALoop) {
+  const std::string script = "#!/bin/sh\necho x >>" + folder_ + "/starts\nexit 1\n";
+  ASSERT_TRUE(g_file_set_contents((folder_ + "/start").c_str(), script.c_str(), -1, nullptr));
+  ASSERT_EQ(g_chmod((folder_ + "/start").c_str(), 0700), 0);
+  const std::string service =
+      std::string("[D-BUS Service]\nName=") + kName + "\nExec=" + folder_ + "/start\n";
+  ASSERT_TRUE(
+      g_file_set_contents((folder_ + "/extension.service").c_str(), service.c_str(), -1, nullptr));
+  StartBus();
+  const auto starts = [&]() -> std::size_t {
+    char* text = nullptr;
+    gsize size = 0;
+    if (!g_file_get_contents((folder_ + "/starts").c_str(), &text, &size, nullptr)) return 0;
+    const GLibPtr<char> owner(text);
+    return size / 2;
+  };
+  Show("/w/a");
+  const gint64 begin = g_get_monotonic_time();
+  // The waits turn the loop every 50 ms, during which the file manager keeps asking.
+  const guint asking = g_timeout_add(
+      50,
+      [](gpointer client) -> gboolean {
+        static_cast<FinderClient*>(client)->Lookup("/w/" + std::to_string(g_get_monotonic_time()));
+        return G_SOURCE_CONTINUE;
+      },
+      client_.get());
+  EXPECT_TRUE(TurnUntil([&] { return starts() == 1; }));
+  EXPECT_TRUE(TurnUntil([&] { return starts() == 3; }));
+  EXPECT_GE(g_get_monotonic_time() - begin, 2 * G_USEC_PER_SEC) << "1 s and 2 s, to the second";
+  g_source_remove(asking);
+  EXPECT_EQ(Icon("/w/a"), "");
+}
+
+TEST_F(FinderClientTest, ABusThatComesLateOrAgainIsFound) {
+  Show("/w/a");
+  EXPECT_EQ(Icon("/w/a"), "");
+  StartBus();
+  auto extension = std::make_unique<ScriptedExtension>(std::map<std::string, char>{{"a", '1'}});
+  EXPECT_TRUE(HasIcon("/w/a", "emblem-one"));
+
+  bus_.reset();  // this process lives on
+  EXPECT_EQ(Icon("/w/a"), "emblem-one");
+  extension.reset();
+  StartBus();
+  extension = std::make_unique<ScriptedExtension>(std::map<std::string, char>{{"a", '2'}});
+  EXPECT_TRUE(HasIcon("/w/a", "emblem-two"));
+}
+
+}  // namespace
+}  // namespace kelvo

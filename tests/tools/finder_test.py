@@ -1,0 +1,191 @@
+#!/usr/bin/python3
+"""kelvo-finder on a private bus, against an extension that the test scripts.
+
+    finder_test.py BUILD_FOLDER [unittest arguments]
+"""
+import os
+import signal
+import subprocess
+import sys
+import threading
+import unittest
+
+import gi
+
+gi.require_version("Gio", "2.0")
+from gi.repository import Gio, GLib  # noqa: E402
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "integration"))
+from bus_client import INTERFACE, NAME, PATH, as_bytes, byte_array  # noqa: E402
+from desktop_session import PrivateSession, wait_until  # noqa: E402
+
+PROGRAM = None
+INTERFACE_XML = """<node><interface name="%s">
+  <method name="BeginObservingDirectory"><arg type="ay" direction="in"/></method>
+  <method name="EndObservingDirectory"><arg type="ay" direction="in"/></method>
+  <method name="RequestBadges"><arg type="ay" direction="in"/><arg type="ay" direction="in"/>
+    <arg type="ay" direction="out"/></method>
+  <signal name="BadgesChanged"><arg type="ay"/><arg type="ay"/></signal>
+  <property name="Version" type="s" access="read"/>
+  <property name="AgentConnected" type="b" access="read"/>
+  <property name="DirectoryURLs" type="aay" access="read"/>
+  <property name="Badges" type="a(yss)" access="read"/>
+</interface></node>""" % INTERFACE
+
+
+class Extension:
+    """Answers `badges` ({name: badge}, as bytes) and keeps what it was called with."""
+
+    def __init__(self, address, folder):
+        self.folder = os.fsencode(folder)
+        self.badges = {}
+        self.extra_answers = b""
+        self.calls = []
+        self._loop = GLib.MainLoop()
+        threading.Thread(target=self._loop.run, daemon=True).start()
+        flags = Gio.DBusConnectionFlags
+        self._connection = Gio.DBusConnection.new_for_address_sync(
+            address, flags.AUTHENTICATION_CLIENT | flags.MESSAGE_BUS_CONNECTION, None, None)
+        self._connection.register_object(
+            PATH, Gio.DBusNodeInfo.new_for_xml(INTERFACE_XML).interfaces[0], self._on_call,
+            self._on_get, None)
+        self._connection.call_sync(
+            "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
+            GLib.Variant("(su)", (NAME, 0)), None, Gio.DBusCallFlags.NONE, 5000, None)
+
+    def close(self):
+        self._connection.close_sync(None)
+        self._loop.quit()
+
+    def signal(self, folder, entries):
+        self._connection.emit_signal(
+            None, PATH, INTERFACE, "BadgesChanged",
+            GLib.Variant.new_tuple(byte_array(folder), byte_array(entries)))
+
+    def _on_call(self, _connection, _sender, _path, _interface, member, parameters, invocation):
+        folder = as_bytes(parameters.get_child_value(0))
+        self.calls.append((member, folder))
+        if member != "RequestBadges":
+            invocation.return_value(None)
+            return
+        names = as_bytes(parameters.get_child_value(1)).split(b"\0")[:-1]
+        answer = b"".join(self.badges.get(name, b"0") for name in names) + self.extra_answers
+        invocation.return_value(GLib.Variant.new_tuple(byte_array(answer)))
+
+    def _on_get(self, _connection, _sender, _path, _interface, name):
+        return {"Version": GLib.Variant("s", "7.8\x1b[2J"),
+                "AgentConnected": GLib.Variant("b", True),
+                "DirectoryURLs": GLib.Variant("aay", [self.folder]),
+                "Badges": GLib.Variant("a(yss)", [(ord("1"), "in-sync", "emblem-one"),
+                                                  (ord("3"), "locked", "emblem-three")])}[name]
+
+
+class FinderTest(unittest.TestCase):
+    def setUp(self):
+        self.session = PrivateSession()
+        self.addCleanup(self.session.close)
+        self.session.start({})
+        self.work = os.path.join(self.session.home, "Work")
+        os.mkdir(self.work)
+        self.folder = os.fsencode(self.work)
+
+    def make(self, *names):
+        for name in names:
+            with open(os.path.join(self.folder, name), "wb"):
+                pass
+
+    def start_extension(self):
+        extension = Extension(self.session.environment["DBUS_SESSION_BUS_ADDRESS"], self.work)
+        self.addCleanup(extension.close)
+        return extension
+
+    def finder(self, *arguments, **environment):
+        """Exit code, standard output, standard error."""
+        done = subprocess.run([PROGRAM, *arguments], capture_output=True, timeout=40, check=False,
+                              cwd=self.work, env={**self.session.environment, **environment})
+        return done.returncode, done.stdout, done.stderr
+
+    def test_names_are_shown_on_one_line_each_and_sorted(self):
+        self.make(b"b", b"new\nline", b"\xff\x1b[31m", b"\xc3\xbc")
+        extension = self.start_extension()
+        extension.badges = {b"b": b"3", b"new\nline": b"1", b"\xff\x1b[31m": b"9", b"\xc3\xbc": b"1"}
+        self.assertEqual(self.finder("badges", "."), (
+            0, b"3  locked   b\n1  in-sync  new\\nline\n1  in-sync  \xc3\xbc\n"
+               b"9  ?        \\xff\\x1b[31m\n", b""))
+
+    def test_badges_waits_for_signals_of_its_folder(self):
+        self.make(b"a", b"b")
+        extension = self.start_extension()
+        extension.badges = {b"a": b"1"}
+        process = subprocess.Popen([PROGRAM, "badges", "--wait", "30", self.work],
+                                   env=self.session.environment, stdout=subprocess.PIPE)
+        wait_until(lambda: ("RequestBadges", self.folder) in extension.calls, 20, "a request")
+        extension.signal(self.folder + b"x", b"3a\0" + b"3b\0")
+        extension.signal(self.folder, b"3b")
+        extension.signal(self.folder, b"3b\0" + b"1not asked for\0")
+        self.assertEqual(process.communicate(timeout=20)[0], b"1  in-sync  a\n3  locked   b\n")
+
+    def test_badges_ends_at_its_limit(self):
+        self.make(b"a")
+        self.start_extension()
+        self.assertEqual(self.finder("badges", "--wait", "0.1", self.work),
+                         (0, b"0  -        a\n", b""))
+
+    def test_a_wrong_number_of_badges_is_an_error(self):
+        self.make(b"a")
+        extension = self.start_extension()
+        extension.extra_answers = b"11"
+        code, output, error = self.finder("badges", self.work)
+        self.assertEqual((code, output), (1, b""))
+        self.assertIn(b"3 badges for 1 names", error)
+
+    def test_watch_observes_until_it_is_interrupted(self):
+        self.make(b"a")
+        extension = self.start_extension()
+        extension.badges = {b"a": b"1", b"late": b"3"}
+        process = subprocess.Popen([PROGRAM, "watch", self.work], env=self.session.environment,
+                                   stdout=subprocess.PIPE)
+        self.addCleanup(process.stdout.close)
+        self.assertEqual(process.stdout.readline(), b"1  in-sync  a\n")
+        extension.signal(self.folder, b"1a\0")
+        extension.signal(self.folder, b"3a\0")
+        self.assertEqual(process.stdout.readline(), b"3  locked   a\n")
+        self.make(b"late")
+        self.assertEqual(process.stdout.readline(), b"3  locked   late\n")
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.wait(20), 0)
+        self.assertEqual(extension.calls[0], ("BeginObservingDirectory", self.folder))
+        self.assertEqual(extension.calls[-1], ("EndObservingDirectory", self.folder))
+
+    def test_status_tells_all_properties(self):
+        self.start_extension()
+        code, output, error = self.finder("status")
+        self.assertEqual((code, error), (0, b""))
+        self.assertEqual(output.decode().split("\n"), [
+            "Version         7.8\\x1b[2J", "AgentConnected  yes", "DirectoryURLs   " + self.work,
+            "Badges          1  in-sync  emblem-one", "                3  locked   emblem-three",
+            ""])
+
+    def test_what_is_missing_is_named(self):
+        rows = [(1, b"the extension is not installed", ("status",), {}),
+                (1, b"there is no session bus", ("status",),
+                 {"DBUS_SESSION_BUS_ADDRESS": "", "XDG_RUNTIME_DIR": self.work}),
+                (1, b"there is no session bus", ("badges", "."),
+                 {"DBUS_SESSION_BUS_ADDRESS": "autolaunch:", "XDG_RUNTIME_DIR": self.work}),
+                (1, b"no connection to the session bus", ("watch", "."),
+                 {"DBUS_SESSION_BUS_ADDRESS": "unix:path=/nowhere"}),
+                (1, b"cannot read", ("badges", "nothing"), {}),
+                (2, b"usage: kelvo-finder badges", ("badges", "--wait", "soon", "."), {}),
+                (2, b"usage: kelvo-finder watch", ("watch",), {}),
+                (2, b"unknown command \"dance\"", ("dance",), {}),
+                (2, b"a command is needed", (), {})]
+        for code, reason, arguments, environment in rows:
+            with self.subTest(arguments=arguments, reason=reason):
+                answer = self.finder(*arguments, **environment)
+                self.assertEqual(answer[:2], (code, b""))
+                self.assertIn(reason, answer[2])
+
+
+if __name__ == "__main__":
+    PROGRAM = os.path.join(os.path.abspath(sys.argv.pop(1)), "bin", "kelvo-finder")
+    unittest.main()

@@ -1,0 +1,275 @@
+// The sample Agent as a process, spoken to as an extension speaks.
+#include <gio/gio.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+
+#include "agent/keyed_archive.h"
+#include "agent/message_frame.h"
+#include "agent/notifications_bridge.h"
+#include "base/unique_fd.h"
+#include "platform/linux/glib_ptr.h"
+#include "tests/support/fixture.h"
+#include "tools/sample_agent/agent_message.h"
+
+namespace kelvo::sample_agent {
+namespace {
+
+constexpr int kLimit = 20'000;  // milliseconds
+constexpr char kAccountFile[] = "Library/Preferences/com.kelvo.vip/user_info.plist";
+
+// One connection to the Agent.
+class Peer {
+ public:
+  explicit Peer(const std::string& path) : fd_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, path.data(), path.size());
+    EXPECT_EQ(::connect(fd_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  }
+
+  void SendBytes(const std::string& bytes) {
+    EXPECT_EQ(::send(fd_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL),
+              static_cast<ssize_t>(bytes.size()));
+  }
+  void Send(const AgentMessage& message) {
+    SendBytes(EncodeMessageFrame(message.name, EncodeKeyedArchive(message.info)));
+  }
+  void Open() { Send({kInitComName, {}}); }
+
+  // The next message's event name, or its own; "closed" at the end of the stream.
+  std::string Receive() {
+    for (;;) {
+      if (const auto frame = reader_.Next()) {
+        const auto info = DecodeKeyedArchive(frame->archive, nullptr);
+        last_ = info.value_or(PropertyList::Dictionary());
+        return frame->name == kAgentEventName ? Last("event_name") : frame->name;
+      }
+      pollfd ready{fd_.get(), POLLIN, 0};
+      if (::poll(&ready, 1, kLimit) != 1) return "late";
+      char bytes[4096];
+      const ssize_t count = ::recv(fd_.get(), bytes, sizeof bytes, 0);
+      if (count <= 0) return "closed";
+      reader_.Append(std::string_view(bytes, static_cast<std::size_t>(count)));
+    }
+  }
+  // A value of the last message.
+  std::string Last(const char* key) const {
+    const PropertyList* value = FindValue(last_, key);
+    return value == nullptr ? "absent" : value->ToText().value_or("no text");
+  }
+
+ private:
+  UniqueFd fd_;
+  MessageFrameReader reader_;
+  PropertyList::Dictionary last_;
+};
+
+class SampleAgentProgramTest : public test::Fixture {
+ protected:
+  SampleAgentProgramTest() {
+    std::filesystem::create_directories(runtime_);
+    ::chmod(runtime_.c_str(), 0700);
+    WriteFile(work_ + "/a.txt", "");
+  }
+  ~SampleAgentProgramTest() override {
+    if (process_ != nullptr) g_subprocess_force_exit(process_.get());
+  }
+
+  using Process = GObjectPtr<GSubprocess>;
+  Process Launch() { return Launch(work_); }
+  Process Launch(const std::string& folder) {
+    const GObjectPtr<GSubprocessLauncher> launcher(
+        g_subprocess_launcher_new(static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDIN_PIPE |
+                                                                G_SUBPROCESS_FLAGS_STDOUT_PIPE |
+                                                                G_SUBPROCESS_FLAGS_STDERR_MERGE)));
+    g_subprocess_launcher_setenv(launcher.get(), "HOME", home_.c_str(), TRUE);
+    g_subprocess_launcher_setenv(launcher.get(), "XDG_RUNTIME_DIR", runtime_.c_str(), TRUE);
+    return Process(g_subprocess_launcher_spawn(launcher.get(), nullptr, KELVO_SAMPLE_AGENT,
+                                               "--settle", "0", folder.c_str(), nullptr));
+  }
+  void Start() {
+    process_ = Launch();
+    ASSERT_NE(process_, nullptr);
+    ASSERT_TRUE(Printed(process_, "listening at "));
+  }
+  // Reads what the process prints up to the line with the text; false when it ends without it.
+  static bool Printed(const Process& process, const std::string& text) {
+    GInputStream* output = g_subprocess_get_stdout_pipe(process.get());
+    std::string line;
+    char character = 0;
+    while (g_input_stream_read(output, &character, 1, nullptr, nullptr) == 1) {
+      if (character != '\n') {
+        line += character;
+        continue;
+      }
+      if (line.find(text) != std::string::npos) return true;
+      line.clear();
+    }
+    return false;
+  }
+  void Command(const std::string& line) {
+    const std::string text = line + "\n";
+    GOutputStream* input = g_subprocess_get_stdin_pipe(process_.get());
+    EXPECT_TRUE(
+        g_output_stream_write_all(input, text.data(), text.size(), nullptr, nullptr, nullptr));
+  }
+  static int ExitCode(const Process& process) {
+    g_subprocess_wait(process.get(), nullptr, nullptr);
+    return g_subprocess_get_if_exited(process.get()) ? g_subprocess_get_exit_status(process.get())
+                                                     : -1;
+  }
+
+  const std::string runtime_ = Home("run");
+  const std::string work_ = Home("work");
+  const std::string socket_ = runtime_ + "/com.kelvo.vip.kelvoFinderSync";
+  Process process_;
+};
+
+TEST_F(SampleAgentProgramTest, NothingIsSaidBeforeTheChannelIsOpened) {
+  Start();
+  Peer early(socket_);
+  early.Send({kReportStatusName, {{"agent-id", "0"}}});
+  EXPECT_EQ(early.Receive(), "closed");
+  Peer silent(socket_);
+  Peer opened(socket_);
+  opened.Open();
+  opened.Send(Event("fp_ping", {}));
+  EXPECT_EQ(opened.Receive(), "fp_pong");
+  Command("dirty a.txt");
+  EXPECT_EQ(opened.Receive(), "sync_item");
+  EXPECT_EQ(opened.Last("status"), "1");
+  silent.Open();
+  silent.Send(Event("fp_ping", {}));
+  EXPECT_EQ(silent.Receive(), "fp_pong");
+}
+
+TEST_F(SampleAgentProgramTest, ABrokenPeerLosesOnlyItsOwnConnection) {
+  Start();
+  Peer good(socket_);
+  good.Open();
+  Peer bad(socket_);
+  bad.Open();
+  bad.SendBytes(std::string("\0\0\0\0\0\0\0\3", 8));
+  EXPECT_EQ(bad.Receive(), "closed");
+  Peer huge(socket_);
+  huge.Open();
+  huge.SendBytes(std::string("\0\0\0\0\0\0\0\2\xff\xff\xff\xff", 12));
+  EXPECT_EQ(huge.Receive(), "closed");
+  // A dictionary that cannot be read costs only itself.
+  good.SendBytes(EncodeMessageFrame(kAgentEventName, "bplist00 nonsense"));
+  good.SendBytes(EncodeMessageFrame("", ""));
+  good.Send(Event("fp_ping", {}));
+  EXPECT_EQ(good.Receive(), "fp_pong");
+}
+
+TEST_F(SampleAgentProgramTest, WhatCameBeforeAnEndIsHeard) {
+  Start();
+  Peer stays(socket_);
+  stays.Open();
+  stays.Send(Event("fp_ping", {}));
+  ASSERT_EQ(stays.Receive(), "fp_pong");
+  {
+    Peer leaves(socket_);
+    leaves.Open();
+    leaves.Send(Event("sync_request", {{"command", "lock"}, {"path", work_ + "/a.txt"}}));
+    leaves.Send(Event("sync_request", {{"command", "unlock"}, {"path", work_ + "/a.txt"}}));
+  }
+  EXPECT_EQ(stays.Receive(), "sync_item");
+  EXPECT_EQ(stays.Receive(), "sync_response");
+  EXPECT_EQ(stays.Receive(), "sync_item");
+  EXPECT_EQ(stays.Last("lock"), "0");
+}
+
+TEST_F(SampleAgentProgramTest, AHangHoldsEverythingBackAndLosesNothing) {
+  Start();
+  Peer peer(socket_);
+  peer.Open();
+  peer.Send(Event("fp_ping", {}));
+  ASSERT_EQ(peer.Receive(), "fp_pong");
+  Command("hang 0.4");
+  ASSERT_TRUE(Printed(process_, "hanging"));
+  const auto begin = std::chrono::steady_clock::now();
+  peer.Send(Event("fp_ping", {}));
+  Peer late(socket_);
+  late.Open();
+  late.Send(Event("fp_ping", {}));
+  Command("lock a.txt by 'Ann Smith'");
+  EXPECT_EQ(peer.Receive(), "sync_item");
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(350));
+  EXPECT_EQ(peer.Last("lock_holder"), "Ann Smith");
+  EXPECT_EQ(peer.Receive(), "fp_pong");
+  EXPECT_EQ(late.Receive(), "fp_pong");
+}
+
+TEST_F(SampleAgentProgramTest, DropClosesConnectionsAndListensOn) {
+  Start();
+  Peer peer(socket_);
+  peer.Open();
+  peer.Send(Event("fp_ping", {}));
+  ASSERT_EQ(peer.Receive(), "fp_pong");
+  Command("drop");
+  EXPECT_EQ(peer.Receive(), "closed");
+  Peer again(socket_);
+  again.Open();
+  again.Send(Event("fp_ping", {}));
+  EXPECT_EQ(again.Receive(), "fp_pong");
+}
+
+TEST_F(SampleAgentProgramTest, EndOfInputEndsNothingAndTheEndLeavesNoSocket) {
+  Start();
+  GOutputStream* input = g_subprocess_get_stdin_pipe(process_.get());
+  ASSERT_TRUE(g_output_stream_close(input, nullptr, nullptr));
+  Peer peer(socket_);
+  peer.Open();
+  peer.Send(Event("fp_ping", {}));
+  EXPECT_EQ(peer.Receive(), "fp_pong");
+  g_subprocess_send_signal(process_.get(), SIGTERM);
+  EXPECT_EQ(ExitCode(process_), 0);
+  EXPECT_FALSE(std::filesystem::exists(socket_));
+}
+
+TEST_F(SampleAgentProgramTest, AStaleSocketIsReplacedAndALivingAgentLeftAlone) {
+  Start();
+  const std::string account = ReadFile(Home(kAccountFile));
+  EXPECT_NE(account.find(work_), std::string::npos);
+  const Process second = Launch(home_);
+  EXPECT_TRUE(Printed(second, "another Agent is listening"));
+  EXPECT_EQ(ExitCode(second), 1);
+  EXPECT_EQ(ReadFile(Home(kAccountFile)), account);
+  g_subprocess_send_signal(process_.get(), SIGKILL);
+  g_subprocess_wait(process_.get(), nullptr, nullptr);
+  ASSERT_TRUE(std::filesystem::exists(socket_));
+  Start();
+  Peer peer(socket_);
+  peer.Open();
+  peer.Send(Event("fp_ping", {}));
+  EXPECT_EQ(peer.Receive(), "fp_pong");
+}
+
+TEST_F(SampleAgentProgramTest, NothingButAnOwnSocketIsEverReplaced) {
+  WriteFile(socket_, "precious");
+  const Process overFile = Launch();
+  EXPECT_TRUE(Printed(overFile, "is not a socket of this user"));
+  EXPECT_EQ(ExitCode(overFile), 1);
+  EXPECT_EQ(ReadFile(socket_), "precious");
+  std::filesystem::remove(socket_);
+  std::filesystem::create_symlink("/nowhere", socket_);
+  EXPECT_EQ(ExitCode(Launch()), 1);
+  EXPECT_TRUE(std::filesystem::is_symlink(socket_));
+  std::filesystem::remove(socket_);
+  ::chmod(runtime_.c_str(), 0755);
+  const Process openFolder = Launch();
+  EXPECT_TRUE(Printed(openFolder, "must be the user's own"));
+  EXPECT_EQ(ExitCode(openFolder), 1);
+}
+
+}  // namespace
+}  // namespace kelvo::sample_agent

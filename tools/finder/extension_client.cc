@@ -1,0 +1,231 @@
+#include "tools/finder/extension_client.h"
+
+#include <utility>
+
+#include "hosts/bus/bus_interface.h"
+#include "platform/linux/session_bus_address.h"
+#include "tools/terminal_text.h"
+
+namespace kelvo::finder {
+namespace {
+
+constexpr char kProperties[] = "org.freedesktop.DBus.Properties";
+constexpr int kStartTimeout = 30'000;  // milliseconds; the bus itself gives up after 25 seconds
+constexpr int kCallTimeout = 10'000;
+constexpr std::size_t kNamesPerRequest = std::size_t{1} << 20;  // bytes
+
+GVariant* Bytes(std::string_view bytes) {
+  return g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, bytes.data(), bytes.size(), 1);
+}
+
+// Valid as long as the value is.
+std::string_view BytesOf(GVariant* value) {
+  gsize count = 0;
+  const void* bytes = g_variant_get_fixed_array(value, &count, 1);
+  return count == 0 ? std::string_view() : std::string_view(static_cast<const char*>(bytes), count);
+}
+
+GLibPtr<GVariant> Child(GVariant* container, gsize index) {
+  return GLibPtr<GVariant>(g_variant_get_child_value(container, index));
+}
+
+GLibPtr<GVariant> Lookup(GVariant* properties, const char* name, const char* type) {
+  return GLibPtr<GVariant>(g_variant_lookup_value(properties, name, G_VARIANT_TYPE(type)));
+}
+
+std::string ReasonOf(const GErrorSlot& error) {
+  if (g_error_matches(error.get(), G_DBUS_ERROR, G_DBUS_ERROR_SERVICE_UNKNOWN)) {
+    return std::string("the extension is not installed: nothing provides ") + kBusName;
+  }
+  const GLibPtr<GError> plain(g_error_copy(error.get()));
+  g_dbus_error_strip_remote_error(plain.get());
+  return "the extension does not answer: " + tools::PrintableText(plain->message);
+}
+
+std::vector<BadgeKind> BadgeKindsOf(GVariant* badges) {
+  std::vector<BadgeKind> kinds;
+  for (gsize i = 0; i < g_variant_n_children(badges); ++i) {
+    guchar badge = 0;
+    const char* label = nullptr;
+    const char* icon = nullptr;
+    const GLibPtr<GVariant> kind = Child(badges, i);
+    g_variant_get(kind.get(), "(y&s&s)", &badge, &label, &icon);
+    kinds.push_back({static_cast<Badge>(badge), label, icon});
+  }
+  return kinds;
+}
+
+}  // namespace
+
+struct ExtensionClient::BadgeRequest {
+  ExtensionClient* client;
+  std::vector<std::string> names;
+  std::function<void(const std::string& reason)> onFailure;
+};
+
+std::unique_ptr<ExtensionClient> ExtensionClient::Connect(std::string* error) {
+  const std::string address = SessionBusAddress();
+  if (address.empty()) {
+    *error = "there is no session bus";
+    return nullptr;
+  }
+  GErrorSlot failure;
+  GDBusConnection* connection = g_dbus_connection_new_for_address_sync(
+      address.c_str(),
+      static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                        G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+      nullptr, nullptr, failure.out());
+  if (connection == nullptr) {
+    *error = std::string("no connection to the session bus: ") + failure.text();
+    return nullptr;
+  }
+  return std::unique_ptr<ExtensionClient>(new ExtensionClient(connection));
+}
+
+ExtensionClient::ExtensionClient(GDBusConnection* connection)
+    : connection_(connection), cancel_(g_cancellable_new()) {}
+
+ExtensionClient::~ExtensionClient() {
+  g_cancellable_cancel(cancel_.get());
+  if (badgeSignal_ != 0) g_dbus_connection_signal_unsubscribe(connection_.get(), badgeSignal_);
+  if (nameWatch_ != 0) g_bus_unwatch_name(nameWatch_);
+  if (closedHandler_ != 0) g_signal_handler_disconnect(connection_.get(), closedHandler_);
+  g_dbus_connection_close_sync(connection_.get(), nullptr, nullptr);
+}
+
+GLibPtr<GVariant> ExtensionClient::Call(const char* interface, const char* member,
+                                        GVariant* parameters, const char* replyType,
+                                        std::string* error) {
+  GErrorSlot failure;
+  GLibPtr<GVariant> reply(g_dbus_connection_call_sync(
+      connection_.get(), kBusName, kBusPath, interface, member, parameters,
+      G_VARIANT_TYPE(replyType), G_DBUS_CALL_FLAGS_NONE,
+      std::exchange(called_, true) ? kCallTimeout : kStartTimeout, nullptr, failure.out()));
+  if (reply == nullptr) *error = ReasonOf(failure);
+  return reply;
+}
+
+std::optional<ExtensionClient::Properties> ExtensionClient::ReadProperties(std::string* error) {
+  const GLibPtr<GVariant> reply =
+      Call(kProperties, "GetAll", g_variant_new("(s)", kBusInterface), "(a{sv})", error);
+  if (reply == nullptr) return std::nullopt;
+  const GLibPtr<GVariant> all = Child(reply.get(), 0);
+  const GLibPtr<GVariant> version = Lookup(all.get(), "Version", "s");
+  const GLibPtr<GVariant> connected = Lookup(all.get(), "AgentConnected", "b");
+  const GLibPtr<GVariant> directories = Lookup(all.get(), "DirectoryURLs", "aay");
+  const GLibPtr<GVariant> badges = Lookup(all.get(), "Badges", "a(yss)");
+  if (version == nullptr || connected == nullptr || directories == nullptr || badges == nullptr) {
+    *error = "the extension does not have the properties of this version";
+    return std::nullopt;
+  }
+  Properties properties;
+  properties.version = g_variant_get_string(version.get(), nullptr);
+  properties.agentConnected = g_variant_get_boolean(connected.get()) == TRUE;
+  for (gsize i = 0; i < g_variant_n_children(directories.get()); ++i) {
+    properties.directories.emplace_back(BytesOf(Child(directories.get(), i).get()));
+  }
+  properties.badges = BadgeKindsOf(badges.get());
+  return properties;
+}
+
+bool ExtensionClient::CallWithFolder(const char* member, const std::string& folder,
+                                     std::string* error) {
+  return Call(kBusInterface, member, g_variant_new("(@ay)", Bytes(folder)), "()", error) != nullptr;
+}
+
+bool ExtensionClient::BeginObserving(const std::string& folder, std::string* error) {
+  return CallWithFolder("BeginObservingDirectory", folder, error);
+}
+
+bool ExtensionClient::EndObserving(const std::string& folder, std::string* error) {
+  return CallWithFolder("EndObservingDirectory", folder, error);
+}
+
+void ExtensionClient::OnBadges(const std::string& folder,
+                               std::function<void(const BadgeEntry& entry)> onBadge) {
+  folder_ = folder;
+  onBadge_ = std::move(onBadge);
+  badgeSignal_ = g_dbus_connection_signal_subscribe(
+      connection_.get(), kBusName, kBusInterface, "BadgesChanged", kBusPath, nullptr,
+      G_DBUS_SIGNAL_FLAGS_NONE, OnBadgesChanged, this, nullptr);
+}
+
+void ExtensionClient::OnBadgesChanged(GDBusConnection* /*connection*/, const char* /*sender*/,
+                                      const char* /*path*/, const char* /*interface*/,
+                                      const char* /*signal*/, GVariant* parameters, gpointer self) {
+  auto* client = static_cast<ExtensionClient*>(self);
+  if (g_variant_is_of_type(parameters, G_VARIANT_TYPE("(ayay)")) == FALSE) return;
+  if (BytesOf(Child(parameters, 0).get()) != client->folder_) return;
+  const GLibPtr<GVariant> packed = Child(parameters, 1);
+  const auto entries = UnpackEntries(BytesOf(packed.get()));
+  if (!entries.has_value()) {
+    tools::PrintError("a signal of the extension is cut off and was ignored");
+    return;
+  }
+  for (const BadgeEntry& entry : *entries) client->onBadge_(entry);
+}
+
+void ExtensionClient::RequestBadges(
+    const std::vector<std::string>& names,
+    const std::function<void(const std::string& reason)>& onFailure) {
+  for (PackedNames& some : PackNames(names, kNamesPerRequest)) {
+    auto* request = new BadgeRequest{this, std::move(some.names), onFailure};
+    g_dbus_connection_call(connection_.get(), kBusName, kBusPath, kBusInterface, "RequestBadges",
+                           g_variant_new("(@ay@ay)", Bytes(folder_), Bytes(some.packed)),
+                           G_VARIANT_TYPE("(ay)"), G_DBUS_CALL_FLAGS_NONE, kCallTimeout,
+                           cancel_.get(), OnBadgesAnswered, request);
+  }
+}
+
+void ExtensionClient::OnBadgesAnswered(GObject* connection, GAsyncResult* result,
+                                       gpointer request) {
+  const std::unique_ptr<BadgeRequest> owned(static_cast<BadgeRequest*>(request));
+  GErrorSlot failure;
+  const GLibPtr<GVariant> reply(g_dbus_connection_call_finish(
+      reinterpret_cast<GDBusConnection*>(connection), result, failure.out()));
+  if (reply != nullptr) {
+    owned->client->TakeBadges(*owned, reply.get());
+  } else if (!g_error_matches(failure.get(), G_IO_ERROR, G_IO_ERROR_CANCELLED)) {
+    owned->onFailure(ReasonOf(failure));
+  }
+}
+
+void ExtensionClient::TakeBadges(const BadgeRequest& request, GVariant* reply) {
+  const GLibPtr<GVariant> packed = Child(reply, 0);
+  const std::string_view badges = BytesOf(packed.get());
+  if (badges.size() != request.names.size()) {
+    request.onFailure("the extension answered " + std::to_string(badges.size()) + " badges for " +
+                      std::to_string(request.names.size()) + " names");
+    return;
+  }
+  for (std::size_t i = 0; i < badges.size(); ++i) onBadge_({badges[i], request.names[i]});
+}
+
+void ExtensionClient::OnPresence(std::function<void(bool present)> onPresence) {
+  onPresence_ = std::move(onPresence);
+  nameWatch_ =
+      g_bus_watch_name_on_connection(connection_.get(), kBusName, G_BUS_NAME_WATCHER_FLAGS_NONE,
+                                     OnNameAppeared, OnNameVanished, this, nullptr);
+}
+
+void ExtensionClient::OnNameAppeared(GDBusConnection* /*connection*/, const char* /*name*/,
+                                     const char* /*owner*/, gpointer self) {
+  static_cast<ExtensionClient*>(self)->onPresence_(true);
+}
+
+void ExtensionClient::OnNameVanished(GDBusConnection* /*connection*/, const char* /*name*/,
+                                     gpointer self) {
+  static_cast<ExtensionClient*>(self)->onPresence_(false);
+}
+
+void ExtensionClient::OnBusLost(std::function<void()> onLost) {
+  onLost_ = std::move(onLost);
+  closedHandler_ = g_signal_connect(connection_.get(), "closed", G_CALLBACK(OnClosed), this);
+}
+
+void ExtensionClient::OnClosed(GDBusConnection* /*connection*/, gboolean /*vanished*/,
+                               GError* /*error*/, gpointer self) {
+  static_cast<ExtensionClient*>(self)->onLost_();
+}
+
+}  // namespace kelvo::finder

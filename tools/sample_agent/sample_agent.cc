@@ -1,0 +1,195 @@
+#include "tools/sample_agent/sample_agent.h"
+
+#include <optional>
+#include <utility>
+
+#include "tools/sample_agent/account_files.h"
+#include "tools/sample_agent/rendezvous.h"
+#include "tools/sample_agent/scenario.h"
+#include "tools/terminal_text.h"
+
+namespace kelvo::sample_agent {
+
+using tools::PrintableText;
+using tools::PrintError;
+using tools::PrintLine;
+
+SampleAgent::SampleAgent(const Options& options, RunLoop& runLoop, const Clock& clock,
+                         std::function<void()> quit)
+    : options_(options),
+      runLoop_(runLoop),
+      clock_(clock),
+      quit_(std::move(quit)),
+      model_(options.folder),
+      watcher_(model_, runLoop, clock, options.settleTime, *this),
+      handler_(model_, watcher_, clock),
+      server_(*this) {}
+
+SampleAgent::~SampleAgent() { runLoop_.Cancel(hanging_); }
+
+bool SampleAgent::Start() {
+  std::string error;
+  const std::optional<std::string> path = RendezvousPath(&error);
+  if (!path.has_value()) {
+    PrintError(error);
+    return false;
+  }
+  if (!LoadScenario()) return false;
+  // An Agent that is there already keeps its account, and the extension reads the account's file as
+  // soon as it has found the Agent: hence between the two.
+  if (!server_.Claim(*path, &error)) {
+    PrintError(PrintableText(*path) + ": " + error);
+    return false;
+  }
+  if (options_.writeAccount) {
+    PrintLine("writing " + PrintableText(AccountFilePath()));
+    std::optional<Account> account = WriteAccountFile(model_.Root());
+    if (!account.has_value()) return false;
+  }
+  if (!server_.Listen(&error)) {
+    PrintError(PrintableText(*path) + ": " + error);
+    return false;
+  }
+  PrintLine("serving " + PrintableText(model_.Root()));
+  PrintLine("listening at " + PrintableText(*path));
+  return true;
+}
+
+bool SampleAgent::LoadScenario() {
+  handler_.SetAccount(ReadAccountFile());
+  if (options_.scenario.empty()) return true;
+  std::string error;
+  const std::optional<Scenario> scenario =
+      ReadScenarioFile(options_.scenario, model_, clock_.Now(), &error);
+  if (!scenario.has_value()) {
+    PrintError("scenario " + PrintableText(options_.scenario) + ": " + PrintableText(error));
+    return false;
+  }
+  handler_.SetScenario(*scenario);
+  return true;
+}
+
+void SampleAgent::OnMessage(AgentServer::ConnectionId from, const AgentMessage& message) {
+  for (const Answer& answer : handler_.Handle(message)) {
+    if (answer.audience == Answer::Audience::kAsker) {
+      server_.Send(from, answer.message);
+    } else {
+      server_.SendToAll(answer.message);
+    }
+  }
+}
+
+void SampleAgent::OnItemChanged(const std::string& path) {
+  if (const Item* item = model_.FindKnown(path)) server_.SendToAll(SyncItemEvent(path, *item));
+}
+
+void SampleAgent::OnItemsGone(const std::string& folder) {
+  server_.SendToAll(handler_.ListFolder(folder));
+}
+
+void SampleAgent::RunLine(const std::string& line) {
+  std::string error;
+  const std::optional<Command> command = ParseCommand(line, &error);
+  if (command.has_value()) {
+    Run(*command);
+  } else if (!error.empty()) {
+    PrintError(error);
+  }
+}
+
+void SampleAgent::Run(const Command& command) {
+  switch (command.kind) {
+    case CommandKind::kStatus:
+      handler_.SetConnectionStatus(static_cast<int>(command.number));
+      server_.SendToAll(handler_.ConnectionStatusNow());
+      break;
+    case CommandKind::kResult:
+      handler_.SetResult(static_cast<int>(command.number));
+      PrintLine("later lock and unlock requests end with " + std::to_string(command.number));
+      break;
+    case CommandKind::kDrop:
+      server_.CloseAll();
+      break;
+    case CommandKind::kHang:
+      Hang(std::chrono::milliseconds(command.number));
+      break;
+    case CommandKind::kSend:
+      server_.SendToAll(Event(command.text, {command.pairs.begin(), command.pairs.end()}));
+      break;
+    case CommandKind::kList:
+      ListUnasked(command.path);
+      break;
+    case CommandKind::kReset:
+      server_.SendToAll(ResetResponse());
+      break;
+    case CommandKind::kHelp:
+      PrintLine(CommandHelp());
+      break;
+    case CommandKind::kQuit:
+      quit_();
+      break;
+    default:
+      RunOnItem(command);
+  }
+}
+
+void SampleAgent::RunOnItem(const Command& command) {
+  const std::optional<std::string> path = model_.Resolve(command.path);
+  Item* item = path.has_value() ? model_.Find(*path) : nullptr;
+  if (item == nullptr) {
+    PrintError("nothing in the served folder: " + tools::QuotedText(command.path, 200));
+    return;
+  }
+  switch (command.kind) {
+    case CommandKind::kDirty:
+      item->status = kDirty;
+      break;
+    case CommandKind::kClean:
+      item->status = kInSync;
+      item->changing = false;
+      break;
+    case CommandKind::kLock:
+      handler_.SetLock(*item,
+                       command.text.empty() ? sync::ESyncItemLock::SYNC_LOCK_FOR_ME
+                                            : sync::ESyncItemLock::SYNC_LOCK,
+                       command.text);
+      break;
+    case CommandKind::kPending:
+      handler_.SetLock(*item, sync::ESyncItemLock::SYNC_PENDING_UNLOCK, "");
+      break;
+    case CommandKind::kUnlock:
+      handler_.SetLock(*item, sync::ESyncItemLock::NO_SYNC_LOCK, "");
+      break;
+    case CommandKind::kDeny:
+      item->denied = static_cast<sync::EPermissionsDenied>(command.number);
+      break;
+    case CommandKind::kAllow:
+      item->denied = sync::EPermissionsDenied::NO_PERMISSIONS_DENIED;
+      break;
+    default:
+      return;
+  }
+  server_.SendToAll(SyncItemEvent(*path, *item));
+}
+
+void SampleAgent::ListUnasked(const std::string& path) {
+  const std::optional<std::string> folder = model_.Resolve(path);
+  if (!folder.has_value() || !model_.IsFolder(*folder)) {
+    PrintError("no folder of the served one: " + tools::QuotedText(path, 200));
+    return;
+  }
+  server_.SendToAll(handler_.ListFolder(*folder));
+}
+
+void SampleAgent::Hang(std::chrono::milliseconds duration) {
+  PrintLine("hanging for " + std::to_string(duration.count()) + " ms");
+  server_.SetPaused(true);
+  runLoop_.Cancel(hanging_);
+  hanging_ = runLoop_.After(duration, [this] {
+    hanging_ = 0;
+    PrintLine("answering again");
+    server_.SetPaused(false);
+  });
+}
+
+}  // namespace kelvo::sample_agent

@@ -1,0 +1,16 @@
+#include "tools/stderr_logger.h"
+
+#include "tools/terminal_text.h"
+
+namespace kelvo::tools {
+
+void StderrLogger::WriteProlog(int /*level*/) { stream_.str({}); }
+
+void StderrLogger::WriteEpilog() { PrintError(PrintableText(stream_.str())); }
+
+bool StderrLogger::InitializeLogrotate(RunLoop& /*runLoop*/, std::int64_t /*maxSize*/,
+                                       std::chrono::milliseconds /*interval*/) {
+  return false;
+}
+
+}  // namespace kelvo::tools
