@@ -5,6 +5,10 @@ set(KELVO_SANITIZERS "" CACHE STRING "Sanitizers, as -fsanitize= takes them: add
 
 add_library(kelvo_options INTERFACE)
 target_compile_options(kelvo_options INTERFACE -Wall -Wextra -Werror)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  # Optimised builds of gcc 12 warn of "text" + std::string, wrongly (GCC bug 105651).
+  target_compile_options(kelvo_options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wno-restrict>)
+endif()
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   target_compile_options(kelvo_options INTERFACE -Wthread-safety)
 endif()

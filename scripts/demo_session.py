@@ -1,0 +1,130 @@
+"""The demo: Nemo over a sample folder whose badges come from a sample Agent.
+
+    demo_session.py BUILD EXTENSIONS OUTPUT [--headless]
+
+EXTENSIONS is where Nemo looks for plug-ins; for the demo alone, the plug-in of BUILD is put there.
+Screenshots and the session's logs go to OUTPUT. Without a display the demo changes some states
+itself and ends; with one it takes commands until Nemo is closed.
+"""
+import os
+import select
+import shutil
+import sys
+
+from desktop_session import (DesktopSession, SessionError, enter_private_mounts, mount_over,
+                             need_programs, wait_until)
+from file_manager_badges_test import COLOURS, read_colours
+from sample_agent import SampleAgent
+
+NAME = "com.kelvo.FinderSync"
+REPORT = "Quarterly report.odt"
+ITEMS = {
+    "Budget 2027.ods": {"modifiedBy": "Ben Okafor"},
+    REPORT: {"status": 1},
+    "Contract.pdf": {"lock": 1, "owner": "Dana Whitfield", "lockTime": 1790000000},
+    "Floor plan.svg": {"lock": 2},
+    "Minutes.txt": {"lock": 3, "owner": "Ben Okafor"},
+    "Price list.csv": {"denied": 2},
+}
+FOLDERS = {"Archive": {}, "Photos": {"status": 1}, "Suppliers": {"denied": 3}}
+PATIENCE = 30  # seconds; the badges take one to three
+MANY_PIXELS = 20  # of one fill; the smallest badge has more
+
+
+class Demo:
+    def __init__(self, build, output, session):
+        self.build = build
+        self.output = output
+        self.session = session
+        self.colours = read_colours(COLOURS)
+        self.work = os.path.join(session.home, "Kelvo Workplace")
+        for name in FOLDERS:
+            os.makedirs(os.path.join(self.work, name))
+        for name in ITEMS:
+            with open(os.path.join(self.work, name), "w", encoding="utf-8") as file:
+                file.write("A sample.\n")
+
+    def start(self):
+        self.session.start({NAME: self.build + "/bin/kelvo-finder-sync"})
+        scenario = [dict(state, path=name) for name, state in {**ITEMS, **FOLDERS}.items()]
+        self.agent = SampleAgent(self.session, self.build + "/bin/kelvo-sample-agent", self.work,
+                                 scenario)
+        self.nemo = self.session.spawn(["nemo", "--no-desktop", self.work])
+
+    def badges(self):
+        return self.session.run([self.build + "/bin/kelvo-finder", "badges", "--wait", "10",
+                                 self.work]).decode()
+
+    def wait_for_pictures(self, wanted):
+        """Until the screen shows each of these badges; answers their pixels."""
+        counts = {}
+
+        def shown():
+            picture = self.session.screenshot()
+            counts.update({name: picture.count_near(self.colours[name]) for name in wanted})
+            return all(count > MANY_PIXELS for count in counts.values())
+        wait_until(shown, PATIENCE, lambda: "badges on the screen: %r" % counts)
+        return counts
+
+    def photograph(self, name):
+        path = os.path.join(self.output, name)
+        self.session.screenshot(path)
+        print("Screenshot: " + path)
+
+    def run_headless(self):
+        self.session.park_pointer()
+        before = self.wait_for_pictures(self.colours)
+        print("Badges in the folder:\n\n" + self.badges())
+        self.photograph("before.png")
+        for command in ("clean \"%s\"" % REPORT, "lock \"Budget 2027.ods\" by \"Dana Whitfield\"",
+                        "allow \"Price list.csv\"", "dirty Archive"):
+            print("The Agent is told: " + command)
+            self.agent.command(command)
+        wait_until(lambda: self.session.screenshot().count_near(self.colours["locked-red"])
+                   > 1.5 * before["locked-red"], PATIENCE, "the second red lock")
+        print("\nBadges afterwards:\n\n" + self.badges())
+        self.photograph("after.png")
+
+    def run_for_a_person(self):
+        print("Badges in the folder:\n\n" + self.badges())
+        print("Nemo shows the folder. Commands go to the sample Agent: try  dirty Archive,  "
+              "lock Minutes.txt by Eve,  help.\nClose Nemo's window to end the demo.")
+        seen = len(self.session.output("kelvo-sample-agent"))
+        while self.nemo.poll() is None:
+            if select.select([sys.stdin], [], [], 0.3)[0]:
+                line = sys.stdin.readline()
+                if not line:
+                    self.nemo.wait()
+                    break
+                self.agent.command(line.rstrip("\n"))
+            printed = self.session.output("kelvo-sample-agent")
+            sys.stdout.write(printed[seen:])
+            sys.stdout.flush()
+            seen = len(printed)
+
+
+def main(build, extensions, output, *options):
+    display = None if "--headless" in options else os.environ.get("DISPLAY")
+    enter_private_mounts()
+    need_programs("nemo")
+    shutil.rmtree(output, ignore_errors=True)
+    os.makedirs(output)
+    mount_over(os.path.join(build, "lib/nemo-extensions"), extensions)
+    with DesktopSession(share=build + "/share", display=display, size="1000x720") as session:
+        demo = Demo(build, output, session)
+        try:
+            demo.start()
+            if display:
+                demo.run_for_a_person()
+            else:
+                demo.run_headless()
+        finally:
+            shutil.copytree(session.logs, os.path.join(output, "logs"))
+    print("\nThe demo has worked.")
+
+
+if __name__ == "__main__":
+    try:
+        main(*sys.argv[1:])
+    except SessionError as error:
+        sys.exit("demo: %s" % error)
