@@ -25,18 +25,20 @@ PropertyList::Dictionary CreateEmptyProperties();
 // "there is such a file". A failed write is logged.
 bool StorePropertiesToFile(const std::string& path, const PropertyList::Dictionary& properties);
 bool StorePropertiesToFileA(const std::string& path, const PropertyList::Array& properties);
-// One write from offset 0, then a cut at its end; the old bytes stay when the value has no XML form
-// or the write fails. True when the write did not fail.
+// One write from offset 0, then a cut at its end. When the value has no XML form, the disk is full
+// or the write fails, the old bytes stay, or are put back where some were written over. True when
+// the write did not fail.
 [[nodiscard]] bool WritePropertiesFile(int fd, const PropertyList& properties);
 // Merges `changes` into the file under one lock. Starts from nothing when the file is empty or does
-// not parse. False when it cannot be opened or written.
+// not parse; what did not parse is first kept in the file `path` + ".damaged", unless an earlier
+// such copy lies there. False when the file cannot be opened, read, kept or written.
 [[nodiscard]] bool ChangePropertiesInFile(const std::string& path,
                                           const PropertyList::Dictionary& changes);
 void AddValueToDictionary(const std::string& key, const PropertyList& value,
                           PropertyList::Dictionary& dictionary);
 
 // A value of another kind is converted where that makes sense (decimal text to number, number to
-// boolean), else counts as absent.
+// boolean), else counts as absent. An integer beyond the range is cut to it.
 std::int32_t GetIntPropertyWithDefault(const PropertyList::Dictionary& properties, const char* key,
                                        std::int32_t defaultValue);
 std::int64_t GetLongPropertyWithDefault(const PropertyList::Dictionary& properties, const char* key,

@@ -1,7 +1,10 @@
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -17,6 +20,11 @@
 
 namespace kelvo {
 namespace {
+
+// A property list's longest tag names a version. The parser compares each attribute of a tag with
+// all others before it tells of them, which takes hours for a file full of them.
+constexpr std::size_t kMaxMarkup = std::size_t{256} << 10;
+constexpr int kMaxAttributes = 32;
 
 enum class Element : std::uint8_t {
   kPlist,
@@ -73,9 +81,11 @@ class Reader {
     }
   };
 
-  void InstallHandlers();
+  static int Feed(void* self, char* buffer, int size);
+  static xmlSAXHandler Handlers();
   void Parse();
-  void StartElement(std::string_view name);
+  void Declares(const char* kind, const xmlChar* name);
+  void StartElement(std::string_view name, int attributes);
   void EndElement();
   void Characters(std::string_view text);
   bool MayStart(Element element);
@@ -88,27 +98,24 @@ class Reader {
   std::string Where() const;
 
   std::unique_ptr<xmlParserCtxt, FreeContext> context_;
+  std::string_view text_;       // what the parser has not been given yet
+  std::size_t sinceEvent_ = 0;  // bytes given since the parser last told of something
   bool started_ = false;
   bool done_ = false;
   std::vector<Open> open_;
   std::optional<Element> leaf_;
-  std::string text_;  // of the leaf or key being read
+  std::string leafText_;  // of the leaf or key being read
   std::optional<PropertyList> value_;
   std::uint64_t values_ = 0;
   std::string failure_;
 };
 
 std::optional<PropertyList> Reader::Read(std::string_view text, std::string* error) {
+  text_ = text;
   if (text.size() > kMaxPropertyListBytes) {
     failure_ = "larger than " + std::to_string(kMaxPropertyListBytes >> 20) + " MiB";
   } else {
-    xmlInitParser();
-    context_.reset(xmlCreateMemoryParserCtxt(text.data(), static_cast<int>(text.size())));
-    if (context_ == nullptr) {
-      failure_ = text.empty() ? "empty" : "no memory for the XML parser";
-    } else {
-      Parse();
-    }
+    Parse();
   }
   if (done_ && failure_.empty()) return std::move(value_);
   if (error != nullptr) *error = failure_.empty() ? "ends before </plist>" : failure_;
@@ -116,25 +123,45 @@ std::optional<PropertyList> Reader::Read(std::string_view text, std::string* err
 }
 
 void Reader::Parse() {
-  InstallHandlers();
+  xmlInitParser();
+  xmlSAXHandler handlers = Handlers();
+  context_.reset(
+      xmlCreateIOParserCtxt(&handlers, this, Feed, nullptr, this, XML_CHAR_ENCODING_NONE));
+  if (context_ == nullptr) {
+    failure_ = "no memory for the XML parser";
+    return;
+  }
+  xmlCtxtUseOptions(context_.get(), XML_PARSE_NONET);
   // Some errors (of character conversion) reach only the thread's handler, whose default prints.
   const xmlStructuredErrorFunc formerHandler = xmlStructuredError;
   void* const formerContext = xmlStructuredErrorContext;
-  xmlSetStructuredErrorFunc(this, context_->sax->serror);
+  xmlSetStructuredErrorFunc(this, handlers.serror);
   xmlParseDocument(context_.get());
   xmlSetStructuredErrorFunc(formerContext, formerHandler);
 }
 
-void Reader::InstallHandlers() {
-  xmlCtxtUseOptions(context_.get(), XML_PARSE_NONET);
-  context_->userData = this;
-  xmlSAXHandler& sax = *context_->sax;
-  sax = {};
+// Gives the parser its next bytes, none once the result stands: it would go through all the rest.
+int Reader::Feed(void* self, char* buffer, int size) {
+  auto& reader = *static_cast<Reader*>(self);
+  if (reader.done_ || !reader.failure_.empty()) return 0;
+  if (reader.sinceEvent_ > kMaxMarkup) {
+    reader.failure_ = reader.Where() + "a tag or comment is too long";
+    return 0;
+  }
+  const std::string_view part = reader.text_.substr(0, static_cast<std::size_t>(size));
+  std::copy(part.begin(), part.end(), buffer);
+  reader.text_.remove_prefix(part.size());
+  reader.sinceEvent_ += part.size();
+  return static_cast<int>(part.size());
+}
+
+xmlSAXHandler Reader::Handlers() {
+  xmlSAXHandler sax{};
   sax.initialized = XML_SAX2_MAGIC;
   sax.startElementNs = [](void* reader, const xmlChar* name, const xmlChar* prefix, const xmlChar*,
-                          int, const xmlChar**, int, int, const xmlChar**) {
+                          int, const xmlChar**, int attributes, int, const xmlChar**) {
     const std::string qualified = prefix == nullptr ? "" : std::string(View(prefix)) + ":";
-    static_cast<Reader*>(reader)->StartElement(qualified + std::string(View(name)));
+    static_cast<Reader*>(reader)->StartElement(qualified + std::string(View(name)), attributes);
   };
   sax.endElementNs = [](void* reader, const xmlChar*, const xmlChar*, const xmlChar*) {
     static_cast<Reader*>(reader)->EndElement();
@@ -145,9 +172,16 @@ void Reader::InstallHandlers() {
   };
   sax.ignorableWhitespace = sax.characters;
   sax.cdataBlock = sax.characters;
+  sax.comment = [](void* reader, const xmlChar*) { static_cast<Reader*>(reader)->sinceEvent_ = 0; };
   sax.entityDecl = [](void* reader, const xmlChar* name, int, const xmlChar*, const xmlChar*,
-                      xmlChar*) {
-    static_cast<Reader*>(reader)->Fail("declares the entity " + Tag(View(name)));
+                      xmlChar*) { static_cast<Reader*>(reader)->Declares("entity", name); };
+  sax.elementDecl = [](void* reader, const xmlChar* name, int, xmlElementContent*) {
+    static_cast<Reader*>(reader)->Declares("element", name);
+  };
+  sax.attributeDecl = [](void* reader, const xmlChar*, const xmlChar* name, int, int,
+                         const xmlChar*, xmlEnumeration* values) {
+    xmlFreeEnumeration(values);
+    static_cast<Reader*>(reader)->Declares("attribute", name);
   };
   sax.reference = [](void* reader, const xmlChar* name) {
     static_cast<Reader*>(reader)->Fail("uses the unknown entity " + Tag(View(name)));
@@ -155,10 +189,17 @@ void Reader::InstallHandlers() {
   sax.serror = [](void* reader, auto* error) {
     static_cast<Reader*>(reader)->ParserError(error->code, error->level, error->message);
   };
+  return sax;
 }
 
-void Reader::StartElement(std::string_view name) {
+void Reader::Declares(const char* kind, const xmlChar* name) {
+  Fail(std::string("declares the ") + kind + " " + Tag(View(name)));
+}
+
+void Reader::StartElement(std::string_view name, int attributes) {
+  sinceEvent_ = 0;
   if (done_ || !failure_.empty()) return;
+  if (attributes > kMaxAttributes) return Fail("too many attributes in " + Tag(name));
   const std::optional<Element> element = ElementNamed(name);
   if (!element) return Fail("unknown element " + Tag(name));
   if (!started_) {
@@ -167,7 +208,7 @@ void Reader::StartElement(std::string_view name) {
     return;
   }
   if (!MayStart(*element)) return;
-  text_.clear();
+  leafText_.clear();
   if (*element == Element::kArray || *element == Element::kDict) {
     open_.push_back({*element, {}, {}, std::nullopt});
   } else {
@@ -201,15 +242,17 @@ bool Reader::MayStart(Element element) {
 }
 
 void Reader::Characters(std::string_view text) {
+  sinceEvent_ = 0;
   if (done_ || !failure_.empty()) return;
   if (leaf_) {
-    text_ += text;
+    leafText_ += text;
   } else if (!TrimWhiteSpace(text).empty()) {
     Fail("text outside of a value");
   }
 }
 
 void Reader::EndElement() {
+  sinceEvent_ = 0;
   if (done_ || !failure_.empty()) return;
   if (leaf_) {
     EndLeaf(*std::exchange(leaf_, std::nullopt));
@@ -226,33 +269,33 @@ void Reader::EndElement() {
 
 void Reader::EndLeaf(Element element) {
   if (element == Element::kKey) {
-    open_.back().key = std::exchange(text_, {});
+    open_.back().key = std::exchange(leafText_, {});
     return;
   }
-  if (element == Element::kString) return Attach(PropertyList(std::exchange(text_, {})));
+  if (element == Element::kString) return Attach(PropertyList(std::exchange(leafText_, {})));
   std::optional<PropertyList> value = LeafValue(element);
-  if (!value) return Fail("not a value of " + Tag(element) + ": " + Tag(text_));
+  if (!value) return Fail("not a value of " + Tag(element) + ": " + Tag(leafText_));
   Attach(*std::move(value));
 }
 
 std::optional<PropertyList> Reader::LeafValue(Element element) const {
   switch (element) {
     case Element::kInteger:
-      return ParseIntegerText(text_);
+      return ParseIntegerText(leafText_);
     case Element::kReal:
-      if (const auto real = ParseRealText(text_)) return PropertyList(*real);
+      if (const auto real = ParseRealText(leafText_)) return PropertyList(*real);
       return std::nullopt;
     case Element::kDate:
-      if (const auto date = ParseDateText(text_)) return PropertyList(*date);
+      if (const auto date = ParseDateText(leafText_)) return PropertyList(*date);
       return std::nullopt;
     case Element::kData:
-      if (auto bytes = DecodeBase64(text_)) {
+      if (auto bytes = DecodeBase64(leafText_)) {
         return PropertyList(PropertyList::Data{*std::move(bytes)});
       }
       return std::nullopt;
     case Element::kTrue:
     case Element::kFalse:
-      if (!TrimWhiteSpace(text_).empty()) return std::nullopt;
+      if (!TrimWhiteSpace(leafText_).empty()) return std::nullopt;
       return PropertyList(element == Element::kTrue);
     default:
       return std::nullopt;

@@ -206,7 +206,7 @@ TEST_F(UnixAgentTransportTest, UnsafeRendezvousIsRefusedAndTheReasonLoggedOnce) 
          listener = Bind(folder_ + "/real");
          std::filesystem::create_symlink(folder_ + "/real", path());
        },
-       "kelvoFinderSync is no socket"},
+       "kelvoFinderSync is a link"},
   };
   for (const auto& row : rows) {
     row.prepare();

@@ -22,6 +22,12 @@ std::string Nested(int levels) {
   return text + "</plist>";
 }
 
+std::string Attributes(int count) {
+  std::string text = "<plist";
+  for (int i = 0; i < count; ++i) text += " a" + std::to_string(i) + "='1'";
+  return text + "><true/></plist>";
+}
+
 TEST(XmlPropertyListTest, ReadsEveryKindOfValue) {
   const struct {
     const char* body;
@@ -97,6 +103,10 @@ TEST(XmlPropertyListTest, RefusesWithTheReasonAndPrintsNothing) {
       {"<!DOCTYPE plist [<!ENTITY a 'b'>]>" + Plist("<string>&a;</string>"), "entity <a>"},
       {"<!DOCTYPE plist [<!ENTITY % p SYSTEM 'file:///etc/passwd'> %p;]>" + Plist("<true/>"),
        "entity <p>"},
+      {"<!DOCTYPE plist [<!ATTLIST plist a (b|c) 'b'>]>" + Plist("<true/>"), "attribute <a>"},
+      {"<!DOCTYPE plist [<!ELEMENT plist (a,b)*>]>" + Plist("<true/>"), "element <plist>"},
+      {Attributes(40), "too many attributes"},
+      {Attributes(500'000), "too long"},
       {"<!DOCTYPE plist SYSTEM 'x.dtd'>" + Plist("<string>&a;</string>"), "entity <a>"},
       {std::string(kMaxPropertyListBytes + 1, ' '), "larger than 64 MiB"},
   };
