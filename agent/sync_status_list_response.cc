@@ -19,6 +19,21 @@ class TextBuffer : public std::streambuf {
     char* begin = const_cast<char*>(text.data());
     setg(begin, begin, begin + text.size());
   }
+
+ protected:
+  pos_type seekoff(off_type offset, std::ios_base::seekdir direction,
+                   std::ios_base::openmode /*mode*/) override {
+    const off_type size = egptr() - eback();
+    off_type position = offset;
+    if (direction == std::ios_base::cur) position += gptr() - eback();
+    if (direction == std::ios_base::end) position += size;
+    if (position < 0 || position > size) return pos_type(off_type(-1));
+    setg(eback(), eback() + position, egptr());
+    return pos_type(position);
+  }
+  pos_type seekpos(pos_type position, std::ios_base::openmode mode) override {
+    return seekoff(off_type(position), std::ios_base::beg, mode);
+  }
 };
 
 }  // namespace

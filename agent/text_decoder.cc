@@ -119,6 +119,17 @@ T ReadNumber(std::istream& stream, const char* signature) {
   return value;
 }
 
+// Whether a stream that knows its end has fewer bytes left than `length`; it is at its end then, as
+// after reading them.
+bool RunsOut(std::streambuf& in, unsigned long length) {
+  const std::streamoff here = in.pubseekoff(0, std::ios_base::cur, std::ios_base::in);
+  const std::streamoff end = in.pubseekoff(0, std::ios_base::end, std::ios_base::in);
+  if (here < 0 || end < here) return false;
+  if (static_cast<unsigned long>(end - here) < length) return true;
+  in.pubseekpos(here, std::ios_base::in);
+  return false;
+}
+
 }  // namespace
 
 CTextDecoder::CTextDecoder(std::istream* stream) : stream_(stream) {}
@@ -133,6 +144,7 @@ CTextDecoder& CTextDecoder::operator>>(std::string& target) {
     GetArea::Take(in, static_cast<int>(length));
     return *this;
   }
+  if (RunsOut(in, length)) Fail(*stream_, kStringSignature);
   target.clear();
   while (length > 0) {
     const std::streamsize available = std::max<std::streamsize>(in.in_avail(), 0);

@@ -21,8 +21,8 @@ class CTextDecodingException : public std::runtime_error {
 //
 // Threads: one at a time. Lifetime: the stream must outlive it.
 // Errors: every operator throws CTextDecodingException; the target is then unspecified. No length
-// is trusted: a string takes memory only for bytes that are there, in pieces where their number is
-// not known.
+// is trusted: it is compared with the bytes that are left before memory is taken; where a stream
+// does not know how many those are, a string is read in pieces.
 class CTextDecoder {
  public:
   explicit CTextDecoder(std::istream* stream);

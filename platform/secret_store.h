@@ -31,7 +31,7 @@ class SecretStore {
                             std::string* secret) = 0;
   // Whether an item is there, without its secret.
   virtual SecretStatus Find(const std::string& service, const std::string& account) = 0;
-  // Replaces the secret of an existing item and sets its two names again.
+  // Replaces the secret of an existing item, which keeps its names and whoever may read it.
   virtual SecretStatus Modify(const std::string& service, const std::string& account,
                               const std::string& secret) = 0;
   // Makes a new item labelled with the service.
