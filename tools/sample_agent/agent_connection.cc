@@ -62,7 +62,7 @@ std::optional<AgentMessage> AgentConnection::NextMessage() {
 }
 
 void AgentConnection::Queue(const AgentMessage& message) {
-  if (!ending_.empty()) return;
+  if (!ending_.empty() || !peerListens_) return;
   std::string frame = EncodeMessageFrame(message.name, EncodeKeyedArchive(message.info));
   if (frame.size() > kMaxMessageSize) {
     tools::PrintError("a message of " + std::to_string(frame.size()) +
@@ -77,12 +77,20 @@ void AgentConnection::Queue(const AgentMessage& message) {
   queue_.push_back(std::move(frame));
 }
 
+void AgentConnection::StopWriting() {
+  peerListens_ = false;
+  queue_.clear();
+  queuedBytes_ = 0;
+  written_ = 0;
+}
+
 void AgentConnection::Write() {
   while (!queue_.empty()) {
     const std::string_view rest = std::string_view(queue_.front()).substr(written_);
     const ssize_t count = ::send(fd_.get(), rest.data(), rest.size(), MSG_NOSIGNAL);
     if (count < 0) {
-      if (!IsNothingNow(errno)) End(strerror(errno));
+      // Who has hung up may have said something before; reading finds that, and then the end.
+      if (!IsNothingNow(errno)) StopWriting();
       return;
     }
     written_ += static_cast<std::size_t>(count);
