@@ -26,7 +26,7 @@ constexpr std::size_t kMaxOutgoingBytes = std::size_t{8} << 20;
 constexpr int kMessagesPerTurn = 256;
 
 constexpr std::uint64_t kFailuresPerLogLine = 1000;
-constexpr milliseconds kQuietAfterRun = seconds{60};  // a run of failures is over after that
+constexpr milliseconds kQuietAfterRun = seconds{4};  // a run of failures is over after that
 
 }  // namespace
 
@@ -59,7 +59,6 @@ void NotificationsBridge::startCommunication() {
   }
   cancelPendingStart();
   connectedAt_ = clock_.Monotonic();
-  heardFromAgent_ = false;
   {
     CMutexLock lock(mutex_);
     sendFailures_ = 0;
@@ -149,7 +148,6 @@ void NotificationsBridge::sendMessageWithName(std::string name, std::string arch
 void NotificationsBridge::handlePortMessage(AgentPort& port, std::string name,
                                             std::string archive) {
   if (&port != remotePort_.get()) return;
-  heardFromAgent_ = true;
   if (!IsValidUtf8(name)) {
     KELVO_LOG(kLogError, "message of the Agent skipped: its name is not UTF-8");
     return;
@@ -199,8 +197,7 @@ void NotificationsBridge::cancelPendingStart() {
 
 void NotificationsBridge::losePort() {
   remotePort_.reset();
-  const bool fruitless =
-      !heardFromAgent_ || clock_.Monotonic() - connectedAt_ < kShortestFruitfulConnection;
+  const bool fruitless = clock_.Monotonic() - connectedAt_ < kShortestFruitfulConnection;
   fruitlessConnections_ = fruitless ? fruitlessConnections_ + 1 : 0;
   if (delegate_ != nullptr) delegate_->communicationEnded();
 }

@@ -89,8 +89,7 @@ class NotificationsBridge final : private AgentPortDelegate {
   std::unique_ptr<AgentPort> remotePort_;  // null until found
   RunLoop::TimerId pendingStart_ = 0;
   std::chrono::milliseconds connectedAt_{0};
-  bool heardFromAgent_ = false;   // anything on this connection
-  int fruitlessConnections_ = 0;  // in a row: the Agent said nothing, or hung up within a second
+  int fruitlessConnections_ = 0;  // in a row that lasted less than a second
   // While the delegate opens a connection: what the loop's thread sends goes before what waits.
   bool opening_ = false;
   // Proof for tasks on the loop that the bridge is still there.

@@ -6,6 +6,7 @@
 #include <limits>
 #include <streambuf>
 #include <type_traits>
+#include <utility>
 
 namespace kelvo {
 namespace {
@@ -145,7 +146,7 @@ CTextDecoder& CTextDecoder::operator>>(std::string& target) {
     return *this;
   }
   if (RunsOut(in, length)) Fail(*stream_, kStringSignature);
-  target.clear();
+  std::string text;  // the target keeps its value when the read fails
   while (length > 0) {
     const std::streamsize available = std::max<std::streamsize>(in.in_avail(), 0);
     const unsigned long piece = std::min(
@@ -153,9 +154,10 @@ CTextDecoder& CTextDecoder::operator>>(std::string& target) {
     char* bytes = buffer_.Get(piece);
     const auto wanted = static_cast<std::streamsize>(piece);
     if (in.sgetn(bytes, wanted) != wanted) Fail(*stream_, kStringSignature);
-    target.append(bytes, piece);
+    text.append(bytes, piece);
     length -= piece;
   }
+  target = std::move(text);
   return *this;
 }
 

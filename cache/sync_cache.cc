@@ -128,15 +128,6 @@ bool CSyncCache::IsAwaited(std::string_view directory) const {
   return found != folders_.end() && !found->second.valid;
 }
 
-std::vector<std::string> CSyncCache::AwaitedFolders() const {
-  std::vector<std::string> awaited;
-  CMutexLock lock(mutex_);
-  for (const auto& [path, folder] : folders_) {
-    if (!folder.valid) awaited.push_back(path);
-  }
-  return awaited;
-}
-
 std::int32_t CSyncCache::UpdateItem(std::string_view path, const std::string& fileId,
                                     std::int64_t itemId, sync::ESyncItemStatus syncStatus,
                                     sync::ESyncItemLock lock, const std::string& lockOwner,

@@ -61,8 +61,6 @@ class CSyncCache : public CSyncApiClient, public CTarget, public CSyncApi::Cache
   bool IsListed(std::string_view directory) const;
   bool IsAwaited(std::string_view directory) const;
   bool IsObserved(std::string_view directory) const;
-  // The directories whose list is awaited, in order.
-  std::vector<std::string> AwaitedFolders() const;
 
   // Answers a CSyncCacheFolder::ChangeMask; 0 for an item of a directory that is not cached.
   std::int32_t UpdateItem(std::string_view path, const std::string& fileId, std::int64_t itemId,

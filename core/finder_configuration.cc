@@ -60,19 +60,18 @@ CFinderConfiguration::Settings CFinderConfiguration::ReadSettings() const {
   reader.Get("fax_enabled", s.faxEnabled, true);
   reader.Get("convert_targets", s.convertTargets, "");
   if (s.masterProjectFolder.empty()) s.masterProjectFolder = DefaultWorkplace(s.configLabel);
-  if (!s.rcid.empty()) config::CSecureStore::Read(s.configLabel, s.rcid, s.authenticationKey);
   return s;
 }
 
 void CFinderConfiguration::Load() {
   Settings settings = ReadSettings();
-  const int level = settings.traceLevel;
-  {
-    CMutexLock lock(mutex_);
-    settings_ = std::move(settings);
+  KELVO_LOG(kLogInformation, "Changing log trace to: " << settings.traceLevel);
+  if (CLogger* logger = CLogger::m_Instance) logger->SetLevel(settings.traceLevel);
+  if (!settings.rcid.empty()) {
+    config::CSecureStore::Read(settings.configLabel, settings.rcid, settings.authenticationKey);
   }
-  KELVO_LOG(kLogInformation, "Changing log trace to: " << level);
-  if (CLogger* logger = CLogger::m_Instance) logger->SetLevel(level);
+  CMutexLock lock(mutex_);
+  settings_ = std::move(settings);
 }
 
 std::string CFinderConfiguration::ClientId() const {

@@ -123,6 +123,8 @@ void FinderSync::handleReinitLogger() { initLogger(); }
 // The load may wait for a file's lock or for the keyring, so it runs on the settings worker; what
 // was known stays in force until it is done.
 void FinderSync::handleConfigurationUpdated() {
+  // A load that has not begun will see what this event is about.
+  if (loadWaiting_.exchange(true)) return;
   auto done = std::make_shared<bool>(false);
   platform_.runLoop.After(kLongWait, [done] {
     if (*done) return;
@@ -130,16 +132,17 @@ void FinderSync::handleConfigurationUpdated() {
               "The configuration is not loaded after 2 seconds: another program keeps a settings "
               "file locked, or the secret store is slow; still waiting");
   });
-  platform_.settingsQueue.Async(
-      [alive = alive_, configuration = configuration_.get(), done, &runLoop = platform_.runLoop] {
-        const bool hadGreenCheckmarks = configuration->ShowGreenCheckmarks();
-        configuration->Load();
-        const bool changed = configuration->ShowGreenCheckmarks() != hadGreenCheckmarks;
-        runLoop.Post([alive, done, changed] {
-          *done = true;
-          if (*alive != nullptr) (*alive)->configurationLoaded(changed);
-        });
-      });
+  platform_.settingsQueue.Async([alive = alive_, configuration = configuration_.get(), done,
+                                 &runLoop = platform_.runLoop, &loadWaiting = loadWaiting_] {
+    loadWaiting = false;
+    const bool hadGreenCheckmarks = configuration->ShowGreenCheckmarks();
+    configuration->Load();
+    const bool changed = configuration->ShowGreenCheckmarks() != hadGreenCheckmarks;
+    runLoop.Post([alive, done, changed] {
+      *done = true;
+      if (*alive != nullptr) (*alive)->configurationLoaded(changed);
+    });
+  });
 }
 
 void FinderSync::configurationLoaded(bool greenCheckmarksChanged) {
@@ -192,17 +195,23 @@ void FinderSync::communicationInitiatized() {
   KELVO_LOG(kLogDebug, "Communication initialized, request configuration");
   NotifyAgentEvent(kAgentInstance, "configuration_init");
   agentConnected_ = true;
-  postToSelf(&FinderSync::tellAgentConnected);
+  tellAgentConnected(true);
   postToSelf(&FinderSync::askAgain);
 }
 
 void FinderSync::communicationEnded() {
   agentConnected_ = false;
-  postToSelf(&FinderSync::tellAgentConnected);
+  tellAgentConnected(false);
 }
 
-void FinderSync::tellAgentConnected() {
-  if (observer_ != nullptr) observer_->onAgentConnected(agentConnected_);
+// Each change is told, also that of a channel which is back before the loop's next turn: clients
+// ask again when they hear of it.
+void FinderSync::tellAgentConnected(bool connected) {
+  platform_.runLoop.Post([alive = alive_, connected] {
+    if (*alive != nullptr && (*alive)->observer_ != nullptr) {
+      (*alive)->observer_->onAgentConnected(connected);
+    }
+  });
 }
 
 void FinderSync::connectionStatusChanged(void* target, const char* /*agentId*/, int status,

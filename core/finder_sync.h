@@ -82,7 +82,7 @@ class FinderSync final : private NotificationsBridgeDelegate, private AgentEvent
   void configurationLoaded(bool greenCheckmarksChanged);
   void handleReinitLogger();
   void loadImages();
-  void tellAgentConnected();
+  void tellAgentConnected(bool connected);
   void foldersSwept(const std::vector<std::string>& expired);
   static void connectionStatusChanged(void* target, const char* agentId, int status,
                                       std::int64_t timestamp);
@@ -94,6 +94,7 @@ class FinderSync final : private NotificationsBridgeDelegate, private AgentEvent
   // Asks for what was remembered, and 7 seconds later once more for what has not come.
   void askAgain();
   void askAgainFor(const std::vector<std::string>& paths);
+  void forgetListed(const std::vector<std::string>& paths);
   // Runs `task` on the main loop's next turn, unless the object is gone by then.
   void postToSelf(void (FinderSync::*task)());
 
@@ -105,7 +106,8 @@ class FinderSync final : private NotificationsBridgeDelegate, private AgentEvent
   bool startedUp_ = false;            // startUp has begun
   std::atomic<bool> started_{false};  // startUp is done
   std::atomic<bool> agentConnected_{false};
-  int connectionStatus_ = 0;  // the last that was reported
+  std::atomic<bool> loadWaiting_{false};  // a configuration load is queued and has not begun
+  int connectionStatus_ = 0;              // the last that was reported
   AgentObserver connectionObserver_;
   LateRequests lateRequests_;
   CMutex observedMutex_{kMutexNormal};

@@ -86,6 +86,8 @@ bool FinderSync::isFolderOfInterest(const std::string& directory) const {
 }
 
 void FinderSync::rememberUnanswered(const std::string& path) {
+  // The Agent can never be asked for it, so it must not stand for its folder.
+  if (!IsValidUtf8(path)) return;
   const CSyncCache* cache = CSyncCache::m_Instance;
   const bool couldAsk = canAsk();
   if (couldAsk && cache != nullptr && !cache->IsAwaited(DirectoryOf(path))) return;
@@ -102,13 +104,19 @@ void FinderSync::askAgain() {
   platform_.runLoop.After(kSecondAsking, [alive = alive_, paths] {
     if (*alive == nullptr || !(*alive)->canAsk()) return;
     (*alive)->askAgainFor(paths);
-    for (const std::string& path : paths) (*alive)->lateRequests_.ForgetFolderOf(path);
+    (*alive)->forgetListed(paths);
   });
 }
 
 void FinderSync::askAgainFor(const std::vector<std::string>& paths) {
   for (const std::string& path : paths) {
     if (!syncCache_->IsListed(DirectoryOf(path))) refreshPath(path);
+  }
+}
+
+void FinderSync::forgetListed(const std::vector<std::string>& paths) {
+  for (const std::string& path : paths) {
+    if (syncCache_->IsListed(DirectoryOf(path))) lateRequests_.ForgetFolderOf(path);
   }
 }
 

@@ -77,7 +77,8 @@ Application::Application(std::unique_ptr<BusConnection> connection)
       calls_(finderSync_, badges_) {}
 
 int Application::Run() {
-  const int exitCode = Serve() ? 0 : 1;
+  const bool served = Serve();
+  const int exitCode = served ? 0 : 1;
   const bool callsEnded = service_.Stop(kCallsPatience);
   const bool settingsWritten = settingsQueue_.Finish(kSettingsPatience);
   if (!callsEnded || !settingsWritten) {
@@ -85,6 +86,8 @@ int Application::Run() {
     fflush(nullptr);
     _Exit(exitCode);
   }
+  // Only now: a call under way may still send to the Agent.
+  if (served) finderSync_.dealloc();
   return exitCode;
 }
 
@@ -101,7 +104,6 @@ bool Application::Serve() {
   settingsQueue_.Async([this] { userDefaults_.Load(); });
   finderSync_.init();
   runLoop_.Run();
-  finderSync_.dealloc();
   return true;
 }
 

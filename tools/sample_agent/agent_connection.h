@@ -47,7 +47,7 @@ class AgentConnection {
   UniqueFd fd_;
   MessageFrameReader reader_;
   bool opened_ = false;
-  bool peerListens_ = true;  // false once a write has failed
+  bool peerListens_ = true;        // false once a write has failed
   std::deque<std::string> queue_;  // frames, oldest first
   std::size_t queuedBytes_ = 0;
   std::size_t written_ = 0;  // bytes of the oldest
