@@ -94,7 +94,10 @@ GObjectPtr<GDBusConnection> CallContext::Connect(GErrorSlot& error) {
       new Slot(result));
   while (*result == nullptr && !limitReached_) g_main_context_iteration(context_.get(), TRUE);
   if (*result == nullptr) return nullptr;
-  return GObjectPtr<GDBusConnection>(g_bus_get_finish(result->get(), error.out()));
+  GObjectPtr<GDBusConnection> bus(g_bus_get_finish(result->get(), error.out()));
+  // The bus's end is the front end's affair; GLib would end the process with a signal.
+  if (bus) g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
+  return bus;
 }
 
 // GLib reads the variable itself, and would start a bus, which takes long, where that says so.
