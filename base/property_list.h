@@ -31,24 +31,20 @@ class PropertyList {
     bool operator==(const Data&) const = default;
   };
 
+  // Implicit on purpose, so that a dictionary can be written down as {{"key", value}, ...}.
   PropertyList() : value_(std::string()) {}
-  PropertyList(bool value) : value_(value) {}  // NOLINT(google-explicit-constructor)
-  PropertyList(int value)
-      : value_(static_cast<std::int64_t>(value)) {}    // NOLINT(google-explicit-constructor)
-  PropertyList(std::int64_t value) : value_(value) {}  // NOLINT(google-explicit-constructor)
-  PropertyList(std::uint64_t value);                   // NOLINT(google-explicit-constructor)
-  PropertyList(double value) : value_(value) {}        // NOLINT(google-explicit-constructor)
-  PropertyList(const char* utf8)
-      : value_(std::string(utf8)) {}  // NOLINT(google-explicit-constructor)
-  PropertyList(std::string utf8)
-      : value_(std::move(utf8)) {}  // NOLINT(google-explicit-constructor)
-  PropertyList(std::string_view utf8)
-      : value_(std::string(utf8)) {}                       // NOLINT(google-explicit-constructor)
-  PropertyList(Date value) : value_(value) {}              // NOLINT(google-explicit-constructor)
-  PropertyList(Data value) : value_(std::move(value)) {}   // NOLINT(google-explicit-constructor)
-  PropertyList(Array value) : value_(std::move(value)) {}  // NOLINT(google-explicit-constructor)
-  PropertyList(Dictionary value)
-      : value_(std::move(value)) {}  // NOLINT(google-explicit-constructor)
+  PropertyList(bool value) : value_(value) {}
+  PropertyList(int value) : value_(static_cast<std::int64_t>(value)) {}
+  PropertyList(std::int64_t value) : value_(value) {}
+  PropertyList(std::uint64_t value);
+  PropertyList(double value) : value_(value) {}
+  PropertyList(const char* utf8) : value_(std::string(utf8)) {}
+  PropertyList(std::string utf8) : value_(std::move(utf8)) {}
+  PropertyList(std::string_view utf8) : value_(std::string(utf8)) {}
+  PropertyList(Date value) : value_(value) {}
+  PropertyList(Data value) : value_(std::move(value)) {}
+  PropertyList(Array value) : value_(std::move(value)) {}
+  PropertyList(Dictionary value) : value_(std::move(value)) {}
 
   // The value of exactly this kind, or null. An integer above 2^63-1 is only an Unsigned().
   const bool* AsBool() const { return std::get_if<bool>(&value_); }

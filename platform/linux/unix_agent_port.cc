@@ -95,7 +95,7 @@ class UnixAgentPort::Connection : public std::enable_shared_from_this<Connection
   void OnWritable();
   void OnLimit();
   void OnWake();
-  void Read();
+  bool Read();
   void Deliver();
   void Write();
   void EndOfInput();
@@ -142,15 +142,17 @@ void UnixAgentPort::Connection::Close() {
 
 void UnixAgentPort::Connection::OnReadable() {
   // What was read before goes first: memory stays within one turn's input and one message.
-  if (undelivered_ || !writeError_.empty()) return;
+  if (undelivered_) return;
   Read();
   undelivered_ = true;
   Deliver();
 }
 
-void UnixAgentPort::Connection::Read() {
+// Whether there was anything to read.
+bool UnixAgentPort::Connection::Read() {
   char bytes[kReadAtOnce];
-  for (std::size_t taken = 0; taken < kReadPerTurn;) {
+  std::size_t taken = 0;
+  while (taken < kReadPerTurn) {
     const ssize_t count = ::recv(fd_.get(), bytes, sizeof bytes, 0);
     if (count > 0) {
       reader_.Append({bytes, static_cast<std::size_t>(count)});
@@ -158,12 +160,13 @@ void UnixAgentPort::Connection::Read() {
       continue;
     }
     if (count < 0 && errno == EINTR) continue;
-    if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return;
+    if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) break;
     if (count < 0) KELVO_LOG(kLogDebug, "reading from the Agent: " << g_strerror(errno));
     inputEnded_ = true;
     readable_.reset();
-    return;
+    break;
   }
+  return taken > 0;
 }
 
 void UnixAgentPort::Connection::Deliver() {
@@ -172,9 +175,10 @@ void UnixAgentPort::Connection::Deliver() {
   do {
     std::optional<MessageFrameReader::Message> message = reader_.Next();
     if (!message) {
-      undelivered_ = false;
+      // An Agent that nothing can be written to any more may have said something before it went.
+      undelivered_ = !writeError_.empty() && !inputEnded_ && reader_.Error().empty() && Read();
       SetWake();
-      if (inputEnded_ || !reader_.Error().empty()) EndOfInput();
+      if (!undelivered_) EndOfInput();
       return;
     }
     delegate_.handlePortMessage(*port_, std::move(message->name), std::move(message->archive));
@@ -182,7 +186,15 @@ void UnixAgentPort::Connection::Deliver() {
   } while (g_get_monotonic_time() < end);
 }
 
+// All that can be had was delivered. Goes on, unless the connection is of no more use.
 void UnixAgentPort::Connection::EndOfInput() {
+  if (!writeError_.empty()) {
+    UnixAgentPort& port = *port_;
+    Close();
+    delegate_.handleSendException(port, writeError_);
+    return;
+  }
+  if (!inputEnded_ && reader_.Error().empty()) return;
   if (!reader_.Error().empty()) {
     KELVO_LOG(kLogError, "the Agent broke the framing: " << reader_.Error());
   } else if (reader_.Pending() > 0) {
@@ -267,13 +279,7 @@ void UnixAgentPort::Connection::OnWake() {
     delegate_.handleSendFailure(*port_);
     if (Gone()) return;
   }
-  if (!writeError_.empty()) {
-    UnixAgentPort& port = *port_;
-    Close();
-    delegate_.handleSendException(port, writeError_);
-    return;
-  }
-  if (undelivered_) {
+  if (undelivered_ || !writeError_.empty()) {
     Deliver();
   } else {
     SetWake();

@@ -371,6 +371,15 @@ TEST_F(UnixAgentTransportTest, WriteErrorIsTheSendException) {
   EXPECT_EQ("exception: Broken pipe ", trace_);
 }
 
+TEST_F(UnixAgentTransportTest, WhatTheAgentSaidBeforeItWentIsDeliveredDespiteAWriteError) {
+  Connect();
+  Write(EncodeMessageFrame("last-word", ""));
+  agent_.Reset();
+  Send("lost", "");
+  EXPECT_TRUE(Wait([&] { return port_ == nullptr; }));
+  EXPECT_EQ("last-word exception: Broken pipe ", trace_);
+}
+
 TEST_F(UnixAgentTransportTest, NothingIsToldAfterDestruction) {
   Connect(milliseconds{1});
   for (int i = 0; i < 12; ++i) Send("m", std::string(1 << 20, 'x'));
