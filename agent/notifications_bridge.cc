@@ -67,10 +67,25 @@ void NotificationsBridge::startCommunication() {
 }
 
 void NotificationsBridge::sendInitiation() {
-  opening_ = true;
+  opening_ = Opening::kSpeaking;
+  ++openings_;
   sendMessageWithName(kInitComName, EncodeKeyedArchive({}));
   if (delegate_ != nullptr) delegate_->communicationInitiatized();
-  opening_ = false;
+  if (opening_ == Opening::kHeld) return;
+  opening_ = Opening::kDone;
+  drainOutgoing();
+}
+
+std::uint64_t NotificationsBridge::holdOpening() {
+  if (opening_ == Opening::kSpeaking) opening_ = Opening::kHeld;
+  return openings_;
+}
+
+void NotificationsBridge::finishOpening(std::uint64_t opening, const std::function<void()>& send) {
+  if (opening_ != Opening::kHeld || opening != openings_) return;
+  opening_ = Opening::kSpeaking;
+  send();
+  opening_ = Opening::kDone;
   drainOutgoing();
 }
 
@@ -78,7 +93,7 @@ void NotificationsBridge::sendNotificationWithName(const std::string& name,
                                                    const PropertyList::Dictionary& info) {
   std::string archive = EncodeKeyedArchive(info);
   const bool onLoop = runLoop_.IsCurrent();
-  if (onLoop && opening_) {
+  if (onLoop && opening_ == Opening::kSpeaking) {
     sendMessageWithName(name, std::move(archive));
     return;
   }
@@ -120,7 +135,7 @@ void NotificationsBridge::postDrain() {
 // Each message is taken out only when its turn has come: a look-up on the way sends the opening
 // first, and whatever runs meanwhile finds the rest of the queue in order.
 void NotificationsBridge::drainOutgoing() {
-  if (opening_) return;  // the opening drains the queue when it is done
+  if (opening_ != Opening::kDone) return;  // the opening drains the queue when it is done
   for (int i = 0; i < kMessagesPerTurn; ++i) {
     {
       CMutexLock lock(mutex_);
@@ -197,6 +212,12 @@ void NotificationsBridge::cancelPendingStart() {
 
 void NotificationsBridge::losePort() {
   remotePort_.reset();
+  if (opening_ == Opening::kHeld) {
+    opening_ = Opening::kDone;
+    CMutexLock lock(mutex_);
+    outgoing_.clear();
+    outgoingBytes_ = 0;
+  }
   const bool fruitless = clock_.Monotonic() - connectedAt_ < kShortestFruitfulConnection;
   fruitlessConnections_ = fruitless ? fruitlessConnections_ + 1 : 0;
   if (delegate_ != nullptr) delegate_->communicationEnded();

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <initializer_list>
 #include <memory>
 #include <string>
@@ -13,6 +14,7 @@
 #include "platform/agent_transport.h"
 #include "platform/clock.h"
 #include "platform/run_loop.h"
+#include "settings/agent_observer.h"
 
 namespace kelvo {
 
@@ -27,12 +29,12 @@ inline constexpr char kSettingsChangedName[] = "com.kelvo.client.SettingsChanged
 inline constexpr char kReportStatusName[] = "com.kelvo.client.ReportStatus";
 inline constexpr char kInitComName[] = "init_com";
 inline constexpr char kAgentInstance[] = "0";  // the agent identifier that is passed around
-inline constexpr int kDefaultSettingsHint = 0xFE87;
 
 // Whoever wants to know how the channel fares. Main loop.
 class NotificationsBridgeDelegate {
  public:
-  // The channel has come up, and each time it comes back; "init_com" has been sent.
+  // The channel has come up, and each time it comes back; "init_com" has been sent. What is sent
+  // in here goes before everybody else's messages; see HoldBridgeOpening for what takes longer.
   virtual void communicationInitiatized() = 0;
   // The channel is gone.
   virtual void communicationEnded() = 0;
@@ -59,8 +61,17 @@ class NotificationsBridge final : private AgentPortDelegate {
   // Agent up when it is not connected, and drops the message silently when it is not there.
   void sendNotificationWithName(const std::string& name, const PropertyList::Dictionary& info);
   bool isConnected() const { return remotePort_ != nullptr; }
+  // See HoldBridgeOpening and FinishBridgeOpening.
+  std::uint64_t holdOpening();
+  void finishOpening(std::uint64_t opening, const std::function<void()>& send);
 
  private:
+  enum class Opening {
+    kDone,
+    kSpeaking,  // the delegate sends now: what the loop's thread sends goes before what waits
+    kHeld,      // the delegate will go on later: everything waits
+  };
+
   struct Outgoing {
     std::string name;
     std::string archive;
@@ -90,8 +101,8 @@ class NotificationsBridge final : private AgentPortDelegate {
   RunLoop::TimerId pendingStart_ = 0;
   std::chrono::milliseconds connectedAt_{0};
   int fruitlessConnections_ = 0;  // in a row that lasted less than a second
-  // While the delegate opens a connection: what the loop's thread sends goes before what waits.
-  bool opening_ = false;
+  Opening opening_ = Opening::kDone;
+  std::uint64_t openings_ = 0;
   // Proof for tasks on the loop that the bridge is still there.
   std::shared_ptr<NotificationsBridge*> alive_;
 
@@ -114,6 +125,14 @@ void DeallocBridge();
 // Whether the bridge exists and has found the Agent. Main loop.
 bool IsBridgeConnected();
 
+// For a delegate that must first find out what to open a connection with. Called in
+// communicationInitiatized, makes all messages wait until FinishBridgeOpening is called with the
+// number that is answered, which sends by `send` and lets the others follow; it does nothing when
+// that connection is gone. Messages that wait are lost with the connection. 0, and nothing waits,
+// while the bridge is being created. Main loop.
+std::uint64_t HoldBridgeOpening();
+void FinishBridgeOpening(std::uint64_t opening, const std::function<void()>& send);
+
 // One pair of an event; a null value ends the list with a logged error.
 struct EventArgument {
   const char* key;
@@ -127,52 +146,15 @@ void NotifyAgentEvent(const char* agentId, const char* eventName,
 void NotifyAgentEventV(const char* eventName, const EventArgument* arguments, std::size_t count);
 // Asks the Agent to report its status; always for instance "0".
 void NotifyAgentReportStatus(const char* agentId);
-// Deliberate: does nothing. Settings changes are never announced by the extension.
-void NotifyAgentSettingsChanged(const char* agentId, int hint);
-
-using AgentEventFunction = void (*)(void* target, const char* agentId, const std::string* eventName,
-                                    const PropertyList::Dictionary& userInfo);
-using ConnectionStatusFunction = void (*)(void* target, const char* agentId, int status,
-                                          std::int64_t timestamp);
-using AgentSettingsFunction = void (*)(void* target, const char* agentId, int hint);
-
-// One registration: owned by the registering object, and must outlive the registration.
-struct AgentObserver {
-  void* target = nullptr;
-  AgentEventFunction onEvent = nullptr;
-  ConnectionStatusFunction onConnectionStatus = nullptr;
-  AgentSettingsFunction onSettings = nullptr;
-};
-
 // Main loop. The event name handed on is null when the message has none; an absent "timestamp" is
-// the present time, an absent "hint" kDefaultSettingsHint; a message without "status" is not handed
-// on.
+// the present time; a message without "status" is not handed on.
 void RegisterAgentEventObserver(AgentObserver* observer, void* target, AgentEventFunction function);
 void RegisterConnectionStatusObserver(AgentObserver* observer, void* target,
                                       ConnectionStatusFunction function);
-void RegisterAgentSettingsObserver(AgentObserver* observer, void* target,
-                                   AgentSettingsFunction function);
-void RemoveAgentObserver(AgentObserver* observer);
-
-// An object that takes the channel's messages as operations; the target of the three functions
-// below.
-class AgentNotificationReceiver {
- public:
-  virtual void notifyAgentEvent(const std::string* /*eventName*/,
-                                const PropertyList::Dictionary& /*userInfo*/,
-                                const char* /*agentID*/) {}
-  virtual void notifyConnectionStatus(int /*status*/, std::int64_t /*timestamp*/,
-                                      const char* /*agentID*/) {}
-  virtual void notifyAgentSettings(int /*hint*/, const char* /*agentID*/) {}
-
- protected:
-  ~AgentNotificationReceiver() = default;
-};
 
 // `target` is an AgentNotificationReceiver*.
 void ForwardAgentEvent(void* target, const char* agentId, const std::string* eventName,
                        const PropertyList::Dictionary& userInfo);
 void ForwardConnectionStatus(void* target, const char* agentId, int status, std::int64_t timestamp);
-void ForwardAgentSettingsEvent(void* target, const char* agentId, int hint);
 
 }  // namespace kelvo

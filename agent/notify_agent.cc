@@ -80,6 +80,16 @@ bool IsBridgeConnected() {
   return bridge != nullptr && bridge->isConnected();
 }
 
+std::uint64_t HoldBridgeOpening() {
+  NotificationsBridge* bridge = theBridge.load(std::memory_order_acquire);
+  return bridge == nullptr ? 0 : bridge->holdOpening();
+}
+
+void FinishBridgeOpening(std::uint64_t opening, const std::function<void()>& send) {
+  NotificationsBridge* bridge = theBridge.load(std::memory_order_acquire);
+  if (bridge != nullptr) bridge->finishOpening(opening, send);
+}
+
 void NotifyAgentEvent(const char* /*agentId*/, const char* eventName,
                       std::initializer_list<EventArgument> arguments) {
   NotifyAgentEventV(eventName, arguments.begin(), arguments.size());

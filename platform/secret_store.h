@@ -21,11 +21,14 @@ struct SecretAccess {
 // Secrets by service and account name (both UTF-8). A secret is bytes: may be empty, need not be
 // text.
 //
-// Threads: any. Each call blocks for at most about 2 seconds and never makes the desktop ask the
-// user. The reason for anything but kOk and kNotFound is logged by the store.
+// Threads: any. On Linux each call blocks for at most about 2 seconds and never makes the desktop
+// ask the user. The reason for anything but kOk and kNotFound is logged by the store.
 class SecretStore {
  public:
   virtual ~SecretStore() = default;
+  // Process-wide, for a store that may ask the user (at start it may): with false, what needs an
+  // answer is kRefused instead.
+  virtual void SetUserInteractionAllowed(bool /*allowed*/) {}
   // Fills `secret` only with kOk.
   virtual SecretStatus Read(const std::string& service, const std::string& account,
                             std::string* secret) = 0;

@@ -160,4 +160,8 @@ std::string LocalizedString(const std::string& key, const std::string& defaultTe
   return bundle == nullptr ? defaultText : bundle->localizedString(key, defaultText);
 }
 
+std::string LocalizedString(const LocalizedText& text) {
+  return LocalizedString(text.key(), text.defaultText());
+}
+
 }  // namespace kelvo

@@ -40,7 +40,30 @@ std::vector<std::string> PreferredLanguages();
 void SetApplicationBundle(std::shared_ptr<const Bundle> bundle);
 std::shared_ptr<const Bundle> getBundle();
 
-// localizedString of the process's bundle; `defaultText` without one.
+// A text's key and its default, for tables and parameters; only Localizable makes one.
+class LocalizedText {
+ public:
+  constexpr const char* key() const { return key_; }
+  constexpr const char* defaultText() const { return defaultText_; }
+
+ private:
+  constexpr LocalizedText(const char* key, const char* defaultText)
+      : key_(key), defaultText_(defaultText) {}
+  friend consteval LocalizedText Localizable(const char* key, const char* defaultText);
+
+  const char* key_;
+  const char* defaultText_;
+};
+
+// Takes two string literals, such as {40, Localizable("Permissions.Update", "Modify")} in a table.
+consteval LocalizedText Localizable(const char* key, const char* defaultText) {
+  return {key, defaultText};
+}
+
+// localizedString of the process's bundle; the default without one. Key and default are two string
+// literals in the call itself, or were given to Localizable as such: the test localizable_strings
+// finds them there and compares them with the base table, which must hold every pair.
 std::string LocalizedString(const std::string& key, const std::string& defaultText);
+std::string LocalizedString(const LocalizedText& text);
 
 }  // namespace kelvo

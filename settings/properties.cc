@@ -119,8 +119,9 @@ bool PutBack(int fd, const std::optional<std::string>& old) {
          ::ftruncate(fd, static_cast<off_t>(old->size())) == 0;
 }
 
-bool WriteOver(int fd, std::string_view text, std::string_view name) {
-  const std::optional<std::string> old = OldBytes(fd);
+// `old` is what the file holds, nullopt when that is not known.
+bool WriteOver(int fd, std::string_view text, const std::optional<std::string>& old,
+               std::string_view name) {
   if (!ReserveFileSpace(fd, text.size()) || ::lseek(fd, 0, SEEK_SET) != 0) {
     const int error = errno;
     KELVO_LOG(kLogError, "cannot write " << EscapeControlCharacters(name) << ": " << Reason(error));
@@ -143,39 +144,46 @@ bool WriteOver(int fd, std::string_view text, std::string_view name) {
   return true;
 }
 
-bool Write(int fd, const PropertyList& properties, std::string_view name) {
+bool Write(int fd, const PropertyList& properties, const std::optional<std::string>& old,
+           std::string_view name) {
   const auto text = WriteXmlPropertyList(properties);
   if (!text) {
     KELVO_LOG(kLogError,
               "a value has no XML form; " << EscapeControlCharacters(name) << " stays as it is");
     return false;
   }
-  return WriteOver(fd, *text, name);
-}
-
-bool Store(const std::string& path, const PropertyList& properties) {
-  const UniqueFd fd = OpenForUse(path);
-  if (!fd) return false;
-  (void)Write(fd.get(), properties, path);
-  return true;
+  return WriteOver(fd, *text, old, name);
 }
 
 // Keeps bytes that are about to be written over although nobody could read them. An earlier copy
 // stays. False when there is no copy.
 bool CopyAside(const std::string& path, std::string_view bytes) {
   const std::string copy = path + ".damaged";
-  const UniqueFd fd(
-      ::open(copy.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
-  if (!fd && errno == EEXIST) return true;
-  if (fd && WriteAll(fd.get(), bytes)) {
+  struct stat status;
+  if (::lstat(copy.c_str(), &status) == 0) return true;
+  // It gets its name when it is whole: one cut short would count as an earlier copy for ever.
+  const std::string unfinished = copy + ".new";
+  ::unlink(unfinished.c_str());  // of a process that was killed
+  const UniqueFd fd(::open(unfinished.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+  if (fd && WriteAll(fd.get(), bytes) && ::rename(unfinished.c_str(), copy.c_str()) == 0) {
     KELVO_LOG(kLogWarning, "what could not be read is kept in " << EscapeControlCharacters(copy));
     return true;
   }
   const int error = errno;
-  if (fd) ::unlink(copy.c_str());
+  if (fd) ::unlink(unfinished.c_str());
   KELVO_LOG(kLogError,
             "cannot keep a copy in " << EscapeControlCharacters(copy) << ": " << Reason(error));
   return false;
+}
+
+bool Store(const std::string& path, const PropertyList& properties) {
+  const UniqueFd fd = OpenForUse(path);
+  if (!fd) return false;
+  const auto old = ReadAll(fd.get(), path);
+  if (old && (old->empty() || Parse(*old, path) || CopyAside(path, *old))) {
+    (void)Write(fd.get(), properties, old, path);
+  }
+  return true;
 }
 
 }  // namespace
@@ -205,7 +213,7 @@ bool StorePropertiesToFileA(const std::string& path, const PropertyList::Array& 
 }
 
 bool WritePropertiesFile(int fd, const PropertyList& properties) {
-  return Write(fd, properties, kSomeFile);
+  return Write(fd, properties, OldBytes(fd), kSomeFile);
 }
 
 bool ChangePropertiesInFile(const std::string& path, const PropertyList::Dictionary& changes) {
@@ -218,7 +226,7 @@ bool ChangePropertiesInFile(const std::string& path, const PropertyList::Diction
   if (!properties && !bytes->empty() && !CopyAside(path, *bytes)) return false;
   PropertyList::Dictionary merged = properties ? *std::move(properties) : CreateEmptyProperties();
   for (const auto& [key, value] : changes) AddValueToDictionary(key, value, merged);
-  return Write(fd.get(), PropertyList(std::move(merged)), path);
+  return Write(fd.get(), PropertyList(std::move(merged)), bytes, path);
 }
 
 void AddValueToDictionary(const std::string& key, const PropertyList& value,

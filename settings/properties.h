@@ -21,6 +21,8 @@ std::optional<PropertyList::Array> LoadPropertiesFromFileToArrayOfDictionaries(
 std::optional<PropertyList> ReadPropertiesFile(int fd);
 PropertyList::Dictionary CreateEmptyProperties();
 
+// What lies there and does not parse is first kept in the file `path` + ".damaged", unless an
+// earlier such copy lies there; without a copy nothing is written.
 // Deliberate: true once the file was opened, whatever the write did; callers rely on it to mean
 // "there is such a file". A failed write is logged.
 bool StorePropertiesToFile(const std::string& path, const PropertyList::Dictionary& properties);
@@ -29,9 +31,9 @@ bool StorePropertiesToFileA(const std::string& path, const PropertyList::Array& 
 // or the write fails, the old bytes stay, or are put back where some were written over. True when
 // the write did not fail.
 [[nodiscard]] bool WritePropertiesFile(int fd, const PropertyList& properties);
-// Merges `changes` into the file under one lock. Starts from nothing when the file is empty or does
-// not parse; what did not parse is first kept in the file `path` + ".damaged", unless an earlier
-// such copy lies there. False when the file cannot be opened, read, kept or written.
+// Merges `changes` into the file under one lock. Starts from nothing when the file is empty, does
+// not parse or is no dictionary; what it held then is kept as above. False when the file cannot be
+// opened, read, kept or written.
 [[nodiscard]] bool ChangePropertiesInFile(const std::string& path,
                                           const PropertyList::Dictionary& changes);
 void AddValueToDictionary(const std::string& key, const PropertyList& value,

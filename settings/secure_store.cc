@@ -19,15 +19,40 @@ void Overwrite(void* data, std::size_t length, unsigned char with) {
   for (std::size_t i = 0; i < length; ++i) bytes[i] = with;
 }
 
+void AllowUserInteraction(bool allowed) {
+  SecretStore* const store = theStore.load(std::memory_order_acquire);
+  if (store != nullptr) store->SetUserInteractionAllowed(allowed);
+}
+
 }  // namespace
 
 void SetSecretStore(SecretStore* store) { theStore.store(store, std::memory_order_release); }
 
+SecretStatus ReadSecret(const std::string& service, const std::string& account,
+                        std::string* secret) {
+  SecretStore* const store = theStore.load(std::memory_order_acquire);
+  return store == nullptr ? SecretStatus::kUnavailable : store->Read(service, account, secret);
+}
+
+SecretStatus StoreSecret(const std::string& service, const std::string& account,
+                         const std::string& secret) {
+  SecretStore* const store = theStore.load(std::memory_order_acquire);
+  if (store == nullptr) return SecretStatus::kUnavailable;
+  const SecretStatus status = store->Find(service, account);
+  if (status == SecretStatus::kOk) return store->Modify(service, account, secret);
+  // A store that cannot say whether there is an item is not given a second one.
+  if (status != SecretStatus::kNotFound) return status;
+  return store->Create(service, account, secret,
+                       CreateKeychainItemAccess(service, TrustedApplications()));
+}
+
+SecretSilence::SecretSilence() { AllowUserInteraction(false); }
+SecretSilence::~SecretSilence() { AllowUserInteraction(true); }
+
 bool ReadPasswordData(const char* service, const char* account, std::uint32_t* length,
                       void** data) {
-  SecretStore* const store = theStore.load(std::memory_order_acquire);
   std::string secret;
-  if (store == nullptr || store->Read(service, account, &secret) != SecretStatus::kOk) return false;
+  if (ReadSecret(service, account, &secret) != SecretStatus::kOk) return false;
   // One byte for an empty secret: malloc(0) may answer null.
   void* const buffer = secret.size() > std::numeric_limits<std::uint32_t>::max()
                            ? nullptr
@@ -43,17 +68,8 @@ bool ReadPasswordData(const char* service, const char* account, std::uint32_t* l
 
 bool StorePasswordData(const char* service, const char* account, std::uint32_t length,
                        const void* data) {
-  SecretStore* const store = theStore.load(std::memory_order_acquire);
-  if (store == nullptr) return false;
   std::string secret(static_cast<const char*>(data), length);
-  SecretStatus status = store->Find(service, account);
-  if (status == SecretStatus::kOk) {
-    status = store->Modify(service, account, secret);
-  } else if (status == SecretStatus::kNotFound) {
-    // A store that cannot say whether there is an item is not given a second one.
-    status = store->Create(service, account, secret,
-                           CreateKeychainItemAccess(service, TrustedApplications()));
-  }
+  const SecretStatus status = StoreSecret(service, account, secret);
   Overwrite(secret.data(), secret.size(), 0);
   return status == SecretStatus::kOk;
 }
@@ -81,12 +97,12 @@ SecretAccess CreateKeychainItemAccess(const std::string& description,
   return {description, applications};
 }
 
-std::optional<PropertyList::Dictionary> LoadStorageConfiguration(const std::string& path) {
-  return LoadPropertiesFromFile(path);
+std::optional<PropertyList::Array> LoadStorageConfiguration(const std::string& path) {
+  return LoadPropertiesFromFileToArrayOfDictionaries(path);
 }
 
-bool StoreStorageConfiguration(const std::string& path, const PropertyList::Dictionary& settings) {
-  return StorePropertiesToFile(path, settings);
+bool StoreStorageConfiguration(const std::string& path, const PropertyList::Array& settings) {
+  return StorePropertiesToFileA(path, settings);
 }
 
 namespace config {

@@ -97,8 +97,8 @@ class UnitAppender {
   char16_t high_ = 0;  // a high surrogate that waits for its other half
 };
 
-std::string SizeText(const char* key, const char* defaultText, const FormatArgument& size) {
-  return FormatText(LocalizedString(key, defaultText), {size});
+std::string SizeText(const LocalizedText& format, const FormatArgument& size) {
+  return FormatText(LocalizedString(format), {size});
 }
 
 }  // namespace
@@ -119,10 +119,10 @@ std::string FileSizeString(std::int64_t bytes) {
   constexpr std::int64_t kKilo = 1'000, kMega = 1'000'000, kGiga = 1'000'000'000;
   const auto size = static_cast<double>(bytes);
   if (bytes < 0) return "---";
-  if (bytes < kKilo) return SizeText("FileSize.Bytes", "%qd B", bytes);
-  if (bytes < kMega) return SizeText("FileSize.Kbytes", "%.1f KB", size / 1000.0);
-  if (bytes < kGiga) return SizeText("FileSize.Mbytes", "%.1f MB", size / 1000000.0);
-  return SizeText("FileSize.Gbytes", "%.1f GB", size / 1000000000.0);
+  if (bytes < kKilo) return SizeText(Localizable("FileSize.Bytes", "%qd B"), bytes);
+  if (bytes < kMega) return SizeText(Localizable("FileSize.Kbytes", "%.1f KB"), size / 1000.0);
+  if (bytes < kGiga) return SizeText(Localizable("FileSize.Mbytes", "%.1f MB"), size / 1000000.0);
+  return SizeText(Localizable("FileSize.Gbytes", "%.1f GB"), size / 1000000000.0);
 }
 
 std::string HexEncodeBytes(const void* bytes, std::size_t length) {

@@ -1,9 +1,8 @@
 #include "hosts/bus/bus_connection.h"
 
-#include <string_view>
 #include <utility>
 
-#include "platform/linux/session_bus_address.h"
+#include "platform/linux/session_bus.h"
 
 namespace kelvo {
 namespace {
@@ -14,27 +13,14 @@ constexpr char kDaemonPath[] = "/org/freedesktop/DBus";
 }  // namespace
 
 std::unique_ptr<BusConnection> BusConnection::Open(std::string* error) {
-  const std::string address = SessionBusAddress();
-  if (address.empty()) {
-    *error = "there is no session bus (DBUS_SESSION_BUS_ADDRESS is not set)";
-    return nullptr;
-  }
-  GErrorSlot failure;
-  GDBusConnection* connection = g_dbus_connection_new_for_address_sync(
-      address.c_str(),
-      static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                        G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-      nullptr, nullptr, failure.out());
-  if (connection == nullptr) {
-    *error = std::string("cannot connect to the session bus: ") + failure.text();
-    return nullptr;
-  }
-  return std::unique_ptr<BusConnection>(new BusConnection(connection));
+  GObjectPtr<GDBusConnection> connection = OpenSessionBus(error);
+  if (connection == nullptr) return nullptr;
+  return std::unique_ptr<BusConnection>(new BusConnection(std::move(connection)));
 }
 
-BusConnection::BusConnection(GDBusConnection* connection) : connection_(connection) {
-  g_dbus_connection_set_exit_on_close(connection, FALSE);
-  closedHandler_ = g_signal_connect(connection, "closed", G_CALLBACK(OnClosed), this);
+BusConnection::BusConnection(GObjectPtr<GDBusConnection> connection)
+    : connection_(std::move(connection)) {
+  closedHandler_ = g_signal_connect(get(), "closed", G_CALLBACK(OnClosed), this);
 }
 
 BusConnection::~BusConnection() {

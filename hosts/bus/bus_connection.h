@@ -15,7 +15,7 @@ namespace kelvo {
 // Threads: the main loop's, except get, whose object any thread may use.
 class BusConnection {
  public:
-  // Null, with the reason in `error`, when there is no bus or it refuses.
+  // As OpenSessionBus.
   static std::unique_ptr<BusConnection> Open(std::string* error);
   ~BusConnection();
   BusConnection(const BusConnection&) = delete;
@@ -29,7 +29,7 @@ class BusConnection {
   GDBusConnection* get() const { return connection_.get(); }
 
  private:
-  explicit BusConnection(GDBusConnection* connection);
+  explicit BusConnection(GObjectPtr<GDBusConnection> connection);
   static void OnClosed(GDBusConnection*, gboolean, GError*, gpointer self);
   static void OnNameLost(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
                          GVariant*, gpointer self);

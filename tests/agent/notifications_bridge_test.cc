@@ -1,8 +1,7 @@
 #include "agent/notifications_bridge.h"
 
-#include <functional>
-#include <memory>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "agent/keyed_archive.h"
@@ -22,10 +21,12 @@ class NotificationsBridgeTest : public Fixture, protected NotificationsBridgeDel
     InitializeBridge("com.kelvo.vip.kelvoFinderSync", nullptr, this, fake_.transport, fake_.runLoop,
                      fake_.clock);
   }
-  void communicationInitiatized() override {
-    ++initiations_;
-    NotifyAgentEvent("0", "opening");
+  // As Initialize, while the Agent is there.
+  void Open() {
+    fake_.transport.present = true;
+    Initialize();
   }
+  void communicationInitiatized() override { NotifyAgentEvent("0", "opening"); }
   void communicationEnded() override { ++ends_; }
 
   // What was sent since the last call: event names, and the names of other messages.
@@ -44,7 +45,6 @@ class NotificationsBridgeTest : public Fixture, protected NotificationsBridgeDel
     fake_.transport.Deliver("anything", {});
   }
 
-  int initiations_ = 0;
   int ends_ = 0;
   std::size_t seen_ = 0;
 };
@@ -74,9 +74,7 @@ TEST_F(NotificationsBridgeTest, LooksForAnAbsentAgentEveryFiveSeconds) {
 }
 
 TEST_F(NotificationsBridgeTest, OpeningAtCreationReachesNobody) {
-  fake_.transport.present = true;
-  Initialize();
-  EXPECT_EQ(1, initiations_);
+  Open();
   EXPECT_EQ("init_com ", Sent());
   EXPECT_TRUE(fake_.transport.sent[0].info.empty());
 }
@@ -84,9 +82,8 @@ TEST_F(NotificationsBridgeTest, OpeningAtCreationReachesNobody) {
 TEST_F(NotificationsBridgeTest, MessageThatFindsTheAgentFollowsTheOpening) {
   Initialize();
   fake_.transport.present = true;
-  NotifyAgentEvent("0", "first");
   NotifyAgentReportStatus("7");
-  EXPECT_EQ("init_com opening first com.kelvo.client.ReportStatus ", Sent());
+  EXPECT_EQ("init_com opening com.kelvo.client.ReportStatus ", Sent());
   EXPECT_EQ(PropertyList::Dictionary({{"agent-id", PropertyList("0")}}),
             fake_.transport.sent.back().info);
 }
@@ -96,7 +93,6 @@ TEST_F(NotificationsBridgeTest, MessagesOfOtherThreadsLeaveOnTheLoopInOrder) {
   std::thread([] {
     for (int i = 0; i < 600; ++i) NotifyAgentEvent("0", std::to_string(i).c_str());
   }).join();
-  EXPECT_EQ("", Sent());
   EXPECT_EQ(1, fake_.transport.lookups);
   fake_.transport.present = true;
   NotifyAgentEvent("0", "last");
@@ -104,12 +100,10 @@ TEST_F(NotificationsBridgeTest, MessagesOfOtherThreadsLeaveOnTheLoopInOrder) {
   std::string expected = "init_com opening ";
   for (int i = 0; i < 600; ++i) expected += std::to_string(i) + " ";
   EXPECT_EQ(expected + "last ", Sent());
-  EXPECT_EQ(2, fake_.transport.lookups);
 }
 
 TEST_F(NotificationsBridgeTest, WaitingMessagesAreBounded) {
-  fake_.transport.present = true;
-  Initialize();
+  Open();
   const std::string large(3 << 20, 'x');
   std::thread([&] {
     for (int i = 0; i < 3; ++i) NotifyAgentEvent("0", "e", {{"text", large.c_str()}});
@@ -119,45 +113,37 @@ TEST_F(NotificationsBridgeTest, WaitingMessagesAreBounded) {
   EXPECT_EQ(1, LogCount("message port send failed"));
 }
 
-TEST_F(NotificationsBridgeTest, LostAgentIsLookedForAtOnce) {
-  fake_.transport.present = true;
-  Initialize();
+TEST_F(NotificationsBridgeTest, LostAgentIsLookedForAtOnceUnlessItOnlyHangsUp) {
+  Open();
   Converse();
   Sent();
   fake_.transport.Invalidate();
   EXPECT_EQ(1, LogCount("port is invalid: fake port"));
   EXPECT_EQ(1, ends_);
   EXPECT_EQ("init_com opening ", Sent());
+  for (int i = 0; i < 2; ++i) fake_.transport.Invalidate();
+  EXPECT_EQ("init_com opening init_com opening ", Sent());
+  for (int i = 0; i < 2; ++i) {
+    fake_.transport.Invalidate();
+    EXPECT_EQ("", Sent());
+    fake_.runLoop.Advance(seconds{1});
+    EXPECT_EQ("init_com opening ", Sent());
+  }
+  Converse();
+  fake_.transport.Invalidate();
+  EXPECT_EQ("init_com opening ", Sent());
 
   Converse();
   fake_.transport.present = false;
   fake_.transport.Invalidate();
-  EXPECT_EQ(2, ends_);
   EXPECT_FALSE(IsBridgeConnected());
   const int lookups = fake_.transport.lookups;
   fake_.runLoop.Advance(seconds{5});
   EXPECT_EQ(lookups + 1, fake_.transport.lookups);
 }
 
-TEST_F(NotificationsBridgeTest, AgentThatOnlyHangsUpIsGivenASecond) {
-  fake_.transport.present = true;
-  Initialize();
-  for (int i = 0; i < 2; ++i) fake_.transport.Invalidate();
-  EXPECT_EQ(3, fake_.transport.lookups);
-  for (int i = 0; i < 3; ++i) {
-    fake_.transport.Invalidate();
-    EXPECT_EQ(3 + i, fake_.transport.lookups);
-    fake_.runLoop.Advance(seconds{1});
-    EXPECT_EQ(4 + i, fake_.transport.lookups);
-  }
-  Converse();
-  fake_.transport.Invalidate();
-  EXPECT_EQ(7, fake_.transport.lookups);
-}
-
 TEST_F(NotificationsBridgeTest, SendExceptionWaitsThreeSeconds) {
-  fake_.transport.present = true;
-  Initialize();
+  Open();
   Sent();
   fake_.transport.RaiseOnSend("Broken pipe");
   EXPECT_EQ(1, LogCount("message port send exception: Broken pipe"));
@@ -169,8 +155,7 @@ TEST_F(NotificationsBridgeTest, SendExceptionWaitsThreeSeconds) {
 }
 
 TEST_F(NotificationsBridgeTest, FloodOfSendFailuresDoesNotFillTheLog) {
-  fake_.transport.present = true;
-  Initialize();
+  Open();
   for (int i = 0; i < 2500; ++i) fake_.transport.FailSend();
   EXPECT_EQ(3, LogCount("message port send failed"));
   EXPECT_EQ(1, LogCount("message port send failed (2000 messages in a row)"));
@@ -180,33 +165,17 @@ TEST_F(NotificationsBridgeTest, FloodOfSendFailuresDoesNotFillTheLog) {
   EXPECT_EQ(4, LogCount("message port send failed"));
 }
 
-TEST_F(NotificationsBridgeTest, MessageThatDoesNotDecodeIsSkipped) {
-  fake_.transport.present = true;
-  Initialize();
-  AgentObserver observer;
-  int events = 0;
-  RegisterAgentEventObserver(&observer, &events,
-                             [](void* count, const char*, const std::string*,
-                                const PropertyList::Dictionary&) { ++*static_cast<int*>(count); });
-  fake_.transport.DeliverRaw(kAgentEventName, "garbage");
-  fake_.transport.DeliverRaw("\xFF", EncodeKeyedArchive({}));
-  fake_.transport.DeliverEvent("good");
-  EXPECT_EQ(1, events);
-  EXPECT_TRUE(IsBridgeConnected());
-  EXPECT_EQ(2, LogCount("of the Agent skipped"));
-  EXPECT_EQ(1, LogCount("not a binary property list"));
-  RemoveAgentObserver(&observer);
-  fake_.transport.DeliverEvent("good");
-  EXPECT_EQ(1, events);
-}
-
-TEST_F(NotificationsBridgeTest, ObserverMayEndTheBridge) {
-  fake_.transport.present = true;
-  Initialize();
+TEST_F(NotificationsBridgeTest, MessageThatDoesNotDecodeIsSkippedAndAnObserverMayEndTheBridge) {
+  Open();
   AgentObserver observer;
   RegisterAgentEventObserver(&observer, nullptr,
                              [](void*, const char*, const std::string*,
                                 const PropertyList::Dictionary&) { DeallocBridge(); });
+  fake_.transport.DeliverRaw(kAgentEventName, "garbage");
+  fake_.transport.DeliverRaw("\xFF", EncodeKeyedArchive({}));
+  EXPECT_EQ(2, LogCount("of the Agent skipped"));
+  EXPECT_EQ(1, LogCount("not a binary property list"));
+  EXPECT_TRUE(IsBridgeConnected());
   fake_.transport.DeliverEvent("end");
   RemoveAgentObserver(&observer);
   EXPECT_FALSE(fake_.transport.Connected());
@@ -235,8 +204,7 @@ class Receiver : public AgentNotificationReceiver {
 };
 
 TEST_F(NotificationsBridgeTest, ObserversGetTheirMessagesDecoded) {
-  fake_.transport.present = true;
-  Initialize();
+  Open();
   fake_.clock.SetWallClock(1'474'634'018);
   Receiver receiver;
   auto* const target = static_cast<AgentNotificationReceiver*>(&receiver);
@@ -245,24 +213,26 @@ TEST_F(NotificationsBridgeTest, ObserversGetTheirMessagesDecoded) {
   RegisterConnectionStatusObserver(&states, target, ForwardConnectionStatus);
   RegisterAgentSettingsObserver(&settings, target, ForwardAgentSettingsEvent);
 
-  fake_.transport.Deliver(kAgentEventName, {{"event_name", PropertyList("x")}});
-  fake_.transport.Deliver(kAgentEventName, {});
-  fake_.transport.Deliver(kConnectionStatusName,
-                          {{"status", PropertyList(4)}, {"timestamp", PropertyList(99)}});
-  fake_.transport.Deliver(kConnectionStatusName, {{"status", PropertyList("1")}});
-  fake_.transport.Deliver(kConnectionStatusName, {{"timestamp", PropertyList(99)}});
-  fake_.transport.Deliver(kSettingsChangedName, {{"hint", PropertyList(3)}});
-  fake_.transport.Deliver(kSettingsChangedName, {});
+  const std::pair<const char*, PropertyList::Dictionary> messages[] = {
+      {kAgentEventName, {{"event_name", PropertyList("x")}}},
+      {kAgentEventName, {}},
+      {kConnectionStatusName, {{"status", PropertyList(4)}, {"timestamp", PropertyList(99)}}},
+      {kConnectionStatusName, {{"status", PropertyList("1")}}},
+      {kConnectionStatusName, {{"timestamp", PropertyList(99)}}},
+      {kSettingsChangedName, {{"hint", PropertyList(3)}}},
+      {kSettingsChangedName, {}}};
+  for (const auto& [name, info] : messages) fake_.transport.Deliver(name, info);
   const std::vector<std::string> expected = {"event x 1 0",   "event null 0 0",
                                              "status 4 99 0", "status 1 1474634018 0",
                                              "settings 3 0",  "settings 65159 0"};
   EXPECT_EQ(expected, receiver.calls);
   for (AgentObserver* observer : {&events, &states, &settings}) RemoveAgentObserver(observer);
+  fake_.transport.DeliverEvent("nobody's");
+  EXPECT_EQ(expected, receiver.calls);
 }
 
-TEST_F(NotificationsBridgeTest, NullValueEndsTheArguments) {
-  fake_.transport.present = true;
-  Initialize();
+TEST_F(NotificationsBridgeTest, NullValueEndsTheArgumentsAndWhatIsNotTextIsNotSent) {
+  Open();
   NotifyAgentEvent("0", "e", {{"a", "1"}, {"b", nullptr}, {"c", "3"}});
   NotifyAgentEvent("0", "e", {{"a", "1"}, {"a", "2"}, {nullptr, nullptr}, {"c", "3"}});
   EXPECT_EQ(1, LogCount("NotifyAgentEvent: NULL value for key b; skipping."));
@@ -270,15 +240,10 @@ TEST_F(NotificationsBridgeTest, NullValueEndsTheArguments) {
   EXPECT_EQ(expected, fake_.transport.sent.at(1).info);
   expected["a"] = PropertyList("2");
   EXPECT_EQ(expected, fake_.transport.sent.at(2).info);
-}
 
-TEST_F(NotificationsBridgeTest, EventThatIsNotTextIsNotSent) {
-  fake_.transport.present = true;
-  Initialize();
   Sent();
   NotifyAgentEvent("0", "e", {{"path", "/a\xFF"}});
   NotifyAgentEvent("0", "\xC3");
-  NotifyAgentSettingsChanged("0", 1);
   EXPECT_EQ("", Sent());
   EXPECT_EQ(2, LogCount("holds a text that is not UTF-8"));
 }

@@ -68,7 +68,14 @@ class SyncApiTest : public Fixture {
   }
   ~SyncApiTest() override { DeallocBridge(); }
 
-  Info LastSent() const { return fake_.transport.sent.back().info; }
+  // The keys and texts of the last message, in order.
+  std::string LastSent() const {
+    std::string text;
+    for (const auto& [key, value] : fake_.transport.sent.back().info) {
+      text += key + "=" + value.AsString()->c_str() + " ";
+    }
+    return text;
+  }
   std::vector<std::string> Calls() { return std::exchange(calls_, {}); }
 
   CFinderConfiguration configuration_;
@@ -77,51 +84,36 @@ class SyncApiTest : public Fixture {
   RecordingClient client_{"", calls_};
 };
 
-TEST_F(SyncApiTest, InitializeAsksForTheStatusAndThenForThePublicLinks) {
-  ASSERT_EQ(3U, fake_.transport.sent.size());
+TEST_F(SyncApiTest, RequestsCarryExactlyTheirKeys) {
+  ASSERT_EQ(3U, fake_.transport.sent.size());  // what Initialize asks for
   EXPECT_EQ(kReportStatusName, fake_.transport.sent[1].name);
   EXPECT_EQ(TextInfo({{"agent-id", "0"}}), fake_.transport.sent[1].info);
-  EXPECT_EQ(TextInfo({{"event_name", "sync_request"},
-                      {"command", "sync-lists"},
-                      {"list-name", "publicLinks"}}),
-            fake_.transport.sent[2].info);
-}
+  EXPECT_EQ("command=sync-lists event_name=sync_request list-name=publicLinks ", LastSent());
 
-TEST_F(SyncApiTest, RequestsCarryExactlyTheirKeys) {
   const struct {
     std::function<void()> request;
-    Info info;
+    const char* info;
     const char* log;
   } rows[] = {
       {[&] { api_.RequestFolderItems("/w/ü"); },
-       TextInfo({{"event_name", "sync_request"}, {"command", "status-list"}, {"path", "/w/ü"}}),
-       "RequestFolderItems /w/ü"},
+       "command=status-list event_name=sync_request path=/w/ü ", "RequestFolderItems /w/ü"},
       {[&] { api_.RequestLock("/w/a", 0); },
-       TextInfo({{"event_name", "sync_request"},
-                 {"command", "lock"},
-                 {"path", "/w/a"},
-                 {"expire", "0"},
-                 {"lock-type", "kelvo"},
-                 {"details", ""}}),
+       "command=lock details= event_name=sync_request expire=0 lock-type=kelvo path=/w/a ",
        "RequestLock/w/a expire 0"},
-      {[&] { api_.RequestUnlock("/w/a"); },
-       TextInfo({{"event_name", "sync_request"}, {"command", "unlock"}, {"path", "/w/a"}}),
+      {[&] { api_.RequestUnlock("/w/a"); }, "command=unlock event_name=sync_request path=/w/a ",
        "RequestUnlock/w/a"},
       {[&] { api_.RequestShowViolationsPermissionsDialog(); },
-       TextInfo({{"event_name", "finder_prequest"}, {"command", "show-permissions-violations"}}),
+       "command=show-permissions-violations event_name=finder_prequest ",
        "RequestShowViolationsPermissionsDialog"},
       {[&] { api_.RequestShowPublicLinkDialog("/w/a", "F1"); },
-       TextInfo({{"event_name", "finder_prequest"},
-                 {"command", "show-public-link-dialog"},
-                 {"path", "/w/a"},
-                 {"file-id", "F1"},
-                 {"permissions", "0"}}),
+       "command=show-public-link-dialog event_name=finder_prequest file-id=F1 path=/w/a "
+       "permissions=0 ",
        "RequestShowPublicLinkDialog"},
   };
   SetLogLevel(4);
   for (const auto& row : rows) {
     row.request();
-    EXPECT_EQ(row.info, LastSent()) << row.log;
+    EXPECT_EQ(row.info, LastSent());
     EXPECT_EQ(1, LogCount(row.log)) << row.log;
   }
 }
@@ -140,11 +132,11 @@ TEST_F(SyncApiTest, LockRequestsAreRecordedBeforeTheyAreSent) {
   } cache(fake_.transport);
   api_.SetCache(&cache);
   api_.RequestLock("/a", 18446744073709551615UL);
-  EXPECT_EQ("18446744073709551615", *FindValue(LastSent(), "expire")->AsString());
+  EXPECT_NE(std::string::npos, LastSent().find(" expire=18446744073709551615 "));
   api_.RequestUnlock("/b");
   EXPECT_EQ("/a 3 /b 4 ", cache.recorded);
   api_.RequestShowPublicLinkDialog("/a", "");
-  EXPECT_EQ("1064", *FindValue(LastSent(), "permissions")->AsString());
+  EXPECT_NE(std::string::npos, LastSent().find(" permissions=1064 "));
 }
 
 Info ItemInfo() {
@@ -166,18 +158,9 @@ TEST_F(SyncApiTest, ItemReachesClientsDecoded) {
   api_.AddClient(&client_);
   fake_.transport.DeliverEvent("sync_item", ItemInfo());
   ASSERT_TRUE(client_.lastItem);
-  const SSyncApiItemStatus& item = *client_.lastItem;
-  EXPECT_EQ("/w/a.txt", item.path);
-  EXPECT_EQ("F7", item.fileId);
-  EXPECT_EQ(-12, item.itemId);
-  EXPECT_EQ(3, static_cast<int>(item.status));
-  EXPECT_EQ(sync::ESyncItemLock::SYNC_LOCK, item.lock);
-  EXPECT_EQ("eve", item.lockHolder);
-  EXPECT_EQ("bob", item.modifiedBy);
-  EXPECT_EQ(1474634018, item.lockTime);
-  EXPECT_EQ(sync::EItemPermissions::PERM_UPDATE, item.permissions);
-  EXPECT_EQ(sync::EPermissionsDenied::ACCESS_DENIED, item.denied);
-  EXPECT_TRUE(item.folder);
+  EXPECT_EQ(-12, client_.lastItem->itemId);
+  EXPECT_EQ(sync::EPermissionsDenied::ACCESS_DENIED, client_.lastItem->denied);
+  // What is logged is the item itself.
   EXPECT_EQ(1, LogCount("OnSyncStatusChanged /w/a.txt fileId: F7 status 3 locked: SYNC_LOCK "
                         "holder: eve modified by: bob lock time: 1474634018 permissions: "
                         "PERM_UPDATE denied: ACCESS_DENIED folder: 1"));
@@ -247,31 +230,25 @@ TEST_F(SyncApiTest, ListThatCannotBeReadReachesNobody) {
                         "[T = unsigned long]"));
 }
 
-TEST_F(SyncApiTest, ResponsesGoByTheirCommand) {
+TEST_F(SyncApiTest, ResponsesAndErrorsReachClientsWithTheirKeys) {
   SetLogLevel(4);
   api_.AddClient(&client_);
-  fake_.transport.DeliverEvent("sync_response", TextInfo({{"path", "/w"}}));
-  EXPECT_TRUE(Calls().empty());
-  fake_.transport.DeliverEvent("sync_response", TextInfo({{"command", "reset-status"}}));
-  fake_.transport.DeliverEvent(
-      "sync_response",
-      TextInfo({{"command", "sync-lists"}, {"list", "1:x"}, {"list-id", "publicLinks"}}));
-  fake_.transport.DeliverEvent("sync_response", TextInfo({{"command", "lock"}, {"path", "/w"}}));
+  const std::pair<const char*, Info> events[] = {
+      {"sync_response", TextInfo({{"path", "/w"}})},
+      {"sync_response", TextInfo({{"command", "reset-status"}})},
+      {"sync_response",
+       TextInfo({{"command", "sync-lists"}, {"list", "1:x"}, {"list-id", "publicLinks"}})},
+      {"sync_response", TextInfo({{"command", "lock"}, {"path", "/w"}})},
+      {"sync_error", TextInfo({{"error", "9"}, {"zz", "y"}})},
+      {"sync_error", TextInfo({{"error", "nine"}})}};
+  for (const auto& [name, info] : events) fake_.transport.DeliverEvent(name, info);
   EXPECT_EQ(
       std::vector<std::string>({"reset", "sync list publicLinks 1:x",
-                                "response lock command=lock event_name=sync_response path=/w "}),
+                                "response lock command=lock event_name=sync_response path=/w ",
+                                "error 9 error=9 event_name=sync_error zz=y ",
+                                "error 0 error=nine event_name=sync_error "}),
       Calls());
   EXPECT_EQ(3, LogCount("OnSyncResponse: "));
-}
-
-TEST_F(SyncApiTest, ErrorsReachClientsWithAllTheirKeys) {
-  SetLogLevel(4);
-  api_.AddClient(&client_);
-  fake_.transport.DeliverEvent("sync_error", TextInfo({{"error", "9"}, {"zz", "y"}}));
-  fake_.transport.DeliverEvent("sync_error", TextInfo({{"error", "nine"}}));
-  EXPECT_EQ(std::vector<std::string>({"error 9 error=9 event_name=sync_error zz=y ",
-                                      "error 0 error=nine event_name=sync_error "}),
-            Calls());
   EXPECT_EQ(1, LogCount("OnSyncErrorReceived error=9 event_name=sync_error zz=y "));
 }
 
@@ -280,24 +257,21 @@ TEST_F(SyncApiTest, ConnectionStatusIsToldWhenItChanges) {
   const auto report = [&](int status) {
     fake_.transport.Deliver(kConnectionStatusName, {{"status", PropertyList(status)}});
   };
-  EXPECT_FALSE(api_.IsConnected());
-  EXPECT_FALSE(api_.IsAgentActive());
+  EXPECT_FALSE(api_.IsConnected() || api_.IsAgentActive());
   report(3);
-  EXPECT_FALSE(api_.IsConnected());
-  EXPECT_TRUE(api_.IsAgentActive());
+  EXPECT_TRUE(!api_.IsConnected() && api_.IsAgentActive());
   report(4);
   report(4);
   EXPECT_TRUE(api_.IsConnected());
   report(1);
-  EXPECT_FALSE(api_.IsConnected());
-  EXPECT_FALSE(api_.IsAgentActive());
+  EXPECT_FALSE(api_.IsConnected() || api_.IsAgentActive());
   report(2);
   EXPECT_EQ(std::vector<std::string>({"connected", "disconnected"}), Calls());
 }
 
 TEST_F(SyncApiTest, PingIsAnsweredWithoutAnyClient) {
   fake_.transport.DeliverEvent("fp_ping");
-  EXPECT_EQ(TextInfo({{"event_name", "fp_pong"}}), LastSent());
+  EXPECT_EQ("event_name=fp_pong ", LastSent());
   fake_.transport.DeliverEvent("unheard_of");
   EXPECT_EQ(4U, fake_.transport.sent.size());
 }
@@ -314,7 +288,7 @@ TEST_F(SyncApiTest, DialogPreferencesAreBackOnBeforeTheAgentIsTold) {
   fake_.runLoop.RunPosted();
   EXPECT_TRUE(GetShowLockNotification());
   EXPECT_TRUE(GetShowUnlockNotification());
-  EXPECT_EQ(TextInfo({{"event_name", "reset_show_dialog_success"}}), LastSent());
+  EXPECT_EQ("event_name=reset_show_dialog_success ", LastSent());
 }
 
 }  // namespace

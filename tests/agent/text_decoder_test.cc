@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <random>
 #include <sstream>
 #include <string>
-#include <vector>
+#include <string_view>
+#include <utility>
 
 #include "tests/support/list_text_agreement.h"
 
@@ -26,19 +28,22 @@ std::string FailureText(const std::string& text) {
 }
 
 TEST(TextDecoderTest, FailureNamesTheOperator) {
-  const std::string number = "kelvo::CTextDecoder &kelvo::CTextDecoder::operator>>(T &) [T = ";
-  EXPECT_EQ(number + "int]", FailureText<int>("x:"));
-  EXPECT_EQ(number + "long]", FailureText<long>("1"));
-  EXPECT_EQ(number + "long long]", FailureText<long long>("9223372036854775808:"));
-  EXPECT_EQ(number + "unsigned long]", FailureText<unsigned long>(":"));
-  EXPECT_EQ(number + "kelvo::sync::ESyncItemStatus]", FailureText<sync::ESyncItemStatus>("x:"));
-  EXPECT_EQ(number + "kelvo::sync::ESyncItemLock]", FailureText<sync::ESyncItemLock>("x:"));
-  EXPECT_EQ(number + "kelvo::sync::EItemPermissions]", FailureText<sync::EItemPermissions>("x:"));
-  EXPECT_EQ(number + "kelvo::sync::EPermissionsDenied]",
-            FailureText<sync::EPermissionsDenied>("2147483648:"));
+  const std::pair<std::string, std::string> rows[] = {
+      {"int", FailureText<int>("x:")},
+      {"long", FailureText<long>("1")},
+      {"long long", FailureText<long long>("9223372036854775808:")},
+      {"unsigned long", FailureText<unsigned long>(":")},
+      {"unsigned long", FailureText<std::string>("x:ab")},
+      {"kelvo::sync::ESyncItemStatus", FailureText<sync::ESyncItemStatus>("x:")},
+      {"kelvo::sync::ESyncItemLock", FailureText<sync::ESyncItemLock>("x:")},
+      {"kelvo::sync::EItemPermissions", FailureText<sync::EItemPermissions>("x:")},
+      {"kelvo::sync::EPermissionsDenied", FailureText<sync::EPermissionsDenied>("2147483648:")},
+  };
+  for (const auto& [type, text] : rows) {
+    EXPECT_EQ("kelvo::CTextDecoder &kelvo::CTextDecoder::operator>>(T &) [T = " + type + "]", text);
+  }
   EXPECT_EQ("kelvo::CTextDecoder &kelvo::CTextDecoder::operator>>(std::string &)",
             FailureText<std::string>("3:ab"));
-  EXPECT_EQ(number + "unsigned long]", FailureText<std::string>("x:ab"));
 }
 
 TEST(TextDecoderTest, StringHoldsAnyByteAndNothingSeparatesItFromTheNextField) {
@@ -87,54 +92,21 @@ TEST(TextDecoderTest, LongStringArrivesWholeHoweverItComes) {
 
 // Formatted extraction is the model: accepted texts, values and what is taken must be the same.
 TEST(TextDecoderTest, AgreesWithFormattedExtraction) {
-  const std::vector<std::string> fragments = {"0",
-                                              "1",
-                                              "7",
-                                              "007",
-                                              "12",
-                                              "2147483647",
-                                              "2147483648",
-                                              "-2147483648",
-                                              "-2147483649",
-                                              ":",
-                                              ":",
-                                              ":",
-                                              ":",
-                                              ":",
-                                              "99999999999999999999",
-                                              "000000000000000000000000",
-                                              "-",
-                                              "+",
-                                              " ",
-                                              "\t\n",
-                                              "\v",
-                                              "\f\r",
-                                              "a",
-                                              "0x1f",
-                                              "1e5",
-                                              ".",
-                                              ",",
-                                              "1,0",
-                                              "3:ab",
-                                              "2:",
-                                              "5:a:b:c",
-                                              "-1:",
-                                              "\xC2\xA0",
-                                              "\xFF",
-                                              "9223372036854775807",
-                                              "9223372036854775808",
-                                              "-9223372036854775808",
-                                              "-9223372036854775809",
-                                              "18446744073709551615",
-                                              "18446744073709551616",
-                                              "-18446744073709551615",
-                                              "-18446744073709551616",
-                                              std::string(1, '\0')};
+  // clang-format off
+  constexpr std::string_view kFragments[] = {
+      "0", "1", "7", "007", "12", "2147483647", "2147483648", "-2147483648", "-2147483649",
+      ":", ":", ":", ":", ":", "99999999999999999999", "000000000000000000000000",
+      "-", "+", " ", "\t\n", "\v", "\f\r", "a", "0x1f", "1e5", ".", ",", "1,0",
+      "3:ab", "2:", "5:a:b:c", "-1:", "\xC2\xA0", "\xFF", std::string_view("\0", 1),
+      "9223372036854775807", "9223372036854775808", "-9223372036854775808", "-9223372036854775809",
+      "18446744073709551615", "18446744073709551616", "-18446744073709551615",
+      "-18446744073709551616"};
+  // clang-format on
   std::mt19937 random(20240131);
   const auto below = [&](std::size_t limit) { return static_cast<unsigned>(random() % limit); };
   for (int round = 0; round < 10'000; ++round) {
     std::string text;
-    for (unsigned i = below(8); i > 0; --i) text += fragments[below(fragments.size())];
+    for (unsigned i = below(8); i > 0; --i) text += kFragments[below(std::size(kFragments))];
     ListTextComparison comparison(text);
     for (int i = 0; i < 6; ++i) {
       const unsigned code = below(10);

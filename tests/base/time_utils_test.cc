@@ -9,8 +9,6 @@ namespace kelvo {
 namespace {
 
 TEST(DateToStringTest, ModeZeroIsLocalTime) {
-  const char* former = getenv("TZ");
-  const std::string kept = former == nullptr ? "" : former;
   const struct {
     const char* zone;
     std::int64_t time;
@@ -30,7 +28,7 @@ TEST(DateToStringTest, ModeZeroIsLocalTime) {
     setenv("TZ", row.zone, 1);
     EXPECT_EQ(DateToString(row.time, row.mode), row.expected) << row.zone;
   }
-  former == nullptr ? unsetenv("TZ") : setenv("TZ", kept.c_str(), 1);
+  unsetenv("TZ");
 }
 
 }  // namespace

@@ -19,28 +19,32 @@ class FinderConfigurationTest : public Fixture {
   }
 };
 
-TEST_F(FinderConfigurationTest, MissingFileGivesEveryDefault) {
-  CFinderConfiguration configuration;
-  configuration.Load();
-  EXPECT_EQ(configuration.WorkplaceFolder(), Home("Kelvo Workplace (KelvoAgent)"));
-  EXPECT_EQ(configuration.TraceLevel(), 3);
-  EXPECT_TRUE(configuration.ShowGreenCheckmarks());
-  EXPECT_FALSE(configuration.SyncFileLocking());
-  EXPECT_EQ(configuration.AuthenticationKey(), "");
+TEST_F(FinderConfigurationTest, MissingFileAndWrongTypesGiveEveryDefault) {
+  for (const bool missing : {true, false}) {
+    if (!missing) {
+      WriteUserInfo(
+          "<key>trace_level</key><array/><key>show_green_checkmarks</key><dict/>"
+          "<key>rcid</key><data>AAAA</data><key>sync_file_locking</key><data/>");
+    }
+    CFinderConfiguration configuration;
+    configuration.Load();
+    EXPECT_EQ(configuration.WorkplaceFolder(), Home("Kelvo Workplace (KelvoAgent)"));
+    EXPECT_EQ(configuration.TraceLevel(), 3);
+    EXPECT_TRUE(configuration.ShowGreenCheckmarks());
+    EXPECT_FALSE(configuration.SyncFileLocking());
+    EXPECT_EQ(configuration.AuthenticationKey(), "");
+    EXPECT_EQ(configuration.ClientId(), "");
+  }
   EXPECT_TRUE(fake_.secrets.calls.empty()) << "without an rcid there is no key to read";
-  EXPECT_EQ(LogCount("Changing log trace to: 3"), 1);
 }
 
 TEST_F(FinderConfigurationTest, WorkplaceFollowsTheLabel) {
-  const std::string set = Entry("master_project_folder", "/elsewhere");
-  const std::string empty = Entry("master_project_folder", "");
-  const std::string plain = Entry("config_label", "Kelvo Agent");
-  const std::string other = Entry("config_label", "Lab") + empty;
   const std::pair<std::string, std::string> rows[] = {
-      {set, "/elsewhere"},
-      {empty, Home("Kelvo Workplace (KelvoAgent)")},
-      {plain, Home("Kelvo Workplace")},
-      {other, Home("Kelvo Workplace (Lab)")},
+      {Entry("master_project_folder", "/elsewhere"), "/elsewhere"},
+      {Entry("master_project_folder", ""), Home("Kelvo Workplace (KelvoAgent)")},
+      {Entry("config_label", "Kelvo Agent"), Home("Kelvo Workplace")},
+      {Entry("config_label", "Lab") + Entry("master_project_folder", ""),
+       Home("Kelvo Workplace (Lab)")},
   };
   for (const auto& [entries, folder] : rows) {
     WriteUserInfo(entries);
@@ -50,9 +54,10 @@ TEST_F(FinderConfigurationTest, WorkplaceFollowsTheLabel) {
   }
 }
 
-TEST_F(FinderConfigurationTest, NameFallsBackToMailAndMailToUser) {
-  CFinderConfiguration user(PropertyList::Dictionary{{"user", "u"}});
+TEST_F(FinderConfigurationTest, NameFallsBackToMailAndMailToUserAndTheLogLevelIsSet) {
+  CFinderConfiguration user(PropertyList::Dictionary{{"user", "u"}, {"trace_level", 4}});
   user.Load();
+  EXPECT_EQ(CLogger::m_Instance.load()->Level(), 4);
   EXPECT_TRUE(user.IsUserMe("u"));
   EXPECT_TRUE(user.IsUserMe(""));
   EXPECT_FALSE(user.IsUserMe("U"));
@@ -72,23 +77,6 @@ TEST_F(FinderConfigurationTest, KeyComesFromTheSecretStoreUnderLabelAndClient) {
   fake_.secrets.failure = SecretStatus::kUnavailable;
   configuration.Load();
   EXPECT_EQ(configuration.AuthenticationKey(), "") << "an unreadable secret is an empty key";
-}
-
-TEST_F(FinderConfigurationTest, WrongTypesFallBackToDefaults) {
-  WriteUserInfo(
-      "<key>trace_level</key><array/><key>show_green_checkmarks</key><dict/>"
-      "<key>rcid</key><data>AAAA</data><key>master_project_folder</key><true/>");
-  CFinderConfiguration configuration;
-  configuration.Load();
-  EXPECT_EQ(configuration.TraceLevel(), 3);
-  EXPECT_TRUE(configuration.ShowGreenCheckmarks());
-  EXPECT_EQ(configuration.ClientId(), "");
-}
-
-TEST_F(FinderConfigurationTest, LoadSetsTheLogLevel) {
-  CFinderConfiguration configuration(PropertyList::Dictionary{{"trace_level", 4}});
-  configuration.Load();
-  EXPECT_EQ(CLogger::m_Instance.load()->Level(), 4);
 }
 
 }  // namespace

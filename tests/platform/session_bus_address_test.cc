@@ -6,10 +6,12 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <optional>
 #include <string>
 
 #include "base/unique_fd.h"
+#include "platform/linux/session_bus.h"
 #include "tests/support/fixture.h"
 
 namespace kelvo::test {
@@ -55,7 +57,7 @@ TEST_F(SessionBusAddressTest, NeverLaunchesABus) {
   }
 }
 
-TEST_F(SessionBusAddressTest, TakesTheRuntimeFoldersSocketWhenNoneIsNamed) {
+TEST_F(SessionBusAddressTest, TakesTheRuntimeFoldersSocketWhenNoneIsNamedAndWaitsForNobody) {
   Set(std::nullopt, home_);
   EXPECT_EQ("", SessionBusAddress());
   WriteFile(Home("bus"), "");
@@ -68,6 +70,11 @@ TEST_F(SessionBusAddressTest, TakesTheRuntimeFoldersSocketWhenNoneIsNamed) {
   ASSERT_LT(Home("bus").copy(address.sun_path, sizeof address.sun_path), sizeof address.sun_path);
   ASSERT_EQ(0, bind(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof address));
   EXPECT_EQ("unix:path=" + Home("bus"), SessionBusAddress());
+
+  ASSERT_EQ(0, listen(socket.get(), 1));  // and nobody ever answers
+  std::string error;
+  EXPECT_EQ(nullptr, OpenSessionBus(&error, std::chrono::milliseconds{50}));
+  EXPECT_EQ("no connection to the session bus: it does not answer", error);
 }
 
 }  // namespace

@@ -6,13 +6,14 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
+#include <utility>
 
 #include "agent/message_frame.h"
 #include "tests/support/fixture.h"
@@ -49,7 +50,8 @@ class UnixAgentTransportTest : public Fixture, protected AgentPortDelegate {
     // Conditions of the test itself are looked at again while nothing else happens.
     tick_ = g_timeout_source_new(2);
     g_source_set_callback(
-        tick_, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr, nullptr);
+        tick_, [](gpointer ticks) -> gboolean { return ++*static_cast<int*>(ticks) > 0; }, &ticks_,
+        nullptr);
     g_source_attach(tick_, context_.get());
   }
   ~UnixAgentTransportTest() override {
@@ -64,6 +66,7 @@ class UnixAgentTransportTest : public Fixture, protected AgentPortDelegate {
   void Connect(milliseconds sendLimit = seconds{3}) {
     UnixAgentTransport::Settings settings = Settings();
     settings.sendLimit = sendLimit;
+    trace_.clear();
     ::unlink(SocketPath().c_str());
     listener_ = Bind(SocketPath());
     port_ = UnixAgentTransport(context_.get(), settings).portForName(kName, *this);
@@ -130,6 +133,7 @@ class UnixAgentTransportTest : public Fixture, protected AgentPortDelegate {
   const std::string folder_ = Home("run");
   GLibPtr<GMainContext> context_{g_main_context_new()};
   GSource* tick_;
+  int ticks_ = 0;
   UniqueFd listener_;
   UniqueFd agent_;
   std::unique_ptr<AgentPort> port_;
@@ -173,66 +177,54 @@ TEST_F(UnixAgentTransportTest, AbsentAgentIsNoFault) {
   EXPECT_TRUE(fake_.systemLog.Lines().empty());
 }
 
-TEST_F(UnixAgentTransportTest, UnsafeRendezvousIsRefusedAndTheReasonLoggedOnce) {
-  const auto path = [this] { return SocketPath(); };
-  UnixAgentTransport::Settings unset = Settings(), relative = Settings(), missing = Settings(),
-                               foreign = Settings(), longPath = Settings();
-  unset.runtimeFolder = "";
-  relative.runtimeFolder = "run";
-  missing.runtimeFolder += "/none";
-  foreign.user += 1;
-  longPath.runtimeFolder += std::string(100, '/');
+TEST_F(UnixAgentTransportTest, UnsafeRendezvousIsRefusedAndEachReasonLoggedOnce) {
+  using Change = std::function<void(UnixAgentTransport::Settings&)>;
+  const std::string path = SocketPath();
   UniqueFd listener;
-  const struct {
-    UnixAgentTransport::Settings settings;
-    std::function<void()> prepare;
-    const char* reason;
-  } rows[] = {
-      {unset, [] {}, "XDG_RUNTIME_DIR is not set"},
-      {relative, [] {}, "XDG_RUNTIME_DIR is no absolute path: run"},
-      {missing, [] {}, "none is out of reach: No such file or directory"},
-      {foreign, [] {}, "is another user's"},
-      {longPath, [] {}, "is too long for a socket"},
-      {Settings(), [&] { ::chmod(folder_.c_str(), 0750); }, "is open to other users"},
-      {Settings(),
-       [&] {
+  const std::pair<Change, const char*> rows[] = {
+      {[](auto& settings) { settings.runtimeFolder = ""; }, "XDG_RUNTIME_DIR is not set"},
+      {[](auto& settings) { settings.runtimeFolder = "run"; },
+       "XDG_RUNTIME_DIR is no absolute path: run"},
+      {[](auto& settings) { settings.runtimeFolder += "/none"; },
+       "none is out of reach: No such file or directory"},
+      {[](auto& settings) { settings.user += 1; }, "is another user's"},
+      {[](auto& settings) { settings.runtimeFolder += std::string(100, '/'); },
+       "is too long for a socket"},
+      {[&](auto&) { ::chmod(folder_.c_str(), 0750); }, "is open to other users"},
+      {[&](auto&) {
          ::chmod(folder_.c_str(), 0700);
-         WriteFile(path(), "");
+         WriteFile(path, "");
        },
        "kelvoFinderSync is no socket"},
-      {Settings(),
-       [&] {
-         ::unlink(path().c_str());
+      {[&](auto&) {
+         ::unlink(path.c_str());
          listener = Bind(folder_ + "/real");
-         std::filesystem::create_symlink(folder_ + "/real", path());
+         std::filesystem::create_symlink(folder_ + "/real", path);
        },
        "kelvoFinderSync is a link"},
   };
-  for (const auto& row : rows) {
-    row.prepare();
+  for (const auto& [change, reason] : rows) {
+    UnixAgentTransport::Settings settings = Settings();
+    change(settings);
     const std::size_t before = fake_.systemLog.Lines().size();
-    UnixAgentTransport transport(context_.get(), row.settings);
-    for (int i = 0; i < 3; ++i) EXPECT_FALSE(transport.portForName(kName, *this)) << row.reason;
+    UnixAgentTransport transport(context_.get(), settings);
+    for (int i = 0; i < 3; ++i) EXPECT_FALSE(transport.portForName(kName, *this)) << reason;
     const auto lines = fake_.systemLog.Lines();
-    ASSERT_EQ(before + 1, lines.size()) << row.reason;
-    EXPECT_NE(std::string::npos, lines.back().text.find(row.reason)) << lines.back().text;
+    ASSERT_EQ(before + 1, lines.size()) << reason;
+    EXPECT_NE(std::string::npos, lines.back().text.find(reason)) << lines.back().text;
   }
   EXPECT_EQ(-1, ::accept(listener.get(), nullptr, nullptr));
-}
 
-TEST_F(UnixAgentTransportTest, ChangedReasonIsLoggedAgain) {
+  // A reason that goes and comes back is news.
+  ::unlink(path.c_str());
   UnixAgentTransport transport(context_.get(), Settings());
-  WriteFile(SocketPath(), "");
-  EXPECT_FALSE(transport.portForName(kName, *this));
-  ::chmod(folder_.c_str(), 0701);
-  EXPECT_FALSE(transport.portForName(kName, *this));
-  ::chmod(folder_.c_str(), 0700);
-  ::unlink(SocketPath().c_str());
-  EXPECT_FALSE(transport.portForName(kName, *this));
-  WriteFile(SocketPath(), "");
-  EXPECT_FALSE(transport.portForName(kName, *this));
-  EXPECT_EQ(2, LogCount("is no socket"));
-  EXPECT_EQ(1, LogCount("is open to other users"));
+  for (int i = 0; i < 2; ++i) {
+    WriteFile(path, "");
+    EXPECT_FALSE(transport.portForName(kName, *this));
+    ::unlink(path.c_str());
+    EXPECT_FALSE(transport.portForName(kName, *this));
+  }
+  EXPECT_EQ(3, LogCount("is no socket"));
 }
 
 TEST_F(UnixAgentTransportTest, OtherUsersAgentGetsNotOneByte) {
@@ -253,27 +245,30 @@ TEST_F(UnixAgentTransportTest, OtherUsersAgentGetsNotOneByte) {
   EXPECT_EQ(0, ::recv(agent.get(), &byte, 1, 0));
 }
 
-TEST_F(UnixAgentTransportTest, EndOfFileComesAfterTheWholeMessages) {
+TEST_F(UnixAgentTransportTest, WholeMessagesComeBeforeTheEndOfTheConnection) {
+  const std::string two = EncodeMessageFrame("one", "") + EncodeMessageFrame("two", "");
   Connect();
-  Write(EncodeMessageFrame("one", "") + EncodeMessageFrame("two", "") +
-        EncodeMessageFrame("half", "xxx").substr(0, 20));
+  Write(two + EncodeMessageFrame("half", "xxx").substr(0, 20));
   agent_.Reset();
   EXPECT_TRUE(Wait([&] { return trace_ == "one two invalid "; })) << trace_;
   EXPECT_EQ(1, LogCount("within a message; 20 bytes dropped"));
-}
 
-TEST_F(UnixAgentTransportTest, BrokenFramingEndsTheConnection) {
   Connect();
-  Write(EncodeMessageFrame("one", "") + std::string("GET / HTTP/1.1\r\n\r\n"));
-  EXPECT_TRUE(Wait([&] { return trace_ == "one invalid "; })) << trace_;
+  Write(two + "GET / HTTP/1.1\r\n\r\n");
+  EXPECT_TRUE(Wait([&] { return trace_ == "one two invalid "; })) << trace_;
   EXPECT_EQ(1, LogCount("the Agent broke the framing: a message of 790644820 components"));
-}
 
-TEST_F(UnixAgentTransportTest, PortMayBeDestroyedInsideADelivery) {
+  Connect();
+  Write(two);
+  agent_.Reset();
+  for (const char* name : {"lost", "lost, too"}) Send(name, "");
+  EXPECT_EQ("", trace_);
+  EXPECT_TRUE(Wait([&] { return port_ == nullptr; }));
+  EXPECT_EQ("one two exception: Broken pipe ", trace_);
+
   Connect();
   onMessage_ = [this](const std::string&) { port_.reset(); };
-  Write(EncodeMessageFrame("one", "") + EncodeMessageFrame("two", ""));
-  EXPECT_TRUE(Wait([&] { return port_ == nullptr; }));
+  Write(two);
   char byte;
   EXPECT_TRUE(Wait([&] { return ::recv(agent_.get(), &byte, 1, 0) == 0; }));
   EXPECT_EQ("one ", trace_);
@@ -301,7 +296,6 @@ TEST_F(UnixAgentTransportTest, LoopTurnedInsideADeliveryGoesOnInOrder) {
 TEST_F(UnixAgentTransportTest, FloodOfMessagesLetsTheLoopTurn) {
   Connect();
   int delivered = 0;
-  std::vector<int> turns;
   onMessage_ = [&](const std::string&) {
     ++delivered;
     const auto end = steady_clock::now() + milliseconds{1};
@@ -311,28 +305,20 @@ TEST_F(UnixAgentTransportTest, FloodOfMessagesLetsTheLoopTurn) {
   std::string flood;
   for (int i = 0; i < 100; ++i) flood += EncodeMessageFrame("m", "");
   Write(flood);
-  GSource* other = g_idle_source_new();
-  g_source_set_priority(other, G_PRIORITY_DEFAULT);
-  std::pair<std::vector<int>*, int*> state{&turns, &delivered};
-  g_source_set_callback(
-      other,
-      [](gpointer data) -> gboolean {
-        const auto& [list, count] = *static_cast<decltype(state)*>(data);
-        list->push_back(*count);
-        return G_SOURCE_CONTINUE;
-      },
-      &state, nullptr);
-  g_source_attach(other, context_.get());
-  EXPECT_TRUE(Wait([&] { return delivered == 100; }));
-  g_source_destroy(other);
-  g_source_unref(other);
-  // 8 ms each, so at most about eight messages between two turns of the other source.
-  for (std::size_t i = 1; i < turns.size(); ++i) EXPECT_LE(turns[i] - turns[i - 1], 20);
-  EXPECT_GE(turns.size(), 5U);
+  // 8 ms of delivery between two turns of another source are eight messages at most, fewer on a
+  // slow machine.
+  int before = 0, most = 0, seen = ticks_;
+  EXPECT_TRUE(Wait([&] {
+    if (std::exchange(seen, ticks_) != ticks_) {
+      most = std::max(most, delivered - std::exchange(before, delivered));
+    }
+    return delivered == 100;
+  }));
+  EXPECT_LE(std::max(most, delivered - before), 20);
 }
 
 TEST_F(UnixAgentTransportTest, DeafAgentCostsWholeMessagesOnly) {
-  Connect(milliseconds{30});
+  Connect(milliseconds{300});
   constexpr int kCount = 60;
   for (int i = 0; i < kCount; ++i) Send("m", std::string(100'000, 'x'));
   EXPECT_TRUE(Wait([&] { return failures_ > 0; }));
@@ -349,7 +335,7 @@ TEST_F(UnixAgentTransportTest, DeafAgentCostsWholeMessagesOnly) {
 }
 
 TEST_F(UnixAgentTransportTest, FullQueueRefusesMessages) {
-  Connect();
+  Connect(seconds{60});
   for (int i = 0; i < 12; ++i) Send("m", std::string(1 << 20, 'x'));
   EXPECT_EQ(0, failures_);
   EXPECT_TRUE(Wait([&] { return failures_ >= 4; }));
@@ -359,25 +345,6 @@ TEST_F(UnixAgentTransportTest, FullQueueRefusesMessages) {
   EXPECT_TRUE(Wait([&] { return failures_ == before + 1; }));
   const auto arrived = static_cast<std::size_t>(13 - failures_);
   EXPECT_TRUE(Wait([&] { return Received().size() == 2 * arrived; }));
-}
-
-TEST_F(UnixAgentTransportTest, WriteErrorIsTheSendException) {
-  Connect();
-  agent_.Reset();
-  Send("lost", "");
-  Send("lost, too", "");
-  EXPECT_EQ("", trace_);
-  EXPECT_TRUE(Wait([&] { return port_ == nullptr; }));
-  EXPECT_EQ("exception: Broken pipe ", trace_);
-}
-
-TEST_F(UnixAgentTransportTest, WhatTheAgentSaidBeforeItWentIsDeliveredDespiteAWriteError) {
-  Connect();
-  Write(EncodeMessageFrame("last-word", ""));
-  agent_.Reset();
-  Send("lost", "");
-  EXPECT_TRUE(Wait([&] { return port_ == nullptr; }));
-  EXPECT_EQ("last-word exception: Broken pipe ", trace_);
 }
 
 TEST_F(UnixAgentTransportTest, NothingIsToldAfterDestruction) {

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "settings/property_list_xml.h"
-#include "settings/value_utilities.h"
 #include "tests/support/fixture.h"
 
 namespace kelvo {
@@ -43,31 +42,10 @@ TEST_F(ApplicationBundleTest, TakesTheMostWantedTextWithTheRightSpecifiers) {
   }
   EXPECT_EQ(Make({"de"}).localizedString("number", "code"), "code");
   EXPECT_EQ(Make({"de"}).localizedString("missing", "code"), "code");
-}
-
-TEST_F(ApplicationBundleTest, BrokenTablesAreLoggedAndSkipped) {
-  WriteTable("Base", {{"b", "base b"}});
   WriteFile(Home("bundle/de.lproj/Localizable.strings"), "\"b\" = \"old form\";");
   EXPECT_EQ(Make({"de", "fr"}).localizedString("b", "code"), "base b");
   EXPECT_EQ(LogCount("de.lproj"), 1);
   EXPECT_EQ(LogCount("fr.lproj"), 0);
-}
-
-TEST_F(ApplicationBundleTest, FindsResourcesByNameAndType) {
-  WriteFile(Home("bundle/locked.icns"), "x");
-  const Bundle bundle = Make({});
-  EXPECT_EQ(bundle.pathForResource("locked", "icns"), Home("bundle/locked.icns"));
-  EXPECT_EQ(bundle.pathForResource("locked.icns", ""), Home("bundle/locked.icns"));
-  EXPECT_EQ(bundle.pathForResource("locked", "png"), std::nullopt);
-}
-
-TEST_F(ApplicationBundleTest, SizesFollowTheTranslation) {
-  EXPECT_EQ(FileSizeString(1500), "1.5 KB");
-  WriteTable("Base", {{"FileSize.Kbytes", "%.1f KB"}, {"FileSize.Bytes", "%qd B"}});
-  WriteTable("fr", {{"FileSize.Kbytes", "%.1f ko"}, {"FileSize.Bytes", "%@ octets"}});
-  SetApplicationBundle(std::make_shared<Bundle>(Make({"fr"})));
-  EXPECT_EQ(FileSizeString(1500), "1.5 ko");
-  EXPECT_EQ(FileSizeString(15), "15 B");
 }
 
 TEST_F(ApplicationBundleTest, LanguagesComeFromTheEnvironment) {
@@ -75,7 +53,6 @@ TEST_F(ApplicationBundleTest, LanguagesComeFromTheEnvironment) {
     const char* values[4];  // LANGUAGE, LC_ALL, LC_MESSAGES, LANG
     std::vector<std::string> languages;
   } kRows[] = {
-      {{"", "", "", ""}, {}},
       {{"", "", "", "de_CH.UTF-8@euro"}, {"de_CH", "de"}},
       {{"", "", "fr", "de"}, {"fr"}},
       {{"", "it_IT", "fr", "de"}, {"it_IT", "it"}},
@@ -84,17 +61,11 @@ TEST_F(ApplicationBundleTest, LanguagesComeFromTheEnvironment) {
       {{"sv", "", "", "POSIX"}, {}},
   };
   const char* const kNames[] = {"LANGUAGE", "LC_ALL", "LC_MESSAGES", "LANG"};
-  std::optional<std::string> former[4];
-  for (int i = 0; i < 4; ++i) {
-    if (const char* value = std::getenv(kNames[i])) former[i] = value;
-  }
   for (const auto& row : kRows) {
     for (int i = 0; i < 4; ++i) ::setenv(kNames[i], row.values[i], 1);
     EXPECT_EQ(PreferredLanguages(), row.languages) << row.values[0] << "," << row.values[3];
   }
-  for (int i = 0; i < 4; ++i) {
-    former[i] ? ::setenv(kNames[i], former[i]->c_str(), 1) : ::unsetenv(kNames[i]);
-  }
+  for (const char* name : kNames) ::unsetenv(name);
 }
 
 }  // namespace

@@ -1,15 +1,9 @@
 #include "settings/configuration_path.h"
 
-#include <sys/file.h>
-
-#include <cstring>
 #include <filesystem>
-#include <future>
 #include <string>
 
 #include "base/agent_id.h"
-#include "base/open_exclusive.h"
-#include "base/unique_fd.h"
 #include "settings/property_list_xml.h"
 #include "tests/support/fixture.h"
 
@@ -37,9 +31,7 @@ TEST_F(ConfigurationPathTest, FirstActiveRowDecides) {
     PropertyList list;
     std::string folder;
   } kRows[] = {
-      {PropertyList::Array{Row(false, "Off"), Row(true, "Work"), Row(true, "Later")},
-       alternatives_ + "Work"},
-      {PropertyList::Array{"no row", PropertyList::Dictionary{}, Row(true, "Work")},
+      {PropertyList::Array{"no row", Row(false, "Off"), Row(true, "Work"), Row(true, "Later")},
        alternatives_ + "Work"},
       {PropertyList::Array{Row(true, "Default"), Row(true, "Work")}, default_},
       {PropertyList::Array{Row(true, "default")}, alternatives_ + "default"},
@@ -81,23 +73,11 @@ TEST_F(ConfigurationPathTest, BuffersAreCutWithoutATerminator) {
   std::string small(5, '#');
   GetConfigurationPath(small.data(), "a", 4);
   EXPECT_EQ(small, path.substr(0, 4) + "#");
-}
-
-TEST_F(ConfigurationPathTest, EmptyNameMeansTheFolderItself) {
   const std::string empty, name = "b", longName(2000, 'x');
   EXPECT_EQ(GetConfigurationNsPath(nullptr), default_);
   EXPECT_EQ(GetConfigurationNsPath(&empty), default_);
   EXPECT_EQ(GetConfigurationNsPath(&name), default_ + "/b");
   EXPECT_EQ(GetConfigurationNsPath(&longName).size(), 1024u);
-}
-
-TEST_F(ConfigurationPathTest, FirstRequestWaitsForTheLockThatTheAgentKeeps) {
-  WriteList(PropertyList::Array{Row(true, "Work")});
-  UniqueFd lock(OpenExclusive(list_));
-  auto waiting = std::async(std::launch::async, [] { return GetConfigurationPath("a"); });
-  EXPECT_EQ(waiting.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
-  lock.Reset();
-  EXPECT_EQ(waiting.get(), alternatives_ + "Work/a");
 }
 
 }  // namespace

