@@ -17,6 +17,8 @@
 #include "platform/finder_controller.h"
 #include "platform/run_loop.h"
 #include "platform/system_log.h"
+#include "projects/projects_list.h"
+#include "settings/account_list.h"
 #include "settings/secure_store.h"
 #include "ui/notification_preferences.h"
 
@@ -26,6 +28,7 @@ namespace {
 constexpr char kLoggerName[] = "Kelvo Plugin";
 constexpr Selector kHandleConfigurationUpdated{"handleConfigurationUpdated"};
 constexpr Selector kHandleReinitLogger{"handleReinitLogger"};
+constexpr Selector kHandleProjectsListChanged{"handleProjectsListChanged:"};
 constexpr std::chrono::seconds kLongWait{2};
 
 // The folder as the file manager takes it: absolute, no slash at the end; empty when there is none.
@@ -73,11 +76,25 @@ void FinderSync::init() {
   SetApplicationBundle(bundle_);
   InitializeBridge(std::string(kNotificationObject) + "." + kExtensionName, configuration_.get(),
                    this, platform_.agentTransport, platform_.runLoop, platform_.clock);
+  createProjectsList();
   NotifyAgentEvent(kAgentInstance, "configuration_init");
+}
+
+// The accounts come without their secrets: nothing of the extension needs those from here, and no
+// list of projects shall wait for a keyring.
+void FinderSync::createProjectsList() {
+  AccountList::SetSettingsQueue(&platform_.settingsQueue);
+  AccountList::defaultAccountListWithPassword(false);
+  ProjectsList::SetFactory([&platform = platform_] {
+    return std::make_unique<ProjectsList>(platform.runLoop, platform.settingsQueue);
+  });
+  ProjectsList::createInstance();
+  ProjectsList::addClient(this, kHandleProjectsListChanged);
 }
 
 void FinderSync::dealloc() {
   DeallocBridge();
+  ProjectsList::removeClient(this);
   RemoveAgentObserver(&connectionObserver_);
   AgentEventDispatcher::defaultDispatcher().unregisterTarget(this);
 }
@@ -115,10 +132,17 @@ void FinderSync::performSelector(Selector selector, const PropertyList::Dictiona
     handleConfigurationUpdated();
   } else if (selector == kHandleReinitLogger) {
     handleReinitLogger();
+  } else if (selector == kHandleProjectsListChanged) {
+    handleProjectsListChanged();
   }
 }
 
 void FinderSync::handleReinitLogger() { initLogger(); }
+
+void FinderSync::handleProjectsListChanged() {
+  setWatchedFolders();
+  if (observer_ != nullptr) observer_->onMenusChanged();
+}
 
 // The load may wait for a file's lock or for the keyring, so it runs on the settings worker; what
 // was known stays in force until it is done.
@@ -180,7 +204,15 @@ void FinderSync::refreshAllBadges() {
 void FinderSync::setWatchedFolders() {
   const std::string workplace = configuration_->WorkplaceFolder();
   std::vector<std::string> folders;
-  if (std::string url = DirectoryURL(workplace); !url.empty()) folders.push_back(std::move(url));
+  const auto add = [&folders](const std::string& path) {
+    std::string url = DirectoryURL(path);
+    const bool known = std::find(folders.begin(), folders.end(), url) != folders.end();
+    if (!url.empty() && !known) folders.push_back(std::move(url));
+  };
+  if (const ProjectsList* projects = ProjectsList::defaultProjectsList()) {
+    for (const Project& project : projects->subscribedExternalProjects()) add(project.path());
+  }
+  add(workplace);
   if (folders.empty()) {
     KELVO_LOG(kLogInformation, "Empty watch folders!");
     return;
@@ -193,10 +225,22 @@ void FinderSync::setWatchedFolders() {
 // called from here, only later from the loop.
 void FinderSync::communicationInitiatized() {
   KELVO_LOG(kLogDebug, "Communication initialized, request configuration");
-  NotifyAgentEvent(kAgentInstance, "configuration_init");
   agentConnected_ = true;
   tellAgentConnected(true);
-  postToSelf(&FinderSync::askAgain);
+  const std::uint64_t opening = HoldBridgeOpening();
+  if (opening == 0) {
+    // Deliberate: the bridge is being created, so the opening would be discarded. init sends
+    // "configuration_init" right after, and the connection status brings the projects.
+    postToSelf(&FinderSync::askAgain);
+    return;
+  }
+  ProjectsList::defaultProjectsList()->readCalculateSynced([alive = alive_, opening](bool synced) {
+    FinishBridgeOpening(opening, [synced] {
+      ProjectsList::defaultProjectsList()->requestSubscribedProjectsCalculateSynced(synced);
+      NotifyAgentEvent(kAgentInstance, "configuration_init");
+    });
+    if (*alive != nullptr) (*alive)->askAgain();
+  });
 }
 
 void FinderSync::communicationEnded() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <set>
 #include <string>
@@ -18,6 +19,7 @@ namespace kelvo {
 class CFinderConfiguration;
 class CSyncApi;
 class CSyncCache;
+class ProjectsList;
 
 // The extension: creates the process-wide objects, tells the file manager which folders to watch
 // and which badges exist, and answers its badge requests from the cache.
@@ -62,6 +64,9 @@ class FinderSync final : private NotificationsBridgeDelegate, private AgentEvent
   // Whether anything is known of the folder, or could soon be: listed, awaited or observed.
   bool isFolderOfInterest(const std::string& directory) const;
   bool isStarted() const { return started_; }
+  // Calls `use` on the main loop, later; not at all when the extension is closed before. Any
+  // thread.
+  void withProjects(std::function<void(const ProjectsList& projects)> use);
 
   // Creates a new logger; the former one lets go of its file and stays, since a thread may hold it.
   void initLogger();
@@ -77,10 +82,12 @@ class FinderSync final : private NotificationsBridgeDelegate, private AgentEvent
   void communicationEnded() override;
   void performSelector(Selector selector, const PropertyList::Dictionary& userInfo) override;
 
+  void createProjectsList();
   void registerAgentEvents();
   void handleConfigurationUpdated();
   void configurationLoaded(bool greenCheckmarksChanged);
   void handleReinitLogger();
+  void handleProjectsListChanged();
   void loadImages();
   void tellAgentConnected(bool connected);
   void foldersSwept(const std::vector<std::string>& expired);

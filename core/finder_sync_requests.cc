@@ -1,6 +1,7 @@
 // What the file manager asks of the extension, and what is asked of the Agent again.
 #include <chrono>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "agent/sync_api.h"
@@ -12,6 +13,7 @@
 #include "core/overlays.h"
 #include "platform/finder_controller.h"
 #include "platform/run_loop.h"
+#include "projects/projects_list.h"
 
 namespace kelvo {
 namespace {
@@ -83,6 +85,14 @@ bool FinderSync::isFolderOfInterest(const std::string& directory) const {
   return cache != nullptr &&
          (cache->IsListed(directory) || cache->IsAwaited(directory) ||
           cache->IsObserved(directory.empty() ? std::string_view("/") : directory));
+}
+
+void FinderSync::withProjects(std::function<void(const ProjectsList& projects)> use) {
+  platform_.runLoop.Post([alive = alive_, use = std::move(use)] {
+    const ProjectsList* projects =
+        *alive == nullptr ? nullptr : ProjectsList::defaultProjectsList();
+    if (projects != nullptr) use(*projects);
+  });
 }
 
 void FinderSync::rememberUnanswered(const std::string& path) {

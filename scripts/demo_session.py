@@ -27,6 +27,19 @@ ITEMS = {
     "Price list.csv": {"denied": 2},
 }
 FOLDERS = {"Archive": {}, "Photos": {"status": 1}, "Suppliers": {"denied": 3}}
+# Shared folders of the account; those outside the Workplace are external projects.
+PROJECTS = [{"id": "101", "name": "Suppliers", "owner": "Sample User", "subscribed": True},
+            {"id": "102", "name": "Harbour", "owner": "Dana Whitfield", "subscribed": True,
+             "external": True},
+            {"id": "103", "name": "Museum", "owner": "Sample User", "subscribed": True,
+             "external": True},
+            {"id": "104", "name": "Archive 2025", "owner": "Ben Okafor", "total-files": 412,
+             "total-size": 96000000}]
+EXTERNAL = {
+    "Harbour": {"Crane survey.odt": {"lock": 1, "owner": "Dana Whitfield"},
+                "Permit.pdf": {"denied": 2}, "Quay plan.svg": {"status": 1}, "Tides.csv": {}},
+    "Museum": {"Catalogue.odt": {}, "Floor plan.svg": {"lock": 2}},
+}
 PATIENCE = 30  # seconds; the badges take one to three
 MANY_PIXELS = 20  # of one fill; the smallest badge has more
 
@@ -38,22 +51,47 @@ class Demo:
         self.session = session
         self.colours = read_colours(COLOURS)
         self.work = os.path.join(session.home, "Kelvo Workplace")
+        self.projects = os.path.join(session.home, "Projects")
         for name in FOLDERS:
             os.makedirs(os.path.join(self.work, name))
         for name in ITEMS:
-            with open(os.path.join(self.work, name), "w", encoding="utf-8") as file:
-                file.write("A sample.\n")
+            self.make(os.path.join(self.work, name))
+        self.scenario = [dict(state, path=name) for name, state in {**ITEMS, **FOLDERS}.items()]
+        for project, items in EXTERNAL.items():
+            os.makedirs(os.path.join(self.projects, project))
+            for name, state in items.items():
+                path = os.path.join(self.projects, project, name)
+                self.make(path)
+                self.scenario.append(dict(state, path=path))
+
+    def make(self, path):
+        with open(path, "w", encoding="utf-8") as file:
+            file.write("A sample.\n")
 
     def start(self):
         self.session.start({NAME: self.build + "/bin/kelvo-finder-sync"})
-        scenario = [dict(state, path=name) for name, state in {**ITEMS, **FOLDERS}.items()]
+        projects = [dict(project, **{"local-path": os.path.join(
+            self.projects if project.get("external") else self.work, project["name"])})
+            for project in PROJECTS]
         self.agent = SampleAgent(self.session, self.build + "/bin/kelvo-sample-agent", self.work,
-                                 scenario)
+                                 self.scenario, projects)
         self.nemo = self.session.spawn(["nemo", "--no-desktop", self.work])
 
-    def badges(self):
-        return self.session.run([self.build + "/bin/kelvo-finder", "badges", "--wait", "10",
-                                 self.work]).decode()
+    def finder(self, *arguments):
+        return self.session.run([self.build + "/bin/kelvo-finder", *arguments]).decode()
+
+    def badges(self, folder=None):
+        return self.finder("badges", "--wait", "10", folder or self.work)
+
+    def print_projects(self):
+        """What is watched besides the Workplace, once the Agent's list is there."""
+        folders = [os.path.join(self.projects, name) for name in EXTERNAL]
+        wait_until(lambda: all(folder in self.finder("status") for folder in folders), PATIENCE,
+                   "both external projects among the watched folders")
+        print("The projects of the account:\n\n" + self.finder("projects"))
+        print("The extension:\n\n" + self.finder("status"))
+        for folder in folders:
+            print("Badges in the external project %s:\n\n%s" % (folder, self.badges(folder)))
 
     def wait_for_pictures(self, wanted):
         """Until the screen shows each of these badges; answers their pixels."""
@@ -84,11 +122,32 @@ class Demo:
                    > 1.5 * before["locked-red"], PATIENCE, "the second red lock")
         print("\nBadges afterwards:\n\n" + self.badges())
         self.photograph("after.png")
+        self.show_external("Harbour")
+
+    def show_external(self, name):
+        """The folder of an external project instead of the Workplace."""
+        self.print_projects()
+        windows = self.session.run(["xdotool", "search", "--onlyvisible", "--class", "nemo"])
+        self.session.spawn(["nemo", "--no-desktop", os.path.join(self.projects, name)])
+        wait_until(lambda: self.window_titled(name), PATIENCE, "a window of " + name)
+        for window in windows.decode().split():
+            self.session.run(["xdotool", "windowminimize", window])
+        self.wait_for_pictures(["in-sync", "syncing", "locked-red", "permission-violation"])
+        self.photograph("project.png")
+
+    def window_titled(self, name):
+        try:
+            return self.session.run(["xdotool", "search", "--onlyvisible", "--name", "^" + name])
+        except SessionError:
+            return None
 
     def run_for_a_person(self):
         print("Badges in the folder:\n\n" + self.badges())
-        print("Nemo shows the folder. Commands go to the sample Agent: try  dirty Archive,  "
-              "lock Minutes.txt by Eve,  help.\nClose Nemo's window to end the demo.")
+        self.print_projects()
+        self.session.spawn(["nemo", "--no-desktop", os.path.join(self.projects, "Harbour")])
+        print("Nemo shows the folder, and an external project. Commands go to the sample Agent: "
+              "try  dirty Archive,  lock Minutes.txt by Eve,  unsubscribe 103,  help.\n"
+              "Close Nemo's windows to end the demo.")
         seen = len(self.session.output("kelvo-sample-agent"))
         while self.nemo.poll() is None:
             if select.select([sys.stdin], [], [], 0.3)[0]:

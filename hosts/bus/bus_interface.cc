@@ -23,6 +23,10 @@ constexpr char kIntrospection[] = R"xml(<node>
       <arg type="u" name="index" direction="in"/>
       <arg type="a{sv}" name="platform_data" direction="in"/>
     </method>
+    <method name="ListProjects">
+      <arg type="aa{sv}" name="projects" direction="out"/>
+      <arg type="a{sv}" name="totals" direction="out"/>
+    </method>
     <signal name="BadgesChanged">
       <arg type="ay" name="folder"/>
       <arg type="ay" name="entries"/>

@@ -8,6 +8,7 @@
 #include "deployment.h"
 #include "hosts/bus/bus_interface.h"
 #include "hosts/bus/bus_paths.h"
+#include "hosts/bus/projects_variant.h"
 
 namespace kelvo {
 namespace {
@@ -76,6 +77,7 @@ const BusService::Method BusService::kMethods[] = {
     {"RequestBadges", &BusService::RequestBadges, false},
     {"MenuForItems", &BusService::MenuForItems, true},
     {"ChooseMenuItem", &BusService::ChooseMenuItem, true},
+    {"ListProjects", &BusService::ListProjects, false},
 };
 
 BusService::BusService(GDBusConnection* connection) : connection_(connection) {}
@@ -200,6 +202,12 @@ void BusService::ChooseMenuItem(const Invocation& invocation, const std::string&
     return ReturnError(invocation, kErrorNotStarted, "The Agent has not sent a configuration yet");
   }
   ReturnError(invocation, kErrorStaleMenu, "There is no such menu any more");
+}
+
+void BusService::ListProjects(const Invocation& invocation, const std::string&) {
+  calls_->withProjects([invocation](const ProjectsList& projects) {
+    Return(invocation, ProjectsToVariant(projects));
+  });
 }
 
 GVariant* BusService::OnGetProperty(GDBusConnection*, const gchar*, const gchar*, const gchar*,

@@ -71,6 +71,7 @@ class BusService {
   void RequestBadges(const Invocation& invocation, const std::string& client);
   void MenuForItems(const Invocation& invocation, const std::string& client);
   void ChooseMenuItem(const Invocation& invocation, const std::string& client);
+  void ListProjects(const Invocation& invocation, const std::string& client);
 
   void EmitPropertyChanged(const char* name, GVariant* value);
   void Emit(const char* interface, const char* signal, GVariant* parameters);

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "core/finder_sync.h"
@@ -23,6 +25,9 @@ class FinderCalls : public BusCalls {
                      const std::function<void(const std::string& badges)>& reply) override;
   void clientGone(const std::string& client) override;
   bool isStarted() const override { return finderSync_.isStarted(); }
+  void withProjects(std::function<void(const ProjectsList& projects)> use) override {
+    finderSync_.withProjects(std::move(use));
+  }
 
  private:
   FinderSync& finderSync_;

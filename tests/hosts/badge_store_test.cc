@@ -68,18 +68,11 @@ class BadgeStoreTest : public ::testing::Test, public BadgeStore::Surroundings {
     ASSERT_FALSE(requests_.empty());
     const Request request = requests_.front();
     requests_.erase(requests_.begin());
-    if (badges.empty()) {
-      store_.OnAnswer(request.folder, request.ticket, std::nullopt);
-    } else {
-      store_.OnAnswer(request.folder, request.ticket, badges);
-    }
+    store_.OnAnswer(request.folder, request.ticket,
+                    badges.empty() ? std::nullopt : std::optional(badges));
     Idle();
   }
-  // One badge whichever way the names came.
-  void AnswerAll(char badge) {
-    ASSERT_FALSE(requests_.empty());
-    Answer(std::string(requests_.front().names.size(), badge));
-  }
+  void AnswerAll(char badge) { Answer(std::string(requests_.at(0).names.size(), badge)); }
   void Signal(const std::string& folder, const std::vector<std::pair<char, std::string>>& entries) {
     std::string packed;
     for (const auto& [badge, name] : entries) packed += badge + name + '\0';
@@ -116,11 +109,19 @@ class BadgeStoreTest : public ::testing::Test, public BadgeStore::Surroundings {
   std::vector<Request> requests_;
 };
 
+// The file manager shows a file of the one watched folder, with a badge.
+class ShownBadgeTest : public BadgeStoreTest {
+ protected:
+  ShownBadgeTest() {
+    Appear({"/w"});
+    item_ = ShowWithBadge("/w/a", '1');
+  }
+  BadgeStore::Item* item_;
+};
+
 TEST_F(BadgeStoreTest, ItemsOfOneTurnAreAskedInOneCallAndToldWhenAnswered) {
   Appear({"/w"});
-  EXPECT_EQ(Ask("/w/a"), kNoBadge);
-  EXPECT_EQ(Ask("/w/b"), kNoBadge);
-  EXPECT_EQ(Ask("/w/a"), kNoBadge);
+  for (const char* path : {"/w/a", "/w/b", "/w/a"}) EXPECT_EQ(Ask(path), kNoBadge);
   EXPECT_TRUE(requests_.empty()) << "nothing is sent from inside a look-up";
   Idle();
   ASSERT_EQ(requests_.size(), 1U);
@@ -128,94 +129,77 @@ TEST_F(BadgeStoreTest, ItemsOfOneTurnAreAskedInOneCallAndToldWhenAnswered) {
   EXPECT_EQ(requests_[0].names, (Strings{"a", "b"}));
   EXPECT_EQ(begun_, (Strings{"/w"}));
 
+  Ask("/w/later");
+  Ask("/w/sub/c");
+  Idle();
+  ASSERT_EQ(requests_.size(), 2U);
+  EXPECT_EQ(requests_[1].folder, "/w/sub") << "only a call of the same folder is waited for";
   Answer("10");
   EXPECT_EQ(changed_, (Strings{"/w/a"})) << "an item without a badge is drawn right already";
   EXPECT_EQ(Ask("/w/a"), '1');
   EXPECT_EQ(Ask("/w/b"), kNoBadge);
   Idle();
-  EXPECT_TRUE(requests_.empty()) << "what is known is not asked again";
-}
-
-TEST_F(BadgeStoreTest, OneCallOfAFolderIsUnderWayAndLaterNamesWaitForIt) {
-  Appear({"/w"});
-  Ask("/w/a");
-  Idle();
-  Ask("/w/b");
-  Ask("/w/sub/c");
-  Idle();
-  ASSERT_EQ(requests_.size(), 2U);
-  EXPECT_EQ(requests_[1].folder, "/w/sub") << "another folder does not wait";
-  Answer("1");
   ASSERT_EQ(requests_.size(), 1U) << "nor is it hurried";
   Advance(BadgeStore::kPace);
   ASSERT_EQ(requests_.size(), 2U);
-  EXPECT_EQ(requests_[1].names, (Strings{"b"}));
+  EXPECT_EQ(requests_[1].names, (Strings{"later"})) << "what is known is not asked again";
 }
 
-TEST_F(BadgeStoreTest, ALargeFolderIsAskedInParts) {
+TEST_F(BadgeStoreTest, ALargeFolderIsAskedInPartsAndToldInSlices) {
   Appear({"/w"});
   for (int i = 0; i < 5000; ++i) Ask("/w/" + std::to_string(i));
   Idle();
   ASSERT_EQ(requests_.size(), 1U);
   EXPECT_EQ(requests_[0].names.size(), BadgeStore::kNamesPerRequest);
-  AnswerAll('1');
+  const std::uint64_t ticket = requests_[0].ticket;
+  requests_.clear();
+  store_.OnAnswer("/w", ticket, std::string(BadgeStore::kNamesPerRequest, '2'));
+  store_.Work();
+  EXPECT_EQ(changed_.size(), BadgeStore::kTellsPerTurn);
+  Idle();
+  EXPECT_EQ(changed_.size(), BadgeStore::kNamesPerRequest);
   Advance(BadgeStore::kPace);
   ASSERT_EQ(requests_.size(), 1U);
-  EXPECT_EQ(requests_[0].names.size(), 5000 - BadgeStore::kNamesPerRequest);
   AnswerAll('1');
   EXPECT_EQ(changed_.size(), 5000U);
 }
 
-TEST_F(BadgeStoreTest, ManyChangesAreToldInSlices) {
-  Appear({"/w"});
-  for (int i = 0; i < 1000; ++i) Ask("/w/" + std::to_string(i));
-  Idle();
-  store_.OnAnswer("/w", requests_[0].ticket, std::string(1000, '2'));
-  store_.Work();
-  EXPECT_EQ(changed_.size(), BadgeStore::kTellsPerTurn);
-  EXPECT_TRUE(soon_);
-  Idle();
-  EXPECT_EQ(changed_.size(), 1000U);
-}
-
 TEST_F(BadgeStoreTest, NothingOutsideTheWatchedFoldersIsAsked) {
-  const Strings outside = {"/", "", "w/a", "/w2/a", "/v/a", "/w/", "/w/..", "/w/."};
   Appear({"/w", "/home/me/Work"});
-  for (const std::string& path : outside) EXPECT_EQ(Ask(path), kNoBadge) << path;
-  Ask("/home/me/other");
+  for (const char* path :
+       {"/", "", "w/a", "/w2/a", "/v/a", "/w/", "/w/..", "/w/.", "/home/me/other"}) {
+    EXPECT_EQ(Ask(path), kNoBadge) << path;
+  }
   Idle();
   EXPECT_TRUE(requests_.empty());
-  EXPECT_TRUE(begun_.empty());
-
-  Ask("/home/me/Work");  // its own badge, through its parent, which is not observed
-  Idle();
-  ASSERT_EQ(requests_.size(), 1U);
-  EXPECT_EQ(requests_[0].folder, "/home/me");
-  EXPECT_EQ(requests_[0].names, (Strings{"Work"}));
-  EXPECT_TRUE(begun_.empty());
-  Answer("1");
-  Advance(70s);  // nobody pushes the changes of a folder that is not observed
-  EXPECT_TRUE(requests_.empty()) << "the folder is shown no longer";
 }
 
 TEST_F(BadgeStoreTest, TheRootMayBeWatched) {
   Appear({"/"});
-  Ask("/a");
-  Ask("/b/c");
+  for (const char* path : {"/a", "/b/c"}) Ask(path);
   Idle();
-  ASSERT_EQ(requests_.size(), 2U);
+  EXPECT_EQ(requests_.size(), 2U);
   EXPECT_EQ(begun_.size(), 2U);
 }
 
-TEST_F(BadgeStoreTest, AWatchedFolderInItsParentIsAskedOnceAMinute) {
+// Through its parent, which is not observed: nobody tells of changes there.
+TEST_F(BadgeStoreTest, AWatchedFoldersOwnBadgeIsAskedOnceAMinuteWhileItIsShown) {
   Appear({"/home/me/Work"});
-  ShowWithBadge("/home/me/Work", '1');
+  BadgeStore::Item* item = ShowWithBadge("/home/me/Work", '1');
   Advance(59s);
   EXPECT_TRUE(requests_.empty());
   Advance(2s);
   ASSERT_EQ(requests_.size(), 1U);
+  EXPECT_EQ(requests_[0].folder, "/home/me");
+  EXPECT_EQ(requests_[0].names, (Strings{"Work"}));
   Answer("2");
   EXPECT_EQ(changed_, (Strings{"/home/me/Work"}));
+  EXPECT_TRUE(begun_.empty());
+  store_.Release(item);
+  Advance(130s);
+  requests_.clear();
+  Advance(200s);
+  EXPECT_TRUE(requests_.empty());
 }
 
 TEST_F(BadgeStoreTest, AnswersAndSignalsCountInTheOrderOfTheirArrival) {
@@ -232,26 +216,17 @@ TEST_F(BadgeStoreTest, AnswersAndSignalsCountInTheOrderOfTheirArrival) {
   Signal("/elsewhere", {{'1', "a"}});
 }
 
-TEST_F(BadgeStoreTest, SeveralChangesOfATurnAreToldOnce) {
-  Appear({"/w"});
-  ShowWithBadge("/w/a", '1');
-  const std::string toAndFro("2a\0001a\0", 6);
-  store_.OnBadgesChanged("/w", toAndFro);
-  Idle();
+TEST_F(ShownBadgeTest, SeveralChangesOfATurnAreToldOnce) {
+  Signal("/w", {{'2', "a"}, {'1', "a"}});
   EXPECT_TRUE(changed_.empty()) << "it is drawn with that badge";
-  const std::string twice("2a\0003a\0", 6);
-  store_.OnBadgesChanged("/w", twice);
-  Idle();
+  Signal("/w", {{'2', "a"}, {'3', "a"}});
   EXPECT_EQ(changed_, (Strings{"/w/a"}));
 }
 
-TEST_F(BadgeStoreTest, MalformedEntriesAreIgnored) {
-  Appear({"/w"});
-  ShowWithBadge("/w/a", '1');
+TEST_F(ShownBadgeTest, MalformedEntriesAreIgnored) {
   for (const std::string& entries :
        {std::string(), std::string("2"), std::string("2a"), std::string("2\0", 2)}) {
     store_.OnBadgesChanged("/w", entries);
-    Idle();
     EXPECT_EQ(Ask("/w/a"), '1');
   }
   for (const char badge : {'x', '\0'}) {
@@ -260,27 +235,28 @@ TEST_F(BadgeStoreTest, MalformedEntriesAreIgnored) {
   }
 }
 
-TEST_F(BadgeStoreTest, AnAnswerOfTheWrongLengthIsAFailureAndTriedAgain) {
+TEST_F(BadgeStoreTest, AFailureOrAFolderWithoutAnyBadgeIsAskedAgainEverMoreSlowly) {
   Appear({"/w"});
-  Show("/w/a");
+  for (const char* path : {"/w/a", "/w/b"}) Show(path);
   Idle();
-  Answer("11");
-  EXPECT_EQ(Ask("/w/a"), kNoBadge);
-  Advance(6s);
-  EXPECT_TRUE(requests_.empty());
-  Advance(2s);
-  Answer("");
-  Advance(13s);
-  EXPECT_TRUE(requests_.empty()) << "later each time";
-  Advance(2s);
-  Answer("4");
-  EXPECT_EQ(Ask("/w/a"), '4');
+  const std::pair<const char*, milliseconds> rows[] = {{"111", 7s}, {"", 14s},   {"00", 28s},
+                                                       {"00", 56s}, {"00", 60s}, {"00", 60s}};
+  for (const auto& [answer, pause] : rows) {
+    Answer(answer);
+    EXPECT_EQ(Ask("/w/a"), kNoBadge);
+    Advance(pause - 100ms);
+    ASSERT_TRUE(requests_.empty()) << pause.count();
+    Advance(100ms);
+    ASSERT_EQ(requests_.size(), 1U) << pause.count();
+    EXPECT_EQ(requests_[0].names.size(), 2U);
+  }
+  Answer("01");
+  Advance(1000s);
+  EXPECT_TRUE(requests_.empty()) << "one badge is enough";
 }
 
 TEST_F(BadgeStoreTest, WhatWasShownBeforeTheExtensionCameIsAskedThen) {
-  Show("/w/a");
-  Show("/w/sub/b");
-  Show("/v/c");
+  for (const char* path : {"/w/a", "/w/sub/b", "/v/c"}) Show(path);
   Advance(200s);
   EXPECT_TRUE(requests_.empty());
   Appear({"/w"});
@@ -288,53 +264,19 @@ TEST_F(BadgeStoreTest, WhatWasShownBeforeTheExtensionCameIsAskedThen) {
   EXPECT_EQ(begun_.size(), 2U);
 }
 
-TEST_F(BadgeStoreTest, AFolderWithoutAnyBadgeIsAskedAgainEverMoreSlowly) {
-  Appear({"/w"});
-  Show("/w/a");
-  Show("/w/b");
-  Idle();
-  Answer("00");
-  for (const milliseconds pause : {7s, 14s, 28s, 56s, 60s, 60s}) {
-    Advance(pause - 100ms);
-    ASSERT_TRUE(requests_.empty()) << pause.count();
-    Advance(100ms);
-    ASSERT_EQ(requests_.size(), 1U) << pause.count();
-    EXPECT_EQ(requests_[0].names.size(), 2U);
-    Answer("00");
-  }
-  Signal("/w", {{'1', "a"}});
-  Advance(1000s);
-  EXPECT_TRUE(requests_.empty()) << "one badge is enough";
-}
-
-TEST_F(BadgeStoreTest, AnAgentThatConnectsMakesShownFoldersAskAgain) {
-  Appear({"/w"});
-  ShowWithBadge("/w/a", '1');
+TEST_F(ShownBadgeTest, AnAgentThatConnectsMakesShownFoldersAskAgain) {
+  Ask("/w/queued");
   store_.AgentConnected();
   Idle();
-  ASSERT_EQ(requests_.size(), 1U);
+  ASSERT_EQ(requests_.size(), 1U) << "what is queued is asked once";
+  EXPECT_EQ(requests_[0].names.size(), 2U);
   EXPECT_EQ(begun_.size(), 1U) << "observed it is already";
-  Answer("0");
+  AnswerAll('0');
   EXPECT_EQ(changed_, (Strings{"/w/a"}));
   EXPECT_EQ(Ask("/w/a"), kNoBadge);
 }
 
-TEST_F(BadgeStoreTest, WhatIsQueuedIsAskedOnceAndOnlyWhileItIsWatched) {
-  Appear({"/w"});
-  Ask("/w/a");
-  store_.AgentConnected();
-  Idle();
-  ASSERT_EQ(requests_.size(), 1U);
-  EXPECT_EQ(requests_[0].names, (Strings{"a"}));
-  Ask("/w/sub/b");
-  store_.SetDirectories({"/v"});
-  Idle();
-  EXPECT_EQ(requests_.size(), 1U);
-}
-
-TEST_F(BadgeStoreTest, BadgesOutliveARestartOfTheExtensionWithoutFlicker) {
-  Appear({"/w"});
-  ShowWithBadge("/w/a", '1');
+TEST_F(ShownBadgeTest, BadgesOutliveARestartOfTheExtensionWithoutFlicker) {
   store_.ExtensionVanished();
   Advance(3s);
   EXPECT_EQ(Ask("/w/a"), '1');
@@ -346,15 +288,12 @@ TEST_F(BadgeStoreTest, BadgesOutliveARestartOfTheExtensionWithoutFlicker) {
   EXPECT_EQ(Ask("/w/a"), '1');
   EXPECT_TRUE(changed_.empty());
   Signal("/w", {{'2', "a"}});
-  EXPECT_EQ(Ask("/w/a"), '2');
   Advance(30s);
   EXPECT_EQ(Ask("/w/a"), '2') << "confirmed by the returned one";
 }
 
-TEST_F(BadgeStoreTest, BadgesGoWhenTheExtensionStaysAwayOrDoesNotConfirmThem) {
+TEST_F(ShownBadgeTest, BadgesGoWhenTheExtensionStaysAwayOrDoesNotConfirmThem) {
   askOnChange_ = true;
-  Appear({"/w"});
-  ShowWithBadge("/w/a", '1');
   store_.ExtensionVanished();
   Advance(9s);
   EXPECT_TRUE(changed_.empty());
@@ -379,37 +318,32 @@ TEST_F(BadgeStoreTest, AnswersOfAFormerExtensionAreIgnored) {
   Appear({"/w"});
   Show("/w/a");
   Idle();
-  const std::uint64_t former = requests_[0].ticket;
   store_.ExtensionVanished();
   Appear({"/w"});
-  store_.OnAnswer("/w", former, "6");
+  store_.OnAnswer("/w", requests_[0].ticket, "6");
   EXPECT_EQ(Ask("/w/a"), kNoBadge);
   ASSERT_EQ(requests_.size(), 2U);
 }
 
-TEST_F(BadgeStoreTest, WatchedFoldersMayComeAndGo) {
+TEST_F(ShownBadgeTest, WatchedFoldersMayComeAndGo) {
   askOnChange_ = true;
-  Appear({"/w"});
-  ShowWithBadge("/w/a", '1');
   Show("/v/b");
+  Ask("/w/queued");
   store_.SetDirectories({"/v"});
   Idle();
   EXPECT_EQ(ended_, (Strings{"/w"}));
   EXPECT_EQ(begun_, (Strings{"/w", "/v"}));
   EXPECT_EQ(changed_, (Strings{"/w/a"}));
-  EXPECT_EQ(Ask("/w/a"), kNoBadge);
   ASSERT_EQ(requests_.size(), 1U);
   EXPECT_EQ(requests_[0].folder, "/v");
   Signal("/w", {{'1', "a"}});
   EXPECT_EQ(Ask("/w/a"), kNoBadge);
 }
 
-TEST_F(BadgeStoreTest, AFolderIsObservedWhileItsFilesLiveOrWereAskedForLately) {
-  Appear({"/w"});
-  BadgeStore::Item* item = ShowWithBadge("/w/a", '1');
+TEST_F(ShownBadgeTest, AFolderIsObservedWhileItsFilesLiveOrWereAskedForLately) {
   Advance(1000s);
   EXPECT_TRUE(ended_.empty()) << "the file manager still has the file";
-  store_.Release(item);
+  store_.Release(item_);
   Advance(59s);
   EXPECT_EQ(Ask("/w/a"), '1') << "back again soon";
   Advance(59s);
@@ -423,12 +357,10 @@ TEST_F(BadgeStoreTest, AFolderIsObservedWhileItsFilesLiveOrWereAskedForLately) {
   EXPECT_EQ(requests_.size(), 1U);
 }
 
-TEST_F(BadgeStoreTest, NewsOfAFolderThatIsForgottenInThatTurnIsNotTold) {
-  Appear({"/w"});
-  store_.Release(ShowWithBadge("/w/a", '1'));
+TEST_F(ShownBadgeTest, NewsOfAFolderThatIsForgottenInThatTurnIsNotTold) {
+  store_.Release(item_);
   clock_.Turn(61s);
-  store_.OnBadgesChanged("/w", std::string("2a\0", 3));
-  Idle();
+  Signal("/w", {{'2', "a"}});
   EXPECT_TRUE(changed_.empty());
   EXPECT_FALSE(store_.HasFolders());
 }
@@ -441,7 +373,6 @@ TEST_F(BadgeStoreTest, AFileManagerThatKeepsEveryFileDoesNotHaveEveryFolderObser
     ShowWithBadge(file(i), '1');
     Advance(1s);
   }
-  EXPECT_TRUE(ended_.empty());
   Advance(70s);
   Ask("/w/new/f");
   Advance(1s);
@@ -458,23 +389,16 @@ TEST_F(BadgeStoreTest, AFileManagerThatKeepsEveryFileDoesNotHaveEveryFolderObser
   EXPECT_EQ(Ask(file(0)), '2');
 }
 
-TEST_F(BadgeStoreTest, FilesThatComeAndGoInAShownFolderAreForgotten) {
-  Appear({"/w"});
-  ShowWithBadge("/w/stays", '1');
-  BadgeStore::Item* gone = ShowWithBadge("/w/gone", '1');
-  store_.Release(gone);
+TEST_F(ShownBadgeTest, FilesThatComeAndGoInAShownFolderAreForgotten) {
+  store_.Release(ShowWithBadge("/w/gone", '1'));
   Advance(130s);
-  EXPECT_EQ(Ask("/w/stays"), '1');
+  EXPECT_EQ(Ask("/w/a"), '1');
   EXPECT_EQ(Ask("/w/gone"), kNoBadge);
   EXPECT_TRUE(ended_.empty());
 }
 
-TEST_F(BadgeStoreTest, NewIconsMakeEveryBadgeDrawnAgain) {
-  Appear({"/w"});
-  ShowWithBadge("/w/a", '1');
-  Show("/w/none");
-  Idle();
-  Answer("0");
+TEST_F(ShownBadgeTest, NewIconsMakeEveryBadgeDrawnAgain) {
+  ShowWithBadge("/w/none", '0');
   store_.TellAll();
   Idle();
   EXPECT_EQ(changed_, (Strings{"/w/a"}));

@@ -15,6 +15,7 @@
 #include "hosts/bus/bus_connection.h"
 #include "hosts/bus/bus_interface.h"
 #include "platform/linux/glib_ptr.h"
+#include "platform/linux/session_bus.h"
 
 namespace kelvo::test {
 namespace {
@@ -62,6 +63,7 @@ class RecordedCalls : public BusCalls {
     record.Add("badges " + folder);
     reply(std::string(names.size(), '1'));
   }
+  void withProjects(std::function<void(const ProjectsList&)>) override { record.Add("projects"); }
   void clientGone(const std::string&) override { record.Add("gone"); }
   bool isStarted() const override { return true; }
 
@@ -76,12 +78,7 @@ GVariant* Bytes(const std::string& text) {
 // A file manager's connection. What it hears is recorded on GLib's own thread.
 class Client {
  public:
-  explicit Client(const char* address, const char* service) : service_(service) {
-    connection_.reset(g_dbus_connection_new_for_address_sync(
-        address,
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, nullptr, nullptr));
+  explicit Client(const char* service) : service_(service) {
     g_dbus_connection_add_filter(
         connection_.get(), Hear, new std::shared_ptr<Record>(heard),
         [](gpointer data) { delete static_cast<std::shared_ptr<Record>*>(data); });
@@ -122,7 +119,8 @@ class Client {
   }
 
   const char* service_;
-  GObjectPtr<GDBusConnection> connection_;
+  std::string error_;
+  const GObjectPtr<GDBusConnection> connection_ = OpenSessionBus(&error_);
 };
 
 class BusServiceTest : public ::testing::Test {
@@ -143,8 +141,7 @@ class BusServiceTest : public ::testing::Test {
     g_test_dbus_stop(bus_.get());
   }
   std::unique_ptr<Client> MakeClient() {
-    return std::make_unique<Client>(g_test_dbus_get_bus_address(bus_.get()),
-                                    g_dbus_connection_get_unique_name(connection_->get()));
+    return std::make_unique<Client>(g_dbus_connection_get_unique_name(connection_->get()));
   }
 
   GObjectPtr<GTestDBus> bus_{g_test_dbus_new(G_TEST_DBUS_NONE)};

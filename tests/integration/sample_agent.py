@@ -7,16 +7,16 @@ import subprocess
 class SampleAgent:
     """Serves `folder`; commands go to it by `command`, what it prints is in the session's logs.
 
-    `scenario`: what its property list holds, states of items by their paths.
+    `scenario`: states of items by their paths; `projects`: what extensions are told of each.
     """
 
-    def __init__(self, session, program, folder, scenario=(), options=()):
+    def __init__(self, session, program, folder, scenario=(), projects=()):
         self._session = session
-        self._command_line = [program, *options]
-        if scenario:
+        self._command_line = [program]
+        if scenario or projects:
             path = os.path.join(session.folder, "scenario.plist")
             with open(path, "wb") as file:
-                plistlib.dump(list(scenario), file)
+                plistlib.dump({"items": list(scenario), "projects": list(projects)}, file)
             self._command_line += ["--scenario", path]
         self._command_line.append(folder)
         self.process = None

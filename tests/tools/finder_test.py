@@ -4,6 +4,7 @@
     finder_test.py BUILD_FOLDER [unittest arguments]
 """
 import os
+import plistlib
 import signal
 import subprocess
 import sys
@@ -25,6 +26,8 @@ INTERFACE_XML = """<node><interface name="%s">
   <method name="EndObservingDirectory"><arg type="ay" direction="in"/></method>
   <method name="RequestBadges"><arg type="ay" direction="in"/><arg type="ay" direction="in"/>
     <arg type="ay" direction="out"/></method>
+  <method name="ListProjects"><arg type="aa{sv}" direction="out"/>
+    <arg type="a{sv}" direction="out"/></method>
   <signal name="BadgesChanged"><arg type="ay"/><arg type="ay"/></signal>
   <property name="Version" type="s" access="read"/>
   <property name="AgentConnected" type="b" access="read"/>
@@ -40,6 +43,7 @@ class Extension:
         self.folder = os.fsencode(folder)
         self.badges = {}
         self.extra_answers = b""
+        self.projects = ([], {})
         self.calls = []
         self._loop = GLib.MainLoop()
         threading.Thread(target=self._loop.run, daemon=True).start()
@@ -63,6 +67,9 @@ class Extension:
             GLib.Variant.new_tuple(byte_array(folder), byte_array(entries)))
 
     def _on_call(self, _connection, _sender, _path, _interface, member, parameters, invocation):
+        if member == "ListProjects":
+            invocation.return_value(GLib.Variant("(aa{sv}a{sv})", self.projects))
+            return
         folder = as_bytes(parameters.get_child_value(0))
         self.calls.append((member, folder))
         if member != "RequestBadges":
@@ -125,19 +132,14 @@ class FinderTest(unittest.TestCase):
         extension.signal(self.folder, b"3b\0" + b"1not asked for\0")
         self.assertEqual(process.communicate(timeout=20)[0], b"1  in-sync  a\n3  locked   b\n")
 
-    def test_badges_ends_at_its_limit(self):
-        self.make(b"a")
-        self.start_extension()
-        self.assertEqual(self.finder("badges", "--wait", "0.1", self.work),
-                         (0, b"0  -        a\n", b""))
-
-    def test_a_wrong_number_of_badges_is_an_error(self):
+    def test_badges_ends_at_its_limit_and_with_a_wrong_answer(self):
         self.make(b"a")
         extension = self.start_extension()
+        self.assertEqual(self.finder("badges", "--wait", "0.1", self.work),
+                         (0, b"0  -        a\n", b""))
         extension.extra_answers = b"11"
-        code, output, error = self.finder("badges", self.work)
-        self.assertEqual((code, output), (1, b""))
-        self.assertIn(b"3 badges for 1 names", error)
+        self.assertEqual(self.finder("badges", self.work), (
+            1, b"", b"kelvo-finder: the extension answered 3 badges for 1 names\n"))
 
     def test_watch_observes_until_it_is_interrupted(self):
         self.make(b"a")
@@ -166,6 +168,75 @@ class FinderTest(unittest.TestCase):
             "Badges          1  in-sync  emblem-one", "                3  locked   emblem-three",
             ""])
 
+    def test_projects_are_grouped_by_kind(self):
+        extension = self.start_extension()
+
+        def project(kind, name, path, **more):
+            return {"kind": GLib.Variant("s", kind), "name": GLib.Variant("s", name),
+                    "path": byte_array(path),
+                    **{key.replace("_", "-"): value for key, value in more.items()}}
+        extension.projects = ([
+            project("external", "Harbour\n", b"/x/\xff", status=GLib.Variant("s", "1 files, 2 B"),
+                    id=GLib.Variant("s", "7"), owner=GLib.Variant("s", "Me"),
+                    read_only=GLib.Variant("b", True), partial=GLib.Variant("b", True)),
+            project("not-subscribed", "Old", b"", files=GLib.Variant("x", 5)),
+            project("from the future", "?", b"/x"),
+            {"id": GLib.Variant("u", 1), "kind": GLib.Variant("s", "external"),
+             "unknown": GLib.Variant("(ss)", ("a", "b"))}],
+            {"initialized": GLib.Variant("b", True), "synced-files": GLib.Variant("x", 3),
+             "synced-bytes": GLib.Variant("x", 1200), "more": GLib.Variant("s", "")})
+        code, output, error = self.finder("projects")
+        self.assertEqual((code, error), (0, b""))
+        self.assertEqual(output.decode().split("\n"), [
+            "External projects",
+            "  7  Harbour\\n  Me  1 files, 2 B, read-only  /x/\\xff",
+            "  -  -          -   -                        -",
+            "Projects that are not subscribed", "  -  Old  -  -  -",
+            "Synced      3 files, 1.2 KB", "Not synced  0 files, 0 B", ""])
+        extension.projects = ([], {})
+        self.assertEqual(self.finder("projects")[2],
+                         b"kelvo-finder: no list from the Agent yet\n")
+
+    def test_settings_are_shown_without_secrets_and_made_by_nobody(self):
+        self.assertEqual(self.finder("settings"), (
+            1, b"", b"kelvo-finder: there is no account yet\n"))
+        folder = os.path.join(self.session.home, "Library/Preferences/com.kelvo.vip")
+        other = os.path.join(folder, "account_10")
+        os.makedirs(other)
+        files = {
+            folder + "/user_info.plist": {"server": "s.example\\", "rcid": "RCID-VALUE",
+                                          "password": "SECRET", "trace_level": 9},
+            folder + "/server_info.plist": {"web_server": "w.example"},
+            other + "/storage_info.plist": [["/in", True], ["/out", False], ["short"]],
+            other + "/filter_info.plist": {"all": False, "images": True, "exclude": ["*.tmp"]},
+            other + "/finger_prints.plist": [{"print": "FINGER"}, {}]}
+        for path, contents in files.items():
+            with open(path, "wb") as file:
+                plistlib.dump(contents, file)
+        with open(other + "/storage_quota.xml", "w", encoding="utf-8") as file:
+            file.write("<request><parameters><total-quota>-1</total-quota>"
+                       "<stored-this-computer>2000</stored-this-computer>"
+                       "<total-this-computer>4000</total-this-computer></parameters></request>")
+        code, output, error = self.finder("settings", CUPS_SERVER=folder + "/none")
+        self.assertEqual(code, 0, error)
+        # Key or file, and what stands behind it, blanks made one.
+        lines = [" ".join(line.split()) for line in output.decode().split("\n")]
+        for line in ("Account 1 " + folder, "Account 10 " + other, "server s.example\\\\",
+                     "rcid set", "trace_level 9", "auto_upgrade true (default)",
+                     "storage_quota.xml: not there", "included /in", "excluded /out",
+                     "quota unlimited", "this computer 2.0 KB of 4.0 KB stored",
+                     "categories images", "excluded *.tmp", "fingerprints 2",
+                     "web_server w.example"):
+            self.assertIn(line, lines)
+        for secret in (b"RCID-VALUE", b"SECRET", b"FINGER"):
+            self.assertNotIn(secret, output)
+        self.assertEqual(sorted(os.path.join(place, name) for place, _, names in os.walk(folder)
+                                for name in names),
+                         sorted([*files, other + "/storage_quota.xml"]))
+        one = self.finder("settings", "--account", "10")[1].decode()
+        self.assertIn("Account 10", one)
+        self.assertNotIn("Account 1 ", one)
+
     def test_what_is_missing_is_named(self):
         rows = [(1, b"the extension is not installed", ("status",), {}),
                 (1, b"there is no session bus", ("status",),
@@ -177,6 +248,8 @@ class FinderTest(unittest.TestCase):
                 (1, b"cannot read", ("badges", "nothing"), {}),
                 (2, b"usage: kelvo-finder badges", ("badges", "--wait", "soon", "."), {}),
                 (2, b"usage: kelvo-finder watch", ("watch",), {}),
+                (1, b"there is no such account", ("settings", "--account", "9"), {}),
+                (2, b"usage: kelvo-finder settings", ("settings", "--all"), {}),
                 (2, b"unknown command \"dance\"", ("dance",), {}),
                 (2, b"a command is needed", (), {})]
         for code, reason, arguments, environment in rows:

@@ -66,29 +66,22 @@ TEST_F(FolderWatcherTest, AWrittenFileIsDirtyUntilNothingHasHappenedForAWhile) {
   EXPECT_FALSE(IsChanging(root_ + "/b"));
 }
 
-TEST_F(FolderWatcherTest, ARenamedFileKeepsIdentityAndLock) {
+TEST_F(FolderWatcherTest, AFileRenamedOrSavedByReplacementKeepsIdentityAndLock) {
   List(root_);
   Item* item = model_.Find(root_ + "/a");
   const std::int64_t id = item->itemId;
   item->lock = sync::ESyncItemLock::SYNC_LOCK;
   fs::rename(root_ + "/a", root_ + "/c");
   ASSERT_TRUE(test::TurnUntil([&] { return Changed(root_ + "/c"); }));
+  ASSERT_TRUE(Settles(root_ + "/c"));
+  EXPECT_EQ(model_.FindKnown(root_ + "/a"), nullptr);
+  changed_.clear();
+  WriteFile(root_ + "/.c.new", "saved");
+  fs::rename(root_ + "/.c.new", root_ + "/c");
+  ASSERT_TRUE(test::TurnUntil([&] { return Changed(root_ + "/c"); }));
   EXPECT_EQ(model_.FindKnown(root_ + "/c")->itemId, id);
   EXPECT_EQ(model_.FindKnown(root_ + "/c")->lock, sync::ESyncItemLock::SYNC_LOCK);
-  EXPECT_EQ(model_.FindKnown(root_ + "/a"), nullptr);
-}
-
-TEST_F(FolderWatcherTest, AFileSavedByReplacementKeepsIdentityAndLock) {
-  List(root_);
-  Item* item = model_.Find(root_ + "/a");
-  const std::int64_t id = item->itemId;
-  item->lock = sync::ESyncItemLock::SYNC_LOCK_FOR_ME;
-  WriteFile(root_ + "/.a.new", "saved");
-  fs::rename(root_ + "/.a.new", root_ + "/a");
-  ASSERT_TRUE(test::TurnUntil([&] { return Changed(root_ + "/a"); }));
-  EXPECT_EQ(model_.FindKnown(root_ + "/a")->itemId, id);
-  EXPECT_EQ(model_.FindKnown(root_ + "/a")->lock, sync::ESyncItemLock::SYNC_LOCK_FOR_ME);
-  EXPECT_EQ(model_.FindKnown(root_ + "/.a.new"), nullptr);
+  EXPECT_EQ(model_.FindKnown(root_ + "/.c.new"), nullptr);
 }
 
 TEST_F(FolderWatcherTest, ManyDeletedFilesAreToldOnce) {
@@ -117,13 +110,27 @@ TEST_F(FolderWatcherTest, AMovedFolderIsWatchedAtItsNewPlaceAndItsItemsSettleThe
   EXPECT_TRUE(test::TurnUntil([&] { return IsChanging(root_ + "/new/f"); }));
 }
 
-TEST_F(FolderWatcherTest, WhatACommandMadeDirtyDoesNotSettle) {
+TEST_F(FolderWatcherTest, AnExternalFolderIsFollowedAndLeft) {
+  const std::string from = Home("ext/from"), to = Home("ext/to");
+  WriteFile(from + "/f", "");
+  model_.SetExternalFolders({from});
+  List(from);
+  WriteFile(from + "/f", "more");
+  ASSERT_TRUE(test::TurnUntil([&] { return IsChanging(from + "/f"); }));
+  fs::rename(from, to);
+  model_.SetExternalFolders({to});
+  watcher_.Follow(from, to);
+  ASSERT_TRUE(IsChanging(to + "/f"));
+  ASSERT_TRUE(Settles(to + "/f"));
+  List(to);
+  watcher_.Leave(to);
+  model_.SetExternalFolders({});
+  changed_.clear();
   List(root_);
-  model_.Find(root_ + "/a")->status = kDirty;
-  WriteFile(root_ + "/a", "more");
-  ASSERT_TRUE(test::TurnUntil([&] { return IsChanging(root_ + "/a"); }));
-  ASSERT_TRUE(Settles(root_ + "/a"));
-  EXPECT_EQ(model_.FindKnown(root_ + "/a")->SyncStatus(), kDirty);
+  WriteFile(to + "/f", "unseen");
+  WriteFile(root_ + "/a", "seen");
+  ASSERT_TRUE(test::TurnUntil([&] { return Changed(root_ + "/a"); }));
+  EXPECT_FALSE(Changed(to + "/f"));
 }
 
 }  // namespace

@@ -11,19 +11,6 @@
 namespace kelvo::sample_agent {
 namespace {
 
-TEST(ListTextWriterTest, OneLockedFileIsWrittenByteForByte) {
-  Item item;
-  item.permissions = sync::EItemPermissions::PERM_VIEW;
-  item.modifiedBy = "bob";
-  item.fileId = "F123";
-  item.itemId = 7;
-  item.lock = sync::ESyncItemLock::SYNC_LOCK;
-  item.lockHolder = "alice";
-  item.lockTime = 1474634018;
-  EXPECT_EQ(WriteStatusList({{"a.txt", item}}),
-            "1:5:a.txt1:0:1044:0:3:bob4:F1237:1:5:alice1474634018:");
-}
-
 TEST(ListTextWriterTest, TheExtensionsReaderGetsEveryFieldBack) {
   Item locked;
   locked.folder = true;
@@ -54,7 +41,6 @@ TEST(ListTextWriterTest, TheExtensionsReaderGetsEveryFieldBack) {
   EXPECT_EQ(response.LockTime(), -1);
   ASSERT_TRUE(response.Next());
   EXPECT_EQ(response.Name(), "7:x");
-  EXPECT_FALSE(response.Folder());
   EXPECT_EQ(static_cast<int>(response.Status()), kDirty);
   EXPECT_EQ(response.Permissions(), sync::EItemPermissions::PERM_UPDATE);
   EXPECT_EQ(response.LockHolder(), "");

@@ -11,22 +11,49 @@ namespace {
 
 class RequestHandlerTest : public test::Fixture, private FolderWatcher::Listener {
  protected:
-  RequestHandlerTest() { handler_.SetAccount({"Ann"}); }
+  using Project = PropertyList::Dictionary;
+
+  RequestHandlerTest() {
+    handler_.SetAccount({"Ann"});
+    WriteFile(museum_ + "/f", "12345");
+  }
 
   std::string MakeFolder() {
     WriteFile(Home("files/a"), "");
     return Home("files");
   }
+  static std::string Value(const Answer& answer, const char* key) {
+    const PropertyList* value = FindValue(answer.message.info, key);
+    return value == nullptr ? "" : value->ToText().value_or("no text");
+  }
   std::vector<Answer> Ask(const std::string& command, PropertyList::Dictionary pairs) {
     pairs.emplace("command", command);
     return handler_.Handle(Event("sync_request", std::move(pairs)));
   }
-  static std::string Value(const Answer& answer, const char* key) {
-    const PropertyList* value = FindValue(answer.message.info, key);
-    return value == nullptr ? "absent" : value->ToText().value_or("no text");
+  // The answers as "event command result;", with a "*" for those that everybody gets.
+  std::string Answers(const std::string& command, PropertyList::Dictionary pairs) {
+    std::string text;
+    for (const Answer& answer : Ask(command, std::move(pairs))) {
+      if (answer.audience == Answer::Audience::kEverybody) text += '*';
+      text += Value(answer, "event_name") + ' ' + Value(answer, "command") + ' ' +
+              Value(answer, "result") + ';';
+    }
+    return text;
+  }
+  std::string List(const std::string& command, const char* computeSynced = "0") {
+    return Value(Ask(command, {{"compute-synced", computeSynced}}).at(0), "project-list");
+  }
+  bool IsServed(const std::string& folder) {
+    return Value(Ask("status-list", {{"path", folder}}).at(0), "list") != "0:";
+  }
+  void SetProjects(std::vector<Project> projects) {
+    Scenario scenario;
+    scenario.projects = std::move(projects);
+    handler_.SetScenario(scenario);
   }
 
   const std::string root_ = MakeFolder();
+  const std::string museum_ = Home("ext/museum");
   FolderModel model_{root_};
   FolderWatcher watcher_{model_, fake_.runLoop, fake_.clock, std::chrono::seconds(2), *this};
   RequestHandler handler_{model_, watcher_, fake_.clock};
@@ -37,62 +64,134 @@ class RequestHandlerTest : public test::Fixture, private FolderWatcher::Listener
 };
 
 TEST_F(RequestHandlerTest, ALockIsSetAndToldToEverybody) {
-  std::vector<Answer> answers = Ask("lock", {{"path", root_ + "/a"}, {"expire", "0"}});
+  const std::vector<Answer> answers = Ask("lock", {{"path", root_ + "/a"}, {"expire", "0"}});
   ASSERT_EQ(answers.size(), 2u);
-  EXPECT_EQ(Value(answers[0], "event_name"), "sync_item");
   EXPECT_EQ(Value(answers[0], "lock"), "2");
   EXPECT_EQ(Value(answers[0], "lock_holder"), "Ann");
   EXPECT_EQ(Value(answers[0], "locktime"), std::to_string(fake_.clock.Now()));
-  EXPECT_EQ(Value(answers[1], "event_name"), "sync_response");
-  EXPECT_EQ(Value(answers[1], "command"), "lock");
   EXPECT_EQ(Value(answers[1], "path"), root_ + "/a");
-  EXPECT_EQ(Value(answers[1], "result"), "0");
-  for (const Answer& answer : answers) {
-    EXPECT_EQ(answer.audience, Answer::Audience::kEverybody);
+  const struct {
+    int result;
+    const char* command;
+    std::string path;
+    const char* answers;
+  } kRows[] = {
+      {0, "unlock", root_ + "/a", "*sync_item  ;*sync_response unlock 0;"},
+      {4, "lock", root_ + "/a", "*sync_response lock 4;"},
+      {0, "unlock", root_ + "/none", "*sync_response unlock 2;"},
+      {0, "unlock", root_ + "/../files/a", "*sync_response unlock 2;"},
+      {0, "lock", "", "*sync_response lock 2;"},
+  };
+  for (const auto& row : kRows) {
+    handler_.SetResult(row.result);
+    EXPECT_EQ(Answers(row.command, {{"path", row.path}}), row.answers);
+    EXPECT_EQ(model_.Find(root_ + "/a")->lock, sync::ESyncItemLock::NO_SYNC_LOCK);
   }
-  answers = Ask("unlock", {{"path", root_ + "/a"}});
-  ASSERT_EQ(answers.size(), 2u);
-  EXPECT_EQ(Value(answers[0], "lock"), "0");
-  EXPECT_EQ(Value(answers[0], "lock_holder"), "");
-}
-
-TEST_F(RequestHandlerTest, ALockThatFailsChangesNothing) {
-  handler_.SetResult(4);
-  std::vector<Answer> answers = Ask("lock", {{"path", root_ + "/a"}});
-  ASSERT_EQ(answers.size(), 1u);
-  EXPECT_EQ(Value(answers[0], "result"), "4");
-  EXPECT_EQ(model_.Find(root_ + "/a")->lock, sync::ESyncItemLock::NO_SYNC_LOCK);
-  handler_.SetResult(0);
-  for (const char* path : {"/none", "/../files/a", "/./a"}) {
-    answers = Ask("unlock", {{"path", root_ + path}});
-    ASSERT_EQ(answers.size(), 1u) << path;
-    EXPECT_EQ(Value(answers[0], "result"), "2") << path;
-  }
-  EXPECT_EQ(Ask("lock", {}).size(), 1u);
 }
 
 TEST_F(RequestHandlerTest, OnlyAKnownFolderHasAList) {
   EXPECT_EQ(Value(Ask("status-list", {{"path", root_}}).at(0), "list"),
             "1:1:a1:0:1064:0:0:2:F11:0:");
-  const std::vector<Answer> answers = Ask("status-list", {{"path", "/etc"}});
-  ASSERT_EQ(answers.size(), 1u);
-  EXPECT_EQ(Value(answers[0], "path"), "/etc");
-  EXPECT_EQ(Value(answers[0], "list"), "0:");
-  EXPECT_EQ(answers[0].audience, Answer::Audience::kAsker);
+  EXPECT_FALSE(IsServed("/etc"));
 }
 
 TEST_F(RequestHandlerTest, ProjectsAreSplitAndTheirTextsSurviveTheReader) {
-  Scenario scenario;
-  scenario.projects = {{{"id", "1"}, {"name", "A & <B> 50%41;"}, {"subscribed", true}},
-                       {{"id", "2"}, {"name", "C"}, {"total-size", 5}}};
-  handler_.SetScenario(scenario);
-  EXPECT_EQ(Value(Ask("subscribed-projects", {}).at(0), "project-list"),
+  SetProjects({{{"id", "1"}, {"name", "A & <B> 50%41;\n\xEF\xBF\xBF"}, {"subscribed", true}},
+               {{"id", "2"}, {"name", "C"}, {"total-size", 5}, {"local-path", "/was"}}});
+  EXPECT_EQ(List("subscribed-projects"),
             "<?xml version=\"1.0\" encoding=\"UTF-8\"?><project-list><project><id>1</id>"
-            "<name>A &amp; &lt;B&gt; 50%25;41;</name><subscribed>1</subscribed></project>"
+            "<name>A &amp; &lt;B&gt; 50%25;41;%0a;%ffff;</name><subscribed>1</subscribed></project>"
             "</project-list>");
-  EXPECT_EQ(Value(Ask("not-subscribed-projects", {}).at(0), "project-list"),
+  EXPECT_EQ(List("not-subscribed-projects"),
             "<?xml version=\"1.0\" encoding=\"UTF-8\"?><project-list><project><id>2</id>"
             "<name>C</name><total-size>5</total-size></project></project-list>");
+}
+
+TEST_F(RequestHandlerTest, AnExternalProjectIsServedWhileItIsSubscribed) {
+  SetProjects({{{"id", "1"}, {"name", "Museum"}}});
+  EXPECT_EQ(Answers("subscribe", {{"project-id", "1"}, {"full-path", museum_}, {"folder-id", ""}}),
+            "*sync_response subscribe 0;*sync_status  ;");
+  EXPECT_NE(List("subscribed-projects").find("<external>1</external>"), std::string::npos);
+  EXPECT_NE(List("subscribed-projects", "1").find("<synced-size>5</synced-size>"),
+            std::string::npos);
+  ASSERT_TRUE(IsServed(museum_));
+  model_.Find(museum_ + "/f")->lock = sync::ESyncItemLock::SYNC_LOCK;
+
+  const std::string hall = Home("ext/hall");
+  std::filesystem::rename(museum_, hall);
+  EXPECT_EQ(Answers("update-project-path", {{"project-id", "1"}, {"path", hall}}),
+            "*sync_response update-project-path 0;*sync_status  ;");
+  EXPECT_FALSE(IsServed(museum_));
+  ASSERT_TRUE(IsServed(hall));
+  EXPECT_EQ(model_.Find(hall + "/f")->lock, sync::ESyncItemLock::SYNC_LOCK);
+
+  EXPECT_EQ(Answers("unsubscribe", {{"project-path", hall}}),
+            "*sync_response unsubscribe 0;*sync_status  ;");
+  EXPECT_FALSE(IsServed(hall));
+  EXPECT_NE(List("not-subscribed-projects").find("<total-size>5</total-size>"), std::string::npos);
+  EXPECT_TRUE(handler_.Projects().Subscribe("1", ""));
+  EXPECT_TRUE(IsServed(hall));
+}
+
+TEST_F(RequestHandlerTest, AFolderIsServedHoweverItsPathIsWritten) {
+  SetProjects({{{"id", "1"}, {"local-path", museum_ + "/./"}, {"external", 1}, {"subscribed", 1}},
+               {{"id", "2"}, {"local-path", "/"}, {"external", 1}, {"subscribed", 1}}});
+  EXPECT_TRUE(IsServed(museum_));
+  EXPECT_FALSE(IsServed("/etc"));
+}
+
+TEST_F(RequestHandlerTest, ProjectRequestsThatFailChangeNothing) {
+  SetProjects({{{"id", "1"}, {"name", "One"}}, {{"id", "2"}, {"name", "../Two"}}});
+  const struct {
+    const char* command;
+    PropertyList::Dictionary pairs;
+  } kRows[] = {
+      {"subscribe", {{"project-id", "9"}}},
+      {"subscribe", {{"project-id", "2"}}},
+      {"subscribe", {{"project-id", "1"}, {"full-path", "relative"}}},
+      {"connect-project", {{"project-id", "1"}, {"full-path", "/"}}},
+      {"unsubscribe", {{"project-id", "1"}}},
+      {"unsubscribe", {{"project-path", ""}}},
+      {"update-project-path", {{"project-id", "1"}}},
+      {"create-external", {{"path", root_ + "/inside"}, {"name", "N"}}},
+      {"create-external", {{"path", "/a/../b"}, {"name", "N"}}},
+      {"create-external", {{"path", museum_}, {"name", ""}}},
+  };
+  for (const auto& row : kRows) {
+    EXPECT_EQ(Answers(row.command, row.pairs),
+              std::string("*sync_response ") + row.command + " 2;");
+  }
+  EXPECT_EQ(List("subscribed-projects").find("<project>"), std::string::npos);
+}
+
+TEST_F(RequestHandlerTest, ProjectsAreCreatedImportedAndChosenInPart) {
+  SetProjects({{{"id", "1"}, {"name", "One"}}, {{"id", "3"}, {"name", "Three"}}});
+  EXPECT_EQ(Answers("create-external", {{"path", museum_}, {"name", "Museum"}}),
+            "*sync_response create-external 0;*sync_status  ;");
+  EXPECT_TRUE(IsServed(museum_));
+  EXPECT_NE(List("subscribed-projects").find("<id>2</id>"), std::string::npos);
+
+  const PropertyList::Dictionary chosen{{"payload", "<select><id>1</id></select>"}};
+  EXPECT_EQ(Answers("set-partial-subscribe", chosen), "*server_response set-partial-subscribe 1;");
+  EXPECT_NE(List("subscribed-projects").find("<partial>1</partial>"), std::string::npos);
+  EXPECT_EQ(Value(Ask("get-partial-subscribe", {{"project-id", "1"}}).at(0), "payload"),
+            "<select><id>1</id></select>");
+  for (const char* payload : {"", "<select>", "<select id='9'/>"}) {
+    EXPECT_EQ(Answers("set-partial-subscribe", {{"payload", payload}}),
+              "*server_response set-partial-subscribe 0;");
+  }
+
+  // The place is set first and told with the import, as an extension does.
+  EXPECT_EQ(Answers("set-project-path", {{"project-id", "3"}, {"path", Home("ext/three")}}),
+            "*sync_response set-project-path 0;");
+  EXPECT_EQ(handler_
+                .Handle(Event("project_import_start", {{"project-ids", "3,9"},
+                                                       {"subscribe-xmls", "0,0"},
+                                                       {"path", "/old"},
+                                                       {"project-root", "/new"}}))
+                .size(),
+            1u);
+  EXPECT_NE(List("subscribed-projects").find(Home("ext/three")), std::string::npos);
 }
 
 TEST_F(RequestHandlerTest, OpeningMessagesAreAnswered) {
@@ -106,37 +205,6 @@ TEST_F(RequestHandlerTest, OpeningMessagesAreAnswered) {
   EXPECT_TRUE(handler_.Handle({kInitComName, {}}).empty());
   EXPECT_TRUE(handler_.Handle(Event("open_file", {{"path", "x"}})).empty());
   EXPECT_TRUE(handler_.Handle({kAgentEventName, {}}).empty());
-}
-
-class AccountFilesTest : public test::Fixture {
- protected:
-  PropertyList::Dictionary Settings() {
-    std::string error;
-    const auto list = ReadXmlPropertyList(ReadFile(AccountFilePath()), &error);
-    EXPECT_TRUE(list.has_value() && list->AsDictionary() != nullptr) << error;
-    return list.has_value() ? *list->AsDictionary() : PropertyList::Dictionary();
-  }
-};
-
-TEST_F(AccountFilesTest, SettingsThatAreThereSurvive) {
-  WriteFile(AccountFilePath(),
-            "<plist version=\"1.0\"><dict><key>user</key><string>ann</string>"
-            "<key>show_green_checkmarks</key><false/><key>master_project_folder</key>"
-            "<string>/old</string><key>config_label</key><string>Mine</string></dict></plist>");
-  const auto account = WriteAccountFile("/new");
-  ASSERT_TRUE(account.has_value());
-  EXPECT_EQ(account->fullName, "ann");
-  const PropertyList::Dictionary settings = Settings();
-  EXPECT_EQ(*FindValue(settings, "master_project_folder"), PropertyList("/new"));
-  EXPECT_EQ(*FindValue(settings, "config_label"), PropertyList("Mine"));
-  EXPECT_EQ(*FindValue(settings, "show_green_checkmarks"), PropertyList(false));
-  EXPECT_EQ(*FindValue(settings, "sync_file_locking"), PropertyList(true));
-  EXPECT_EQ(FindValue(settings, "full_name"), nullptr);
-}
-
-TEST_F(AccountFilesTest, ReadingLeavesNoFileBehind) {
-  EXPECT_EQ(ReadAccountFile().fullName, "Sample User");
-  EXPECT_FALSE(std::filesystem::exists(AccountFilePath()));
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tools/sample_agent/list_text_writer.h"
+
 namespace kelvo::sample_agent {
 namespace {
 
@@ -11,7 +13,7 @@ std::string Plist(const std::string& body) {
   return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">" + body + "</plist>";
 }
 
-TEST(ScenarioTest, ReadsItemsProjectsAndLinks) {
+TEST(ScenarioTest, ReadsEveryPart) {
   const FolderModel model("/srv/files");
   std::string error;
   const auto scenario = ReadScenario(
@@ -19,31 +21,30 @@ TEST(ScenarioTest, ReadsItemsProjectsAndLinks) {
           "<dict><key>items</key><array>"
           "<dict><key>path</key><string>a/b.txt</string><key>lock</key><integer>1</integer>"
           "<key>owner</key><string>Ann</string></dict>"
-          "<dict><key>path</key><string>/srv/files/c</string><key>status</key><integer>7</integer>"
+          "<dict><key>path</key><string>/ext/c</string><key>status</key><integer>7</integer>"
           "<key>lock</key><integer>9</integer><key>lockTime</key><integer>0</integer>"
           "<key>denied</key><integer>2</integer><key>permissions</key><integer>0</integer>"
           "<key>modifiedBy</key><string>Bob</string><key>fileId</key><string>X</string>"
           "<key>itemId</key><integer>-4</integer></dict></array>"
-          "<key>projects</key><array><dict><key>name</key><string>P</string></dict></array>"
-          "<key>publicLinks</key><array><string>a/b.txt</string></array></dict>"),
+          "<key>projects</key><array><dict><key>local-path</key><string>/ext</string></dict></"
+          "array>"
+          "<key>accounts</key><array><dict><key>agentID</key><string>7</string>"
+          "<key>folders</key><array><dict><key>path</key><string>/f</string><key>total</key>"
+          "<integer>9</integer><key>stored</key><integer>8</integer></dict></array></dict></array>"
+          "<key>publicLinks</key><array><string>/ext/c</string></array></dict>"),
       model, kNow, &error);
   ASSERT_TRUE(scenario.has_value()) << error;
   ASSERT_EQ(scenario->items.size(), 2u);
   EXPECT_EQ(scenario->items[0].path, "/srv/files/a/b.txt");
   EXPECT_EQ(scenario->items[0].item.lockHolder, "Ann");
   EXPECT_EQ(scenario->items[0].item.lockTime, kNow);
-  EXPECT_EQ(scenario->items[0].item.permissions, sync::EItemPermissions::PERM_UPDATE);
-  const Item& item = scenario->items[1].item;
-  EXPECT_EQ(item.status, 7);
-  EXPECT_EQ(static_cast<int>(item.lock), 9);
-  EXPECT_EQ(item.lockTime, 0);
-  EXPECT_EQ(item.denied, sync::EPermissionsDenied::UPDATE_PERMISSIONS_DENIED);
-  EXPECT_EQ(item.permissions, sync::EItemPermissions::PERM_NONE);
-  EXPECT_EQ(item.modifiedBy, "Bob");
-  EXPECT_EQ(item.fileId, "X");
-  EXPECT_EQ(item.itemId, -4);
-  EXPECT_EQ(scenario->projects.size(), 1u);
-  EXPECT_EQ(scenario->publicLinks, std::vector<std::string>{"/srv/files/a/b.txt"});
+  EXPECT_EQ(scenario->items[1].path, "/ext/c");
+  EXPECT_EQ(WriteStatusList({{"c", scenario->items[1].item}}), "1:1:c1:7:0:2:3:Bob1:X-4:9:0:0:");
+  EXPECT_EQ(scenario->publicLinks, std::vector<std::string>{"/ext/c"});
+  ASSERT_EQ(scenario->accounts.size(), 1u);
+  EXPECT_EQ(scenario->accounts[0].agentId, "7");
+  EXPECT_EQ(scenario->accounts[0].folders.at(0).stored, 8);
+  EXPECT_FALSE(model.Resolve("/ext/c").has_value());
 }
 
 TEST(ScenarioTest, AMistakeIsToldWithItsPlace) {
@@ -53,12 +54,8 @@ TEST(ScenarioTest, AMistakeIsToldWithItsPlace) {
   } kRows[] = {
       {"<string>x</string>", "neither an array nor a dictionary"},
       {"<dict><key>itmes</key><array/></dict>", "unknown key \"itmes\""},
-      {"<dict><key>items</key><string/></dict>", "\"items\" is not an array"},
-      {"<array><string/></array>", "items 1: is not a dictionary"},
       {"<array><dict><key>path</key><string>a</string></dict><dict/></array>",
        "items 2: \"path\" is missing"},
-      {"<array><dict><key>path</key><string>../x</string></dict></array>",
-       "\"../x\" is not a path in the served folder"},
       {"<array><dict><key>path</key><string>/srv/files2</string></dict></array>",
        "is not a path in the served folder"},
       {"<array><dict><key>path</key><string>a</string><key>lock</key><string>1</string></dict>"
@@ -73,6 +70,15 @@ TEST(ScenarioTest, AMistakeIsToldWithItsPlace) {
        "projects 1: \"a b\" is not the name of an XML element"},
       {"<dict><key>projects</key><array><dict><key>a</key><array/></dict></array></dict>",
        "neither a text nor a number"},
+      {"<dict><key>accounts</key><array><dict/></array></dict>",
+       "accounts 1: \"agentID\" is missing"},
+      {"<dict><key>accounts</key><array><dict><key>agentID</key><string>../x</string></dict></"
+       "array>"
+       "</dict>",
+       "\"agentID\" is not as it should be"},
+      {"<dict><key>accounts</key><array><dict><key>storage</key><array><array/></array></dict>"
+       "</array></dict>",
+       "\"storage\" is not as it should be"},
       {"<dict><key>publicLinks</key><array><integer>1</integer></array></dict>",
        "publicLinks 1: \"publicLinks\" is not a string"},
   };

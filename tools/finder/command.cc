@@ -15,13 +15,18 @@ constexpr Command kCommands[] = {
     {"badges", "badges [--wait SECONDS] DIR", "list a folder's items with their badges", RunBadges},
     {"watch", "watch DIR", "observe a folder and tell each badge that changes", RunWatch},
     {"status", "status", "tell everything that the extension says about itself", RunStatus},
+    {"projects", "projects", "list the account's projects as the extension knows them",
+     RunProjects},
+    {"settings", "settings [--account ID]", "tell what the account's settings files say",
+     RunSettings},
 };
 
 void PrintHelp() {
   constexpr std::size_t kMeaningColumn = 32;
   std::string help =
       "usage: kelvo-finder COMMAND [ARGUMENT...]\n\n"
-      "Asks the Kelvo Finder Sync extension what file managers ask.\n\nCommands:\n";
+      "Asks the Kelvo Finder Sync extension what file managers ask, and shows what it goes by.\n\n"
+      "Commands:\n";
   for (const Command& command : kCommands) {
     std::string line(command.usage);
     line.resize(kMeaningColumn, ' ');

@@ -25,6 +25,8 @@ struct Command {
 int RunBadges(const Command& command, const Arguments& arguments);
 int RunWatch(const Command& command, const Arguments& arguments);
 int RunStatus(const Command& command, const Arguments& arguments);
+int RunProjects(const Command& command, const Arguments& arguments);
+int RunSettings(const Command& command, const Arguments& arguments);
 
 // Finds the sub-command and runs it; also answers --help and --version.
 int RunCommandLine(const Arguments& arguments);

@@ -69,6 +69,16 @@ AgentMessage ProjectsResponse(const std::string& command, std::string projectLis
 
 AgentMessage ResetResponse() { return Event("sync_response", {{"command", "reset-status"}}); }
 
+AgentMessage SyncIdle() {
+  return Event("sync_status", {{"send-count", "0"}, {"receive-count", "0"}});
+}
+
+AgentMessage SettingsChanged(std::optional<std::int64_t> hint) {
+  AgentMessage message{kSettingsChangedName, {}};
+  if (hint.has_value()) message.info.emplace("hint", *hint);
+  return message;
+}
+
 AgentMessage ConnectionStatus(int status, std::int64_t now) {
   return {kConnectionStatusName, {{"status", status}, {"timestamp", now}}};
 }

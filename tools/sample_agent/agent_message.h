@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,10 @@ AgentMessage PublicLinksResponse(const std::string& listName,
 AgentMessage ProjectsResponse(const std::string& command, std::string projectList);
 // Everything said so far is void; ask again.
 AgentMessage ResetResponse();
+// Nothing is on its way any more, so that projects may have changed: ask for them anew.
+AgentMessage SyncIdle();
+// `hint`: which settings; nullopt: not told.
+AgentMessage SettingsChanged(std::optional<std::int64_t> hint);
 // `now`: seconds since 1970.
 AgentMessage ConnectionStatus(int status, std::int64_t now);
 

@@ -19,7 +19,8 @@ constexpr double kLongestHang = 86400;  // seconds
 
 std::string Quote(const std::string& word) { return tools::QuotedText(word, 100); }
 
-bool ParseInteger(const std::string& word, std::int64_t* number, std::string* error) {
+bool ParseInteger(const std::string& word, std::optional<std::int64_t>* number,
+                  std::string* error) {
   int value = 0;
   const auto [end, code] = std::from_chars(word.data(), word.data() + word.size(), value);
   if (code != std::errc() || end != word.data() + word.size()) {
@@ -28,6 +29,15 @@ bool ParseInteger(const std::string& word, std::int64_t* number, std::string* er
   }
   *number = value;
   return true;
+}
+
+std::string JoinWords(const Words& words, std::size_t first) {
+  std::string text;
+  for (std::size_t i = first; i < words.size(); ++i) {
+    if (i > first) text += ' ';
+    text += words[i];
+  }
+  return text;
 }
 
 // The readers of what follows a command's word. They are given the number of words that the
@@ -49,10 +59,7 @@ bool ReadPathAndOwner(const Words& words, Command* command, std::string* error) 
     *error = "after the path comes nothing, or \"by\" and a name";
     return false;
   }
-  for (std::size_t i = 3; i < words.size(); ++i) {
-    if (i > 3) command->text += ' ';
-    command->text += words[i];
-  }
+  command->text = JoinWords(words, 3);
   return true;
 }
 
@@ -64,6 +71,22 @@ bool ReadPathAndCode(const Words& words, Command* command, std::string* error) {
 
 bool ReadNumber(const Words& words, Command* command, std::string* error) {
   return ParseInteger(words[1], &command->number, error);
+}
+
+bool ReadNumberOrNothing(const Words& words, Command* command, std::string* error) {
+  return words.size() == 1 || ParseInteger(words[1], &command->number, error);
+}
+
+bool ReadProjectAndPath(const Words& words, Command* command, std::string* /*error*/) {
+  command->project = words[1];
+  if (words.size() == 3) command->path = words[2];
+  return true;
+}
+
+bool ReadProjectAndName(const Words& words, Command* command, std::string* /*error*/) {
+  command->project = words[1];
+  command->text = JoinWords(words, 2);
+  return true;
 }
 
 bool ReadSeconds(const Words& words, Command* command, std::string* error) {
@@ -130,6 +153,16 @@ constexpr Form kForms[] = {
      "send the list of a folder that nobody asked for"},
     {"reset", CommandKind::kReset, 1, 1, ReadNothing, "reset",
      "tell that everything said so far is void"},
+    {"subscribe", CommandKind::kSubscribe, 2, 3, ReadProjectAndPath, "subscribe ID [PATH]",
+     "the project is subscribed, in this folder"},
+    {"unsubscribe", CommandKind::kUnsubscribe, 2, 2, ReadProjectAndPath, "unsubscribe ID",
+     "it is not; its folder stays on disk"},
+    {"rename-project", CommandKind::kRenameProject, 3, kAnyNumber, ReadProjectAndName,
+     "rename-project ID NAME", "the project has another name"},
+    {"move-project", CommandKind::kMoveProject, 3, 3, ReadProjectAndPath, "move-project ID PATH",
+     "its folder is found there from now on"},
+    {"settings-changed", CommandKind::kSettingsChanged, 1, 2, ReadNumberOrNothing,
+     "settings-changed [HINT]", "tell that settings files have changed"},
     {"help", CommandKind::kHelp, 1, 1, ReadNothing, "help", "this list"},
     {"quit", CommandKind::kQuit, 1, 1, ReadNothing, "quit", "end the Agent"},
 };
@@ -160,7 +193,8 @@ std::optional<Command> ParseCommand(std::string_view line, std::string* error) {
   if (!words.has_value() || words->empty()) return std::nullopt;
   for (const Form& form : kForms) {
     if (words->front() != form.word) continue;
-    Command command{form.kind, "", "", 0, {}};
+    Command command;
+    command.kind = form.kind;
     if (words->size() < form.leastWords || words->size() > form.mostWords) {
       *error = "usage: " + std::string(form.usage);
       return std::nullopt;
@@ -174,7 +208,9 @@ std::optional<Command> ParseCommand(std::string_view line, std::string* error) {
 
 std::string CommandHelp() {
   constexpr std::size_t kMeaningColumn = 30;
-  std::string help = "PATH is absolute or relative to the served folder; quote it as in a shell.";
+  std::string help =
+      "PATH is absolute or relative to the served folder; quote it as in a shell. ID is a "
+      "project's.";
   for (const Form& form : kForms) {
     std::string line(form.usage);
     line.resize(kMeaningColumn, ' ');

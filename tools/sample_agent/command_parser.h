@@ -24,16 +24,24 @@ enum class CommandKind {
   kSend,
   kList,
   kReset,
+  kSubscribe,
+  kUnsubscribe,
+  kRenameProject,
+  kMoveProject,
+  kSettingsChanged,
   kHelp,
   kQuit,
 };
 
 // One line of standard input, understood.
 struct Command {
-  CommandKind kind;
-  std::string path;     // as it was typed; for the commands that take one
-  std::string text;     // kLock: the owner, empty for the user; kSend: the event's name
-  std::int64_t number;  // kDeny, kStatus, kResult: the value; kHang: milliseconds
+  CommandKind kind = CommandKind::kHelp;
+  std::string path;  // as it was typed; for the commands that take one
+  // kLock: the owner, empty for the user; kSend: the event's name; kRenameProject: the new name.
+  std::string text;
+  // kDeny, kStatus, kResult, kSettingsChanged: the value; kHang: milliseconds. None: not typed.
+  std::optional<std::int64_t> number;
+  std::string project;  // its id; for the commands about projects
   StringMap pairs;      // kSend
 };
 

@@ -15,43 +15,86 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string Canonical(std::string_view path, const char* base) {
-  const GLibPtr<char> canonical(g_canonicalize_filename(std::string(path).c_str(), base));
-  return canonical.get();
-}
-
 std::string RealPath(const std::string& path) {
   std::error_code error;
   const fs::path real = fs::canonical(path, error);
   return error ? std::string() : real.string();
 }
 
+void SortByName(std::vector<ListedItem>& items) {
+  std::sort(items.begin(), items.end(),
+            [](const ListedItem& a, const ListedItem& b) { return a.name < b.name; });
+}
+
 }  // namespace
 
-FolderModel::FolderModel(std::string root) : root_(std::move(root)), realRoot_(RealPath(root_)) {}
-
-std::optional<std::string> FolderModel::Resolve(std::string_view path) const {
+std::optional<std::string> AbsolutePath(std::string_view path, const std::string& base) {
   if (path.empty() || path.find('\0') != std::string_view::npos || !IsValidUtf8(path)) {
     return std::nullopt;
   }
-  std::string absolute = Canonical(path, root_.c_str());
-  if (!IsServed(absolute)) return std::nullopt;
+  const GLibPtr<char> canonical(g_canonicalize_filename(std::string(path).c_str(), base.c_str()));
+  std::string absolute = canonical.get();
+  // Two slashes at the front are another place to some systems and are kept by GLib.
+  if (absolute.starts_with("//")) absolute.erase(0, 1);
+  if (absolute == "/") return std::nullopt;
   return absolute;
 }
 
-bool FolderModel::IsServed(const std::string& path) const { return IsPathOrBelow(path, root_); }
+FolderModel::FolderModel(std::string root) : folders_{std::move(root)} {}
+
+void FolderModel::SetExternalFolders(const std::vector<std::string>& folders) {
+  folders_.resize(1);
+  for (const std::string& folder : folders) {
+    if (!folder.starts_with('/')) continue;
+    std::optional<std::string> absolute = AbsolutePath(folder, Root());
+    if (!absolute.has_value() || IsServedFolderItself(*absolute)) continue;
+    folders_.push_back(*std::move(absolute));
+  }
+}
+
+bool FolderModel::IsServed(const std::string& path) const {
+  return std::any_of(folders_.begin(), folders_.end(),
+                     [&path](const std::string& folder) { return IsPathOrBelow(path, folder); });
+}
+
+bool FolderModel::IsServedFolderItself(const std::string& path) const {
+  return std::find(folders_.begin(), folders_.end(), path) != folders_.end();
+}
+
+std::optional<std::string> FolderModel::Resolve(std::string_view path) const {
+  std::optional<std::string> absolute = AbsolutePath(path, Root());
+  if (absolute.has_value() && !IsServed(*absolute)) return std::nullopt;
+  return absolute;
+}
 
 bool FolderModel::IsFolder(const std::string& path) const {
-  if (!IsServed(path) || Resolve(path) != path) return false;
+  if (Resolve(path) != path) return false;
+  // A served folder may lie behind symbolic links; none is followed below it.
+  const std::string real = RealPath(path);
+  const auto leadsTo = [&](const std::string& folder) {
+    return IsPathOrBelow(path, folder) && real == RealPath(folder) + path.substr(folder.size());
+  };
   std::error_code error;
-  return RealPath(path) == realRoot_ + path.substr(root_.size()) && fs::is_directory(path, error);
+  return !real.empty() && std::any_of(folders_.begin(), folders_.end(), leadsTo) &&
+         fs::is_directory(real, error);
+}
+
+std::vector<ListedItem> FolderModel::ListServedIn(const std::string& parent) {
+  std::vector<ListedItem> items;
+  for (const std::string& folder : folders_) {
+    if (ParentOfPath(folder) != parent || !IsFolder(folder)) continue;
+    items.push_back({fs::path(folder).filename().string(), Ensure(folder, true)});
+  }
+  return items;
 }
 
 std::optional<std::vector<ListedItem>> FolderModel::List(const std::string& folder) {
-  if (folder == ParentOfPath(root_)) {
-    return std::vector<ListedItem>{{fs::path(root_).filename().string(), Ensure(root_, true)}};
+  if (!IsFolder(folder)) {
+    std::vector<ListedItem> served = ListServedIn(folder);
+    if (served.empty()) return std::nullopt;
+    SortByName(served);
+    return served;
   }
-  if (!IsFolder(folder)) return std::nullopt;
 
   std::vector<ListedItem> items;
   std::error_code error;
@@ -63,8 +106,7 @@ std::optional<std::vector<ListedItem>> FolderModel::List(const std::string& fold
     const bool isFolder = entry->symlink_status(gone).type() == fs::file_type::directory;
     items.push_back({entry->path().filename().string(), Ensure(path, isFolder)});
   }
-  std::sort(items.begin(), items.end(),
-            [](const ListedItem& a, const ListedItem& b) { return a.name < b.name; });
+  SortByName(items);
   return items;
 }
 
@@ -99,7 +141,7 @@ Item& FolderModel::Ensure(const std::string& path, bool folder) {
 void FolderModel::Forget(const std::string& path) { ErasePaths(items_, path); }
 
 void FolderModel::Move(const std::string& from, const std::string& to) {
-  if (items_.contains(from)) MovePaths(items_, from, to);
+  MovePaths(items_, from, to);
 }
 
 }  // namespace kelvo::sample_agent

@@ -61,6 +61,12 @@ void FolderWatcher::Watch(const std::string& folder) {
   monitors_.emplace(folder, std::move(monitor));
 }
 
+void FolderWatcher::Leave(const std::string& folder) {
+  model_.Forget(folder);
+  ErasePaths(settlesAt_, folder);
+  ErasePaths(monitors_, folder);
+}
+
 void FolderWatcher::OnMonitorEvent(GFileMonitor* /*monitor*/, GFile* file, GFile* other,
                                    GFileMonitorEvent event, gpointer watcher) {
   static_cast<FolderWatcher*>(watcher)->HandleEvent(event, PathOf(file), PathOf(other));
@@ -68,7 +74,7 @@ void FolderWatcher::OnMonitorEvent(GFileMonitor* /*monitor*/, GFile* file, GFile
 
 void FolderWatcher::HandleEvent(GFileMonitorEvent event, const std::string& path,
                                 const std::string& other) {
-  const bool served = model_.Resolve(path).has_value() && path != model_.Root();
+  const bool served = model_.Resolve(path).has_value() && !model_.IsServedFolderItself(path);
   const bool otherServed = !other.empty() && model_.Resolve(other).has_value();
   switch (event) {
     case G_FILE_MONITOR_EVENT_CHANGED:
@@ -77,18 +83,18 @@ void FolderWatcher::HandleEvent(GFileMonitorEvent event, const std::string& path
       if (served) Touch(path);
       break;
     case G_FILE_MONITOR_EVENT_MOVED_IN:
-      if (served && otherServed) Move(other, path);
+      if (served && otherServed) Follow(other, path);
       if (served) Touch(path);
       break;
     case G_FILE_MONITOR_EVENT_MOVED_OUT:
-      if (served && otherServed) Move(path, other);
+      if (served && otherServed) Follow(path, other);
       if (served) Vanish(path);
       break;
     case G_FILE_MONITOR_EVENT_DELETED:
       if (served) Vanish(path);
       break;
     case G_FILE_MONITOR_EVENT_RENAMED:
-      if (served && otherServed) Move(path, other);
+      if (served && otherServed) Follow(path, other);
       if (served) Vanish(path);
       if (otherServed) Touch(other);
       break;
@@ -107,16 +113,14 @@ void FolderWatcher::Touch(const std::string& path) {
 }
 
 void FolderWatcher::Vanish(const std::string& path) {
-  model_.Forget(path);
-  ErasePaths(settlesAt_, path);
-  ErasePaths(monitors_, path);
+  Leave(path);
   foldersWithGoneItems_.insert(ParentOfPath(path));
   if (announceGone_ == 0) {
     announceGone_ = runLoop_.After(kGatherGoneTime, [this] { AnnounceGone(); });
   }
 }
 
-void FolderWatcher::Move(const std::string& from, const std::string& to) {
+void FolderWatcher::Follow(const std::string& from, const std::string& to) {
   model_.Move(from, to);
   MovePaths(settlesAt_, from, to);
 }

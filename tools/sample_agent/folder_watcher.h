@@ -48,6 +48,10 @@ class FolderWatcher {
   // missed in between. Again is harmless. Beyond 8192 folders, and when the kernel has no watches
   // left, the folder is not watched and standard error says so.
   void Watch(const std::string& folder);
+  // The folder is served no longer, and the state of its items void.
+  void Leave(const std::string& folder);
+  // The item is found elsewhere from now on, with everything below it.
+  void Follow(const std::string& from, const std::string& to);
 
  private:
   static void OnMonitorEvent(GFileMonitor* monitor, GFile* file, GFile* other,
@@ -56,7 +60,6 @@ class FolderWatcher {
   void HandleEvent(GFileMonitorEvent event, const std::string& path, const std::string& other);
   void Touch(const std::string& path);
   void Vanish(const std::string& path);
-  void Move(const std::string& from, const std::string& to);
   void Settle();
   void AnnounceGone();
 

@@ -8,9 +8,7 @@
 namespace kelvo::sample_agent {
 
 // The "project-list" of a projects answer: an XML text with one "project" element per project, and
-// in it one element per key. Of `projects` those are taken whose "subscribed" is true or not, as
-// asked. Keys are element names; ReadScenario sees to that.
-std::string WriteProjectList(const std::vector<PropertyList::Dictionary>& projects,
-                             bool subscribed);
+// in it one element per key. Keys are element names; ReadScenario sees to that.
+std::string WriteProjectList(const std::vector<PropertyList::Dictionary>& projects);
 
 }  // namespace kelvo::sample_agent

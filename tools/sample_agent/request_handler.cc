@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "agent/notifications_bridge.h"
-#include "tools/sample_agent/projects_text.h"
 
 namespace kelvo::sample_agent {
 namespace {
@@ -18,19 +17,18 @@ std::string TextOf(const PropertyList::Dictionary& info, std::string_view key) {
   return value == nullptr ? std::string() : value->ToText().value_or("");
 }
 
-Answer ToAsker(AgentMessage message) { return {std::move(message), Answer::Audience::kAsker}; }
-
-Answer ToEverybody(AgentMessage message) {
-  return {std::move(message), Answer::Audience::kEverybody};
-}
-
 }  // namespace
 
 RequestHandler::RequestHandler(FolderModel& model, FolderWatcher& watcher, const Clock& clock)
-    : model_(model), watcher_(watcher), clock_(clock) {}
+    : model_(model), watcher_(watcher), clock_(clock), projects_(model, watcher) {}
+
+void RequestHandler::SetAccount(Account account) {
+  account_ = std::move(account);
+  projects_.SetUser(account_.fullName);
+}
 
 void RequestHandler::SetScenario(const Scenario& scenario) {
-  projects_ = scenario.projects;
+  projects_.SetProjects(scenario.projects);
   publicLinks_ = scenario.publicLinks;
   for (const Scenario::Entry& entry : scenario.items) {
     Item item = entry.item;
@@ -50,6 +48,7 @@ std::vector<Answer> RequestHandler::Handle(const AgentMessage& message) {
 std::vector<Answer> RequestHandler::HandleEvent(const PropertyList::Dictionary& info) {
   const std::string eventName = TextOf(info, "event_name");
   if (eventName == "sync_request") return HandleSyncRequest(info);
+  if (eventName == "project_import_start") return projects_.HandleImport(info);
   if (eventName == "configuration_init") return {ToAsker(Event("configuration_updated", {}))};
   if (eventName == "fp_ping") return {ToAsker(Event("fp_pong", {}))};
   return {};
@@ -64,11 +63,7 @@ std::vector<Answer> RequestHandler::HandleSyncRequest(const PropertyList::Dictio
     return {ToAsker(PublicLinksResponse(
         name, name == kPublicLinks ? publicLinks_ : std::vector<std::string>()))};
   }
-  if (command == "subscribed-projects" || command == "not-subscribed-projects") {
-    const bool subscribed = command == "subscribed-projects";
-    return {ToAsker(ProjectsResponse(command, WriteProjectList(projects_, subscribed)))};
-  }
-  return {};
+  return projects_.HandleCommand(command, info);
 }
 
 std::vector<Answer> RequestHandler::HandleLock(const std::string& command,

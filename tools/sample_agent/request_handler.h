@@ -7,21 +7,16 @@
 #include "platform/clock.h"
 #include "tools/sample_agent/account_files.h"
 #include "tools/sample_agent/agent_message.h"
+#include "tools/sample_agent/answer.h"
 #include "tools/sample_agent/folder_model.h"
 #include "tools/sample_agent/folder_watcher.h"
+#include "tools/sample_agent/project_requests.h"
 #include "tools/sample_agent/scenario.h"
 
 namespace kelvo::sample_agent {
 
 // The connection status in which the extension offers what needs the Agent's service.
 inline constexpr int kConnected = 4;
-
-// What is sent because of one request.
-struct Answer {
-  enum class Audience { kAsker, kEverybody };
-  AgentMessage message;
-  Audience audience = Audience::kAsker;
-};
 
 // Answers what an extension asks of an Agent. An extension waits for no answer, so that silence is
 // a legal one to whatever is not known here.
@@ -31,12 +26,14 @@ class RequestHandler {
  public:
   RequestHandler(FolderModel& model, FolderWatcher& watcher, const Clock& clock);
 
-  void SetAccount(Account account) { account_ = std::move(account); }
-  // Takes the items into the model.
+  void SetAccount(Account account);
+  // Takes the items into the model; after SetAccount, whose user they may be about.
   void SetScenario(const Scenario& scenario);
   // How every later lock and unlock ends. Only 0 changes the item.
   void SetResult(int result) { result_ = result; }
   void SetConnectionStatus(int status) { connectionStatus_ = status; }
+
+  ProjectRequests& Projects() { return projects_; }
 
   // The answers in order; none when the message asks for nothing.
   std::vector<Answer> Handle(const AgentMessage& message);
@@ -56,7 +53,7 @@ class RequestHandler {
   FolderWatcher& watcher_;
   const Clock& clock_;
   Account account_;
-  std::vector<PropertyList::Dictionary> projects_;
+  ProjectRequests projects_;
   std::vector<std::string> publicLinks_;
   int result_ = 0;
   int connectionStatus_ = kConnected;

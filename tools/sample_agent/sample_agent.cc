@@ -34,7 +34,8 @@ bool SampleAgent::Start() {
     PrintError(error);
     return false;
   }
-  if (!LoadScenario()) return false;
+  Scenario scenario;
+  if (!LoadScenario(&scenario)) return false;
   // An Agent that is there already keeps its account, and the extension reads the account's file as
   // soon as it has found the Agent: hence between the two.
   if (!server_.Claim(*path, &error)) {
@@ -43,9 +44,10 @@ bool SampleAgent::Start() {
   }
   if (options_.writeAccount) {
     PrintLine("writing " + PrintableText(AccountFilePath()));
-    std::optional<Account> account = WriteAccountFile(model_.Root());
-    if (!account.has_value()) return false;
+    if (!WriteAccountFiles(scenario.accounts) || !WriteAccountFile(model_.Root())) return false;
   }
+  handler_.SetAccount(ReadAccountFile());
+  handler_.SetScenario(scenario);
   if (!server_.Listen(&error)) {
     PrintError(PrintableText(*path) + ": " + error);
     return false;
@@ -55,17 +57,15 @@ bool SampleAgent::Start() {
   return true;
 }
 
-bool SampleAgent::LoadScenario() {
-  handler_.SetAccount(ReadAccountFile());
+bool SampleAgent::LoadScenario(Scenario* scenario) const {
   if (options_.scenario.empty()) return true;
   std::string error;
-  const std::optional<Scenario> scenario =
-      ReadScenarioFile(options_.scenario, model_, clock_.Now(), &error);
-  if (!scenario.has_value()) {
+  std::optional<Scenario> read = ReadScenarioFile(options_.scenario, model_, clock_.Now(), &error);
+  if (!read.has_value()) {
     PrintError("scenario " + PrintableText(options_.scenario) + ": " + PrintableText(error));
     return false;
   }
-  handler_.SetScenario(*scenario);
+  *scenario = std::move(*read);
   return true;
 }
 
@@ -100,18 +100,19 @@ void SampleAgent::RunLine(const std::string& line) {
 void SampleAgent::Run(const Command& command) {
   switch (command.kind) {
     case CommandKind::kStatus:
-      handler_.SetConnectionStatus(static_cast<int>(command.number));
+      handler_.SetConnectionStatus(static_cast<int>(command.number.value_or(0)));
       server_.SendToAll(handler_.ConnectionStatusNow());
       break;
     case CommandKind::kResult:
-      handler_.SetResult(static_cast<int>(command.number));
-      PrintLine("later lock and unlock requests end with " + std::to_string(command.number));
+      handler_.SetResult(static_cast<int>(command.number.value_or(0)));
+      PrintLine("later lock and unlock requests end with " +
+                std::to_string(command.number.value_or(0)));
       break;
     case CommandKind::kDrop:
       server_.CloseAll();
       break;
     case CommandKind::kHang:
-      Hang(std::chrono::milliseconds(command.number));
+      Hang(std::chrono::milliseconds(command.number.value_or(0)));
       break;
     case CommandKind::kSend:
       server_.SendToAll(Event(command.text, {command.pairs.begin(), command.pairs.end()}));
@@ -121,6 +122,15 @@ void SampleAgent::Run(const Command& command) {
       break;
     case CommandKind::kReset:
       server_.SendToAll(ResetResponse());
+      break;
+    case CommandKind::kSubscribe:
+    case CommandKind::kUnsubscribe:
+    case CommandKind::kRenameProject:
+    case CommandKind::kMoveProject:
+      RunOnProject(command);
+      break;
+    case CommandKind::kSettingsChanged:
+      server_.SendToAll(SettingsChanged(command.number));
       break;
     case CommandKind::kHelp:
       PrintLine(CommandHelp());
@@ -161,7 +171,7 @@ void SampleAgent::RunOnItem(const Command& command) {
       handler_.SetLock(*item, sync::ESyncItemLock::NO_SYNC_LOCK, "");
       break;
     case CommandKind::kDeny:
-      item->denied = static_cast<sync::EPermissionsDenied>(command.number);
+      item->denied = static_cast<sync::EPermissionsDenied>(command.number.value_or(0));
       break;
     case CommandKind::kAllow:
       item->denied = sync::EPermissionsDenied::NO_PERMISSIONS_DENIED;
@@ -170,6 +180,26 @@ void SampleAgent::RunOnItem(const Command& command) {
       return;
   }
   server_.SendToAll(SyncItemEvent(*path, *item));
+}
+
+void SampleAgent::RunOnProject(const Command& command) {
+  ProjectRequests& projects = handler_.Projects();
+  bool done = false;
+  if (command.kind == CommandKind::kSubscribe) {
+    done = projects.Subscribe(command.project, command.path);
+  } else if (command.kind == CommandKind::kUnsubscribe) {
+    done = projects.Unsubscribe(command.project);
+  } else if (command.kind == CommandKind::kRenameProject) {
+    done = projects.Rename(command.project, command.text);
+  } else {
+    done = projects.MoveTo(command.project, command.path);
+  }
+  if (done) {
+    server_.SendToAll(SyncIdle());
+  } else {
+    PrintError("no such project, or no such place for it: " +
+               tools::QuotedText(command.project, 100));
+  }
 }
 
 void SampleAgent::ListUnasked(const std::string& path) {

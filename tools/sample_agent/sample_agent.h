@@ -11,6 +11,7 @@
 #include "tools/sample_agent/folder_model.h"
 #include "tools/sample_agent/folder_watcher.h"
 #include "tools/sample_agent/request_handler.h"
+#include "tools/sample_agent/scenario.h"
 
 namespace kelvo::sample_agent {
 
@@ -33,7 +34,7 @@ class SampleAgent : private AgentServer::Listener, private FolderWatcher::Listen
               std::function<void()> quit);
   ~SampleAgent();
 
-  // Reads the scenario, takes its place, writes the account's file, listens. False, told on
+  // Reads the scenario, takes its place, writes the accounts' files, listens. False, told on
   // standard error, when one of these fails; nothing that comes after it was done then.
   bool Start();
   // One line of standard input. What is wrong with it is told on standard error.
@@ -44,9 +45,10 @@ class SampleAgent : private AgentServer::Listener, private FolderWatcher::Listen
   void OnItemChanged(const std::string& path) override;
   void OnItemsGone(const std::string& folder) override;
 
-  bool LoadScenario();
+  bool LoadScenario(Scenario* scenario) const;
   void Run(const Command& command);
   void RunOnItem(const Command& command);
+  void RunOnProject(const Command& command);
   void ListUnasked(const std::string& path);
   void Hang(std::chrono::milliseconds duration);
 

@@ -45,12 +45,13 @@ class ScenarioReader {
   bool ReadField(std::string_view key, const PropertyList& value, Scenario::Entry* entry);
   bool ReadItem(const PropertyList& value, std::vector<Scenario::Entry>* items);
   bool ReadProject(const PropertyList& value, std::vector<PropertyList::Dictionary>* projects);
+  void ServeAll(const std::vector<PropertyList::Dictionary>& projects);
   bool ReadPart(std::string_view key, const PropertyList& value, Scenario* scenario);
   // Calls `read` for each element; what it says of one is told with the element's place.
   template <typename Read>
   bool ReadEach(std::string_view key, const PropertyList& value, Read read);
 
-  const FolderModel& model_;
+  FolderModel model_;  // serves every project's folder
   const std::int64_t now_;
   std::string error_;
 };
@@ -122,6 +123,15 @@ bool ScenarioReader::ReadProject(const PropertyList& value,
   return true;
 }
 
+void ScenarioReader::ServeAll(const std::vector<PropertyList::Dictionary>& projects) {
+  std::vector<std::string> folders;
+  for (const PropertyList::Dictionary& project : projects) {
+    const PropertyList* folder = FindValue(project, "local-path");
+    if (folder != nullptr) folders.push_back(folder->ToText().value_or(""));
+  }
+  model_.SetExternalFolders(folders);
+}
+
 template <typename Read>
 bool ScenarioReader::ReadEach(std::string_view key, const PropertyList& value, Read read) {
   const PropertyList::Array* array = value.AsArray();
@@ -145,6 +155,11 @@ bool ScenarioReader::ReadPart(std::string_view key, const PropertyList& value, S
       return ReadProject(project, &scenario->projects);
     });
   }
+  if (key == "accounts") {
+    return ReadEach(key, value, [&](const PropertyList& account) {
+      return ReadAccountData(account, &scenario->accounts.emplace_back(), &error_);
+    });
+  }
   if (key == "publicLinks") {
     return ReadEach(key, value, [&](const PropertyList& link) {
       return ReadPath(key, link, &scenario->publicLinks.emplace_back());
@@ -157,8 +172,13 @@ bool ScenarioReader::ReadWhole(const PropertyList& list, Scenario* scenario) {
   if (list.AsArray() != nullptr) return ReadPart("items", list, scenario);
   const PropertyList::Dictionary* parts = list.AsDictionary();
   if (parts == nullptr) return Fail("is neither an array nor a dictionary");
+  // Projects first: items and links may lie in their folders.
+  if (const PropertyList* projects = FindValue(*parts, "projects")) {
+    if (!ReadPart("projects", *projects, scenario)) return false;
+    ServeAll(scenario->projects);
+  }
   for (const auto& [key, value] : *parts) {
-    if (!ReadPart(key, value, scenario)) return false;
+    if (key != "projects" && !ReadPart(key, value, scenario)) return false;
   }
   return true;
 }

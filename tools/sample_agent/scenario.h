@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/property_list.h"
+#include "tools/sample_agent/account_data.h"
 #include "tools/sample_agent/folder_model.h"
 #include "tools/sample_agent/item.h"
 
@@ -20,11 +21,13 @@ struct Scenario {
   };
   std::vector<Entry> items;
   std::vector<PropertyList::Dictionary> projects;
+  std::vector<AccountData> accounts;
   std::vector<std::string> publicLinks;  // absolute paths
 };
 
-// A property list: an array of items, or a dictionary with the arrays "items", "projects" and
-// "publicLinks". Paths are resolved by `model`, which is not changed; a lock without a time gets
+// A property list: an array of items, or a dictionary with the arrays "items", "projects",
+// "accounts" and "publicLinks". Paths are resolved by `model`, which is not changed, or lie in a
+// folder of a project; a lock without a time gets
 // `now` (seconds since 1970). nullopt, with a reason that names the place, when anything in it is
 // not understood: a typing mistake shall not pass silently.
 std::optional<Scenario> ReadScenario(std::string_view text, const FolderModel& model,
