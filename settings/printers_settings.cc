@@ -31,32 +31,6 @@ constexpr char kAgent[] = "1";
 constexpr int kPrintersChanged = 128;
 constexpr mode_t kUserOnly = 0600;
 
-bool WriteAll(int fd, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(fd, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
-}
-
-// False with errno set, and then nothing has changed.
-bool ReplaceFile(const std::string& path, std::string_view bytes, mode_t accessRights) {
-  if (!MakeParentFolders(path)) return false;
-  std::string temporary = path + ".XXXXXX";
-  const UniqueFd fd(::mkostemp(temporary.data(), O_CLOEXEC));
-  if (!fd) return false;
-  if (WriteAll(fd.get(), bytes) && ::fchmod(fd.get(), accessRights) == 0 &&
-      ::fsync(fd.get()) == 0 && ::rename(temporary.c_str(), path.c_str()) == 0) {
-    return true;
-  }
-  const int error = errno;
-  ::unlink(temporary.c_str());
-  errno = error;
-  return false;
-}
-
 }  // namespace
 
 std::string kelvo_PrintersSettings::defaultFilename() {
@@ -148,8 +122,9 @@ std::optional<std::string> kelvo_PrintersSettings::getData() const {
 
 bool kelvo_PrintersSettings::storeData(std::string_view data, const std::string& path,
                                        mode_t accessRights) {
-  if (ReplaceFile(path, data, accessRights)) return true;
-  printError_({errno, path});
+  const int error = ReplaceWholeFile(path, data, accessRights);
+  if (error == 0) return true;
+  printError_({error, path});
   return false;
 }
 

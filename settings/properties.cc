@@ -19,6 +19,7 @@
 #include "settings/file_space.h"
 #include "settings/property_list_limits.h"
 #include "settings/property_list_xml.h"
+#include "settings/whole_file.h"
 
 namespace kelvo {
 namespace {
@@ -97,15 +98,6 @@ ssize_t WriteOnce(int fd, std::string_view bytes) {
     written = ::write(fd, bytes.data(), bytes.size());
   } while (written < 0 && errno == EINTR);
   return written;
-}
-
-bool WriteAll(int fd, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = WriteOnce(fd, bytes);
-    if (written <= 0) return false;
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
 }
 
 // What the file holds now; nullopt when it cannot be read.

@@ -2,12 +2,15 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <stdio.h>
+#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstddef>
 #include <system_error>
 
+#include "base/file_system.h"
 #include "base/logger.h"
 #include "base/string_utils.h"
 #include "base/unique_fd.h"
@@ -44,6 +47,33 @@ std::optional<std::string> ReadWholeFile(const std::string& path, int* error) {
     bytes.append(chunk, static_cast<std::size_t>(size));
     if (bytes.size() > kMaxBytes) return Failed(path, EFBIG, error);
   }
+}
+
+int ReplaceWholeFile(const std::string& path, std::string_view bytes, mode_t accessRights) {
+  if (!MakeParentFolders(path)) return errno;
+  std::string temporary = path + ".XXXXXX";
+  UniqueFd fd(::mkostemp(temporary.data(), O_CLOEXEC));
+  if (!fd) return errno;
+  // Only what has reached the disk may take the old file's place.
+  if (WriteAll(fd.get(), bytes) && ::fchmod(fd.get(), accessRights) == 0 &&
+      ::fsync(fd.get()) == 0 && ::close(fd.Release()) == 0 &&
+      ::rename(temporary.c_str(), path.c_str()) == 0) {
+    return 0;
+  }
+  const int error = errno;
+  ::unlink(temporary.c_str());
+  return error;
+}
+
+bool WriteAll(int fd, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(fd, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written == 0) errno = ENOSPC;
+    if (written <= 0) return false;
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
 }
 
 }  // namespace kelvo

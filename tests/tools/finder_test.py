@@ -197,7 +197,7 @@ class FinderTest(unittest.TestCase):
         self.assertEqual(self.finder("projects")[2],
                          b"kelvo-finder: no list from the Agent yet\n")
 
-    def test_settings_are_shown_without_secrets_and_made_by_nobody(self):
+    def test_settings_are_shown_without_secrets_and_stay_as_they_are(self):
         self.assertEqual(self.finder("settings"), (
             1, b"", b"kelvo-finder: there is no account yet\n"))
         folder = os.path.join(self.session.home, "Library/Preferences/com.kelvo.vip")
@@ -222,7 +222,8 @@ class FinderTest(unittest.TestCase):
         # Key or file, and what stands behind it, blanks made one.
         lines = [" ".join(line.split()) for line in output.decode().split("\n")]
         for line in ("Account 1 " + folder, "Account 10 " + other, "server s.example\\\\",
-                     "rcid set", "trace_level 9", "auto_upgrade true (default)",
+                     "rcid set", "trace_level 9",
+                     "master_project_folder %s/Kelvo Workplace (default)" % self.session.home, "auto_upgrade true (default)",
                      "storage_quota.xml: not there", "included /in", "excluded /out",
                      "quota unlimited", "this computer 2.0 KB of 4.0 KB stored",
                      "categories images", "excluded *.tmp", "fingerprints 2",
@@ -230,9 +231,9 @@ class FinderTest(unittest.TestCase):
             self.assertIn(line, lines)
         for secret in (b"RCID-VALUE", b"SECRET", b"FINGER"):
             self.assertNotIn(secret, output)
-        self.assertEqual(sorted(os.path.join(place, name) for place, _, names in os.walk(folder)
-                                for name in names),
-                         sorted([*files, other + "/storage_quota.xml"]))
+        for path, contents in files.items():
+            with open(path, "rb") as file:
+                self.assertEqual(plistlib.load(file), contents)
         one = self.finder("settings", "--account", "10")[1].decode()
         self.assertIn("Account 10", one)
         self.assertNotIn("Account 1 ", one)

@@ -1,11 +1,7 @@
-#include <algorithm>
 #include <chrono>
 #include <condition_variable>
-#include <filesystem>
 #include <mutex>
-#include <system_error>
 #include <thread>
-#include <utility>
 
 #include "base/logger.h"
 #include "settings/account_list.h"
@@ -45,30 +41,6 @@ class WaitingNote {
   std::thread thread_;  // last: it uses the others
 };
 
-struct AccountFolder {
-  std::string agentId;
-  std::string path;
-};
-
-// In the order of the account list, which cannot be asked: it makes the files that it misses.
-std::vector<AccountFolder> FindAccounts() {
-  std::vector<AccountFolder> accounts;
-  std::error_code error;
-  const std::string base = AccountList::defaultConfigPath();
-  if (std::filesystem::is_directory(base, error)) accounts.push_back({"1", base});
-  for (std::filesystem::directory_iterator entry(base, error), end; !error && entry != end;
-       entry.increment(error)) {
-    const std::string path = entry->path().string();
-    std::error_code gone;
-    const bool named = entry->path().filename().string().starts_with("account_");
-    if (!named || !entry->is_directory(gone)) continue;
-    accounts.push_back({AccountList::extractAgentID(path), path});
-  }
-  std::sort(accounts.begin(), accounts.end(),
-            [](const auto& a, const auto& b) { return a.agentId < b.agentId; });
-  return accounts;
-}
-
 }  // namespace
 
 int RunSettings(const Command& command, const Arguments& arguments) {
@@ -79,19 +51,20 @@ int RunSettings(const Command& command, const Arguments& arguments) {
   bool found = false;
   {
     const WaitingNote note;
-    for (const AccountFolder& account : FindAccounts()) {
-      if (one && account.agentId != arguments[1]) continue;
+    // Without the secrets, which nobody is to see.
+    AccountList& accounts = AccountList::defaultAccountListWithPassword(false);
+    for (std::size_t i = 0; i < accounts.count(); ++i) {
+      Account& account = accounts.accountAtIndex(i);
+      if (one && account.agentID() != arguments[1]) continue;
       found = true;
-      tools::PrintLine("Account " + tools::PrintableText(account.agentId) + "  " +
-                       tools::PrintableText(account.path));
-      PrintAccountFiles(account.path);
+      PrintAccount(account);
     }
     if (!one && found) {
       tools::PrintLine("All accounts");
       PrintSharedFiles(AccountList::defaultConfigPath());
     }
   }
-  if (!one && found) PrintPrinters(AccountList::defaultConfigPath());
+  if (!one && found) PrintPrinters();
   CLogger::m_Instance = nullptr;
   if (!found) return Fail(one ? "there is no such account" : "there is no account yet");
   return kSuccess;

@@ -7,16 +7,8 @@
 #include <system_error>
 #include <vector>
 
-#include "platform/background_queue.h"
 #include "platform/linux/cups_printing.h"
-#include "settings/account_list.h"
-#include "settings/agent_settings.h"
-#include "settings/filter_settings.h"
-#include "settings/fingerprint_settings.h"
 #include "settings/printers_settings.h"
-#include "settings/storage_folders_info.h"
-#include "settings/storage_quota_info.h"
-#include "settings/storage_settings.h"
 #include "settings/update_settings.h"
 #include "settings/value_utilities.h"
 #include "tools/terminal_text.h"
@@ -36,7 +28,6 @@ void PrintValue(std::string_view name, const std::string& value) {
 
 const char* YesOrNo(bool value) { return value ? "yes" : "no"; }
 
-// Reading a file that is not there would leave an empty one behind.
 bool IsThere(const std::string& folder, const std::string& name) {
   std::error_code error;
   const bool there = std::filesystem::exists(folder + '/' + name, error);
@@ -44,39 +35,21 @@ bool IsThere(const std::string& folder, const std::string& name) {
   return there;
 }
 
-// The default of one setting depends on the list of all accounts. It stays empty here: to load it
-// makes the files that it misses, and asks for secrets.
-class NoAccounts : public BackgroundQueue {
- public:
-  void Async(std::function<void()> /*work*/) override {}
-};
-
 std::string ValueOf(const SettingLine& line) {
   // It identifies the account's secret.
   if (line.key == "rcid") return line.value.value_or("").empty() ? "not set" : "set";
-  // Its default is made of more than this record.
-  if (line.key == "master_project_folder" && !line.isStored) return "not set";
   return line.value.value_or("none") + (line.isStored ? "" : "  (default)");
 }
 
-void PrintAgentSettings(const std::string& folder) {
-  if (!IsThere(folder, "user_info.plist")) return;
-  kelvoAgentSettings settings(folder);
-  if (!settings.loadSettingsWithoutPassword()) {
-    tools::PrintLine("    cannot be read: every value is the default");
+void PrintAgentSettings(Account& account) {
+  tools::PrintLine("  user_info.plist");
+  for (const SettingLine& line : account.agentSettings().describe()) {
+    PrintValue(line.key, ValueOf(line));
   }
-  static NoAccounts noAccounts;
-  AccountList::SetSettingsQueue(&noAccounts);
-  for (const SettingLine& line : settings.describe()) PrintValue(line.key, ValueOf(line));
 }
 
-void PrintStorage(const std::string& folder) {
-  kelvo_StorageSettings settings(folder);
-  if (IsThere(folder, "storage_info.plist")) {
-    settings.loadFromSpecificPath(folder + "/storage_info.plist");
-  } else if (IsThere(folder, "share_info.plist")) {
-    settings.loadOldShareInfoFromFile(folder + "/share_info.plist");
-  }
+void PrintStorage(kelvo_StorageSettings& settings) {
+  tools::PrintLine("  storage_info.plist");
   for (const PropertyList& row : settings.pathsAndFlags()) {
     const PropertyList::Array* cells = row.AsArray();
     if (cells == nullptr || cells->size() < 2) continue;
@@ -85,10 +58,9 @@ void PrintStorage(const std::string& folder) {
   }
 }
 
-void PrintStorageFolders(const std::string& folder) {
-  if (!IsThere(folder, "storage_folders.xml")) return;
-  kelvo_StorageFoldersInfo info(folder);
-  info.load();
+void PrintStorageFolders(Account& account) {
+  if (!IsThere(account.accountFolderPath(), "storage_folders.xml")) return;
+  const kelvo_StorageFoldersInfo& info = account.storageFoldersInfo();
   for (const kelvo_StorageFolderStatus& status : info.list()) {
     PrintValue(FileSizeString(status.stored()) + " of " + FileSizeString(status.total()),
                status.path());
@@ -97,10 +69,9 @@ void PrintStorageFolders(const std::string& folder) {
              FileSizeString(info.stored()) + " of " + FileSizeString(info.total()) + " stored");
 }
 
-void PrintStorageQuota(const std::string& folder) {
-  if (!IsThere(folder, "storage_quota.xml")) return;
-  kelvo_StorageQuotaInfo info(folder);
-  if (!info.load()) return;
+void PrintStorageQuota(Account& account) {
+  if (!IsThere(account.accountFolderPath(), "storage_quota.xml")) return;
+  const kelvo_StorageQuotaInfo& info = account.storageQuotaInfo();
   const auto stored = [](std::int64_t part, std::int64_t whole) {
     return FileSizeString(part) + " of " + FileSizeString(whole) + " stored";
   };
@@ -112,10 +83,8 @@ void PrintStorageQuota(const std::string& folder) {
   PrintValue("within the quota", YesOrNo(info.inQuota()));
 }
 
-void PrintFilter(const std::string& folder) {
-  if (!IsThere(folder, "filter_info.plist")) return;
-  kelvo_FilterSettings settings(folder);
-  settings.load();
+void PrintFilter(const kelvo_FilterSettings& settings) {
+  tools::PrintLine("  filter_info.plist");
   std::string categories;
   for (const std::string_view category : kFilterCategories) {
     if (!settings.predefIncludeFilterValue(category)) continue;
@@ -130,22 +99,19 @@ void PrintFilter(const std::string& folder) {
                                             std::to_string(settings.maxFileSize()));
 }
 
-void PrintFingerprints(const std::string& folder) {
-  if (!IsThere(folder, "finger_prints.plist")) return;
-  kelvo_FingerprintSettings settings(folder);
-  settings.load();
-  PrintValue("fingerprints", std::to_string(settings.getFingerprintsArray().size()));
-}
-
 }  // namespace
 
-void PrintAccountFiles(const std::string& folder) {
-  PrintAgentSettings(folder);
-  PrintStorage(folder);
-  PrintStorageFolders(folder);
-  PrintStorageQuota(folder);
-  PrintFilter(folder);
-  PrintFingerprints(folder);
+void PrintAccount(Account& account) {
+  tools::PrintLine("Account " + tools::PrintableText(account.agentID()) + "  " +
+                   tools::PrintableText(account.accountFolderPath()));
+  PrintAgentSettings(account);
+  PrintStorage(account.storageSettings());
+  PrintStorageFolders(account);
+  PrintStorageQuota(account);
+  PrintFilter(account.filterSettings());
+  tools::PrintLine("  finger_prints.plist");
+  PrintValue("fingerprints",
+             std::to_string(account.fingerprintSettings().getFingerprintsArray().size()));
 }
 
 void PrintSharedFiles(const std::string& folder) {
@@ -155,8 +121,8 @@ void PrintSharedFiles(const std::string& folder) {
   PrintValue("update_server", settings.updateServerName());
 }
 
-void PrintPrinters(const std::string& folder) {
-  IsThere(folder, "printer_info.plist");
+void PrintPrinters() {
+  tools::PrintLine("  printer_info.plist");
   CupsPrinting printing;
   kelvo_PrintersSettings printers(printing);
   for (std::size_t i = 0; i < printers.count(); ++i) {

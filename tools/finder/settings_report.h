@@ -3,14 +3,15 @@
 
 #include <string>
 
+#include "settings/account.h"
+
 namespace kelvo::finder {
 
-// Prints the files of one configuration folder. What is not there is said to be so, and not made.
-void PrintAccountFiles(const std::string& folder);
-// The files that all accounts share.
+void PrintAccount(Account& account);
+// The files in the configuration folder that all accounts share.
 void PrintSharedFiles(const std::string& folder);
 // The computer's printers and which of them are selected, for all accounts. Asks the printing
 // system, which may take some seconds.
-void PrintPrinters(const std::string& folder);
+void PrintPrinters();
 
 }  // namespace kelvo::finder
