@@ -142,6 +142,7 @@ void NotificationsBridge::drainOutgoing() {
       if (outgoing_.empty()) return;
     }
     startCommunication();
+    if (opening_ != Opening::kDone) return;
     Outgoing message;
     {
       CMutexLock lock(mutex_);

@@ -1,8 +1,8 @@
 // The life of the extension: start, the Agent's configuration, watched folders.
 #include "core/finder_sync.h"
 
-#include <algorithm>
 #include <chrono>
+#include <unordered_set>
 #include <utility>
 
 #include "agent/sync_api.h"
@@ -83,16 +83,17 @@ void FinderSync::init() {
 // The accounts come without their secrets: nothing of the extension needs those from here, and no
 // list of projects shall wait for a keyring.
 void FinderSync::createProjectsList() {
-  AccountList::SetSettingsQueue(&platform_.settingsQueue);
+  AccountList::SetSettingsQueue(&platform_.accountsQueue);
   AccountList::defaultAccountListWithPassword(false);
   ProjectsList::SetFactory([&platform = platform_] {
-    return std::make_unique<ProjectsList>(platform.runLoop, platform.settingsQueue);
+    return std::make_unique<ProjectsList>(platform.runLoop, platform.accountsQueue);
   });
   ProjectsList::createInstance();
   ProjectsList::addClient(this, kHandleProjectsListChanged);
 }
 
 void FinderSync::dealloc() {
+  *alive_ = nullptr;
   DeallocBridge();
   ProjectsList::removeClient(this);
   RemoveAgentObserver(&connectionObserver_);
@@ -204,10 +205,10 @@ void FinderSync::refreshAllBadges() {
 void FinderSync::setWatchedFolders() {
   const std::string workplace = configuration_->WorkplaceFolder();
   std::vector<std::string> folders;
-  const auto add = [&folders](const std::string& path) {
+  std::unordered_set<std::string> known;
+  const auto add = [&](const std::string& path) {
     std::string url = DirectoryURL(path);
-    const bool known = std::find(folders.begin(), folders.end(), url) != folders.end();
-    if (!url.empty() && !known) folders.push_back(std::move(url));
+    if (!url.empty() && known.insert(url).second) folders.push_back(std::move(url));
   };
   if (const ProjectsList* projects = ProjectsList::defaultProjectsList()) {
     for (const Project& project : projects->subscribedExternalProjects()) add(project.path());

@@ -4,7 +4,7 @@
 
 namespace kelvo {
 
-// One worker that runs blocking work in the order in which it was handed over: whatever waits for a
+// A worker that runs blocking work in the order in which it was handed over: whatever waits for a
 // settings file's lock or for the secret store.
 class BackgroundQueue {
  public:

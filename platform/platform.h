@@ -17,6 +17,9 @@ struct Platform {
   Clock& clock;
   RunLoop& runLoop;
   BackgroundQueue& settingsQueue;
+  // For the files of accounts and projects: a lock that somebody keeps on one of these must not
+  // hold the configuration, without which there is no badge.
+  BackgroundQueue& accountsQueue;
   AgentTransport& agentTransport;
   FinderController& finderController;
   SecretStore& secretStore;

@@ -39,15 +39,22 @@ xmlNode* NextNode(xmlNode* node, const xmlNode* root) {
   return node == root ? nullptr : node->next;
 }
 
+// The white space directly below the node, if there are elements, too.
+void RemoveBlankChildren(xmlNode* node) {
+  if (xmlFirstElementChild(node) == nullptr) return;
+  xmlNode* next = nullptr;
+  for (xmlNode* child = node->children; child != nullptr; child = next) {
+    next = child->next;
+    if (xmlIsBlankNode(child) == 0) continue;
+    xmlUnlinkNode(child);
+    xmlFreeNode(child);
+  }
+}
+
 // White space between elements would keep the serialiser from indenting them.
 void RemoveBlanks(xmlNode* root) {
-  xmlNode* next = nullptr;
-  for (xmlNode* node = root; node != nullptr; node = next) {
-    next = NextNode(node, root);
-    const bool besideElement = xmlFirstElementChild(node->parent) != nullptr;
-    if (node == root || xmlIsBlankNode(node) == 0 || !besideElement) continue;
-    xmlUnlinkNode(node);
-    xmlFreeNode(node);
+  for (xmlNode* node = root; node != nullptr; node = NextNode(node, root)) {
+    if (node->type == XML_ELEMENT_NODE) RemoveBlankChildren(node);
   }
 }
 

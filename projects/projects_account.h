@@ -1,6 +1,6 @@
 // What the list of projects takes from the account's settings.
 //
-// Threads: settings worker.
+// Threads: accounts worker.
 #pragma once
 
 #include <set>

@@ -1,6 +1,6 @@
 // The disk copy of the subscribed projects: a property list, an array with one dictionary each.
 //
-// Threads: settings worker. No file lock is taken: a reader finds the old or the new file.
+// Threads: accounts worker. No file lock is taken: a reader finds the old or the new file.
 #pragma once
 
 #include <string>

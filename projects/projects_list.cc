@@ -19,6 +19,8 @@ namespace {
 constexpr char kListObject[] = "ProjectsList";
 constexpr char kFileName[] = "subscribed_projects.plist";
 constexpr std::chrono::seconds kOperationLimit{180};
+// The connection statuses in which the Agent answers for its projects.
+constexpr int kStatusesWithProjects[] = {3, 4};
 
 constexpr Selector kHandleQuota{"handleProjectQuota"};
 constexpr Selector kHandleSyncResponse{"handleSyncResponse"};
@@ -65,6 +67,7 @@ void TakeRows(ProjectsList::Projects rows, ProjectsList::Projects& known) {
   if (!known.empty() && !rows.empty()) {
     std::unordered_set<std::string> ids;
     for (const Project& row : rows) ids.insert(row.id());
+    ids.erase("");
     std::erase_if(known, [&](const Project& project) { return ids.contains(project.id()); });
   }
   known.insert(known.end(), std::make_move_iterator(rows.begin()),
@@ -118,9 +121,9 @@ ProjectsList* ProjectsList::defaultProjectsList() {
   return TheRegistry().instance.get();
 }
 
-ProjectsList::ProjectsList(RunLoop& runLoop, BackgroundQueue& settingsQueue)
+ProjectsList::ProjectsList(RunLoop& runLoop, BackgroundQueue& accountsQueue)
     : runLoop_(runLoop),
-      settingsQueue_(settingsQueue),
+      accountsQueue_(accountsQueue),
       alive_(std::make_shared<ProjectsList*>(this)) {
   // The worker uses the list of accounts, which only the main loop may make.
   AccountList::defaultAccountList();
@@ -160,7 +163,9 @@ void ProjectsList::performSelector(Selector selector, const PropertyList::Dictio
 
 void ProjectsList::notifyConnectionStatus(int status, std::int64_t /*timestamp*/,
                                           const char* /*agentID*/) {
-  if (status == 3 || status == 4) requestAll();
+  for (const int answering : kStatusesWithProjects) {
+    if (status == answering) requestAll();
+  }
 }
 
 void ProjectsList::notifyAgentSettings(int /*hint*/, const char* /*agentID*/) {
@@ -263,7 +268,7 @@ void ProjectsList::storeProjectList() const {
   for (const Projects* kind : {&subscribedSyncProjects_, &subscribedExternalProjects_}) {
     for (const Project& project : *kind) rows.emplace_back(project.dictionary());
   }
-  settingsQueue_.Async([list = PropertyList(std::move(rows))] {
+  accountsQueue_.Async([list = PropertyList(std::move(rows))] {
     (void)StoreProjectsFile(GetConfigurationPath(kFileName), list);
   });
 }
@@ -290,7 +295,8 @@ void ProjectsList::setPendingSyncOperation(OperationState state,
 bool ProjectsList::pendingProjectExists() const {
   const auto& id = pendingSyncOperationProjectId_;
   const auto& path = pendingSyncOperationProjectPath_;
-  return (id && projectWithId(*id) != nullptr) || (path && projectWithPath(*path) != nullptr);
+  return (id && projectWithId(*id) != nullptr) ||
+         (path && !path->empty() && projectWithPath(*path) != nullptr);
 }
 
 void ProjectsList::startTimerWithTimeout(std::chrono::milliseconds timeout) {

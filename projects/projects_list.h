@@ -28,7 +28,7 @@ inline constexpr char kProjectsListChanged[] = "projects_list_changed";
 // says.
 //
 // Threads: main loop. What reads or writes a file (disk copy, the account's settings) is done on
-// the settings worker, in order, and what depends on it goes on here afterwards.
+// the accounts worker, in order, and what depends on it goes on here afterwards.
 // Lifetime: made by the first client, freed when the last one leaves.
 class ProjectsList final : private AgentEventReceiver, private AgentNotificationReceiver {
  public:
@@ -49,7 +49,7 @@ class ProjectsList final : private AgentEventReceiver, private AgentNotification
   static void createInstance();
   static ProjectsList* defaultProjectsList();
 
-  ProjectsList(RunLoop& runLoop, BackgroundQueue& settingsQueue);
+  ProjectsList(RunLoop& runLoop, BackgroundQueue& accountsQueue);
   ~ProjectsList();
   ProjectsList(const ProjectsList&) = delete;
   ProjectsList& operator=(const ProjectsList&) = delete;
@@ -158,11 +158,11 @@ class ProjectsList final : private AgentEventReceiver, private AgentNotification
   const Project* firstSubscribed(const std::function<bool(const Project&)>& which) const;
   const Project* projectHolding(const std::string& path) const;
 
-  // Does `work` on the settings worker and hands its result to `then` here, if the list is still
+  // Does `work` on the accounts worker and hands its result to `then` here, if the list is still
   // there.
   template <typename Work, typename Then>
   void onWorker(Work work, Then then) const {
-    settingsQueue_.Async(
+    accountsQueue_.Async(
         [&runLoop = runLoop_, alive = alive_, work = std::move(work), then = std::move(then)] {
           runLoop.Post([alive, then, result = work()]() mutable {
             if (*alive != nullptr) then(**alive, std::move(result));
@@ -171,7 +171,7 @@ class ProjectsList final : private AgentEventReceiver, private AgentNotification
   }
 
   RunLoop& runLoop_;
-  BackgroundQueue& settingsQueue_;
+  BackgroundQueue& accountsQueue_;
   // Null inside once the list is gone; read on the main loop only.
   const std::shared_ptr<ProjectsList*> alive_;
 

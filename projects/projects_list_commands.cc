@@ -140,7 +140,8 @@ void ProjectsList::createEPPath(const std::string& path, const std::string& name
 
 void ProjectsList::updateProjectOldPath(const std::string& oldPath, const std::string& newPath) {
   subscriptionChanges();
-  const Project* project = projectWithPath(oldPath);
+  // A project without a folder here has the empty path.
+  const Project* project = oldPath.empty() ? nullptr : projectWithPath(oldPath);
   if (project == nullptr) {
     KELVO_LOG(kLogError, "ERROR: Project not found!");
     return;

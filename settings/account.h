@@ -13,7 +13,7 @@ namespace kelvo {
 
 // One account of the Agent: the settings of one configuration folder.
 //
-// Threads: one at a time, in the extension the settings worker. Most accessors read a file again,
+// Threads: one at a time, in the extension the accounts worker. Most accessors read a file again,
 // and wait for its lock. Without the folder nothing is read or made: what was known stays.
 class Account {
  public:

@@ -48,6 +48,8 @@ class AccountList final : public AgentNotificationReceiver {
 
   // Main loop. Reads the account again, or takes it in when its folder has come; null is the first
   // account, by way of processPath. An identifier that leads to another folder is ignored.
+  // Deliberate: the channel names "0" in every notice, so that those reach no account but that of
+  // the folder "account_0".
   void notifyAgentSettings(int hint, const char* agentID) override;
 
   // What follows the first component that holds "account_", cut at its eighth character wherever

@@ -32,7 +32,7 @@ struct SettingLine {
 // memory until it is stored; one whose text is not valid UTF-8 changes nothing and is logged.
 //
 // Threads: one at a time; what reads or stores secrets, one in the process. Loading and storing
-// wait for the file's lock and for the secret store: settings worker only.
+// wait for the file's lock and for the secret store: on a worker only.
 class kelvoAgentSettings {
  public:
   // Without a path: defaults only.

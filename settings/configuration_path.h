@@ -3,7 +3,7 @@
 // The folder is worked out once, at the first request, and kept for the life of the process; a
 // change of the active configuration takes effect only in a new process. The first request reads
 // the list of configurations under its file lock and blocks for as long as another process keeps
-// that: make it on the settings worker. A request meanwhile waits for the first; later ones are
+// that: make it on a worker. A request meanwhile waits for the first; later ones are
 // served from memory. Any thread.
 #pragma once
 

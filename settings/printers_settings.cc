@@ -1,9 +1,6 @@
 #include "settings/printers_settings.h"
 
 #include <errno.h>
-#include <fcntl.h>
-#include <stdio.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,7 +11,6 @@
 #include "base/file_system.h"
 #include "base/logger.h"
 #include "base/string_utils.h"
-#include "base/unique_fd.h"
 #include "settings/agent_observer.h"
 #include "settings/configuration_path.h"
 #include "settings/properties.h"
@@ -131,7 +127,12 @@ bool kelvo_PrintersSettings::storeData(std::string_view data, const std::string&
 // What nobody could read gets a second name before another file takes its place; an earlier such
 // file stays. False when it is lost otherwise, which is shown.
 bool kelvo_PrintersSettings::keepIfDamaged(const std::string& path) {
-  const auto old = readDataFromFile(path, false);
+  int error = 0;
+  const auto old = ReadWholeFile(path, &error);
+  if (!old && error != ENOENT && error != ENOTDIR) {
+    printError_({error, path});
+    return false;
+  }
   if (!old || old->empty() || readFromData(*old)) return true;
   const std::string copy = path + ".damaged";
   if (::link(path.c_str(), copy.c_str()) == 0 || errno == EEXIST) return true;

@@ -1,7 +1,7 @@
 // Property-list files shared with the Agent, and typed values in them.
 //
 // Paths are in the file system's form. Every call that takes a path waits for the file's lock, for
-// as long as another process keeps it: settings worker only. Reasons for failure are logged here.
+// as long as another process keeps it: on a worker only. Reasons for failure are logged here.
 #pragma once
 
 #include <cstdint>

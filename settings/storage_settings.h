@@ -11,7 +11,7 @@ namespace kelvo {
 // Which local folders the account stores: the list of rows [path, whether it is included] in
 // "storage_info.plist", else the older "share_info.plist", which is only read.
 //
-// Threads: one at a time. Loading and storing wait for the file's lock: settings worker.
+// Threads: one at a time. Loading and storing wait for the file's lock: on a worker.
 class kelvo_StorageSettings {
  public:
   // `path`: the account's configuration folder; empty for a record without files. Nothing is read

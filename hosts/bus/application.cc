@@ -6,6 +6,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <string_view>
@@ -71,8 +72,8 @@ Application::Application(std::unique_ptr<BusConnection> connection)
       userDefaults_(ExpandTildeInPath(kUserDefaultsFile)),
       menusChanged_(runLoop_, clock_, kMenusChangedInterval,
                     [this] { service_.EmitMenusChanged(); }),
-      finderSync_(Platform{clock_, runLoop_, settingsQueue_, agentTransport_, finderController_,
-                           secretStore_, userDefaults_, systemLog_},
+      finderSync_(Platform{clock_, runLoop_, settingsQueue_, accountsQueue_, agentTransport_,
+                           finderController_, secretStore_, userDefaults_, systemLog_},
                   OwnBundle(), this),
       calls_(finderSync_, badges_) {}
 
@@ -80,8 +81,15 @@ int Application::Run() {
   const bool served = Serve();
   const int exitCode = served ? 0 : 1;
   const bool callsEnded = service_.Stop(kCallsPatience);
-  const bool settingsWritten = settingsQueue_.Finish(kSettingsPatience);
-  if (!callsEnded || !settingsWritten) {
+  const auto limit = std::chrono::steady_clock::now() + kSettingsPatience;
+  const auto left = [limit] {
+    return std::max(std::chrono::duration_cast<std::chrono::milliseconds>(
+                        limit - std::chrono::steady_clock::now()),
+                    std::chrono::milliseconds(0));
+  };
+  const bool settingsWritten = settingsQueue_.Finish(left());
+  const bool accountsWritten = accountsQueue_.Finish(left());
+  if (!callsEnded || !accountsWritten || !settingsWritten) {
     // A thread waits for a disk or a lock, and uses what would be torn down on the way out.
     fflush(nullptr);
     _Exit(exitCode);

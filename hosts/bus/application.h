@@ -45,6 +45,7 @@ class Application : private FinderSync::Observer {
   SyslogSystemLog systemLog_;
   GlibRunLoop runLoop_{nullptr};
   ThreadBackgroundQueue settingsQueue_;
+  ThreadBackgroundQueue accountsQueue_;
   const std::unique_ptr<BusConnection> connection_;
   BusService service_;
   BadgeTable badges_;

@@ -64,37 +64,55 @@ TEST_F(WatchedProjectsTest, ExternalProjectsComeBeforeTheWorkplaceAndFollowTheLi
 TEST_F(WatchedProjectsTest, NobodyOvertakesTheOpeningWhileItsSettingIsRead) {
   WriteUserInfo("<key>calculate_synced</key><false/>");
   Said();
-  fake_.settingsQueue.Hold(true);
+  fake_.accountsQueue.Hold(true);
   fake_.transport.Invalidate();
   NotifyAgentReportStatus("0");
   fake_.runLoop.RunPosted();
   EXPECT_EQ("init_com ", Said());
-  fake_.settingsQueue.RunAll();
+  fake_.accountsQueue.RunAll();
   fake_.runLoop.RunPosted();
-  EXPECT_EQ("init_com subscribed-projects0 configuration_init com.kelvo.client.ReportStatus ",
-            "init_com " + Said());
+  EXPECT_EQ("subscribed-projects0 configuration_init com.kelvo.client.ReportStatus ", Said());
+
+  // Nor does the message that finds the Agent.
+  fake_.transport.present = false;
+  fake_.transport.Invalidate();
+  fake_.transport.present = true;
+  Said();
+  NotifyAgentReportStatus("0");
+  EXPECT_EQ("init_com ", Said());
+  fake_.accountsQueue.RunAll();
+  fake_.runLoop.RunPosted();
+  EXPECT_EQ("subscribed-projects0 configuration_init com.kelvo.client.ReportStatus ", Said());
+}
+
+TEST_F(WatchedProjectsTest, LockedAccountFilesHoldNoConfiguration) {
+  fake_.accountsQueue.Hold(true);
+  SendProjects(ProjectXml("a", "/ext/a", true));
+  WriteUserInfo("<key>show_green_checkmarks</key><false/>");
+  Configure();
+  EXPECT_EQ((std::vector<std::string>{"/ext/a", Home("Work")}), Watched());
 }
 
 TEST_F(WatchedProjectsTest, LockedSettingsHoldTheOpeningForTwoSeconds) {
   Said();
-  fake_.settingsQueue.Hold(true);
+  fake_.accountsQueue.Hold(true);
   fake_.transport.Invalidate();
   fake_.runLoop.Advance(milliseconds{1900});
   EXPECT_EQ("init_com ", Said());
   fake_.runLoop.Advance(milliseconds{200});
   EXPECT_EQ("subscribed-projects1 configuration_init ", Said());
-  fake_.settingsQueue.RunAll();
+  fake_.accountsQueue.RunAll();
   fake_.runLoop.RunPosted();
   EXPECT_EQ("", Said());
 }
 
 TEST_F(WatchedProjectsTest, OpeningOfALostConnectionIsNotFinishedOnTheNext) {
   Said();
-  fake_.settingsQueue.Hold(true);
+  fake_.accountsQueue.Hold(true);
   fake_.transport.Invalidate();
   NotifyAgentReportStatus("0");  // lost with its connection
   fake_.transport.Invalidate();
-  fake_.settingsQueue.RunAll();
+  fake_.accountsQueue.RunAll();
   fake_.runLoop.RunPosted();
   EXPECT_EQ("init_com init_com subscribed-projects1 configuration_init ", Said());
 }

@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -39,15 +40,47 @@ TEST_F(AgentSettingsTest, AnEmptyFileLeavesTheDefaults) {
   kelvoAgentSettings record(folder_);
   EXPECT_FALSE(record.loadSettingsWithoutPassword());
   EXPECT_TRUE(record.load());
-  EXPECT_EQ(record.serverName(), "sync.kelvo.example");
-  EXPECT_EQ(record.configLabel(), "KelvoAgent");
-  EXPECT_EQ(record.email(), LoginUserName());
-  EXPECT_EQ(record.traceLevel(), 3);
-  EXPECT_TRUE(record.greenCheckmarks());
-  EXPECT_EQ(record.syncProjectAcceptMode(), -1);
-  EXPECT_EQ(record.limitedConnectionFileSize(), 2147483648);
-  EXPECT_EQ(record.badgeHandledFileExtensions(), std::nullopt);
+  EXPECT_EQ(record.desktopName(), ComputerName());
+  EXPECT_EQ(record.userName() + record.fullName() + record.email(),
+            LoginUserName() + LoginUserName() + LoginUserName());
   EXPECT_EQ(record.cellName(), std::nullopt);
+
+  // Kind and default of all other settings, and their keys.
+  const std::map<std::string, std::string> kExpected = {
+      {"text sync.kelvo.example", "server"},
+      {"text null", "cell_id user_id team_name convert_targets badge_handled_file_extension"},
+      {"text KelvoAgent", "config_label"},
+      {"text ", "rcid"},
+      {"boolean false",
+       "debug_tab_enabled two_way_sync external_sync notifications_when_mirroring "
+       "public_upload public_password public_expiration limited_connection_account "
+       "secure_delete"},
+      {"boolean true",
+       "show_green_checkmarks auto_upgrade premium_service ask_for_password "
+       "remote_access allow_remote_access network_drive_share external_drive_share "
+       "readonly_drive_share selective_sync project_loader smart_locking smart_badge "
+       "backup_enabled calculate_synced"},
+      {"32-bit integer 3", "trace_level"},
+      {"32-bit integer 1000", "max_allowed_download_speed max_allowed_upload_speed"},
+      {"64-bit integer 100", "min_mb_backup_window_treshold"},
+      {"64-bit integer 50", "min_files_backup_window_treshold"},
+      {"32-bit integer -1", "sync_project_accept_mode"},
+      {"64-bit integer 1", "limited_connection_project_count"},
+      {"64-bit integer 1000", "limited_connection_file_count"},
+      {"64-bit integer 2147483648", "limited_connection_file_size"},
+      {"32-bit integer 0", "badge_introduction"},
+  };
+  const std::set<std::string> kOfThisComputer = {"desktop_name", "user", "full_name", "email",
+                                                 "master_project_folder"};
+  std::map<std::string, std::string> found;
+  for (const SettingLine& line : record.describe()) {
+    EXPECT_EQ(line.value, line.defaultValue) << line.key;
+    if (kOfThisComputer.contains(line.key)) continue;
+    std::string& keys =
+        found[SettingKindName(line.kind) + (" " + line.defaultValue.value_or("null"))];
+    keys += (keys.empty() ? "" : " ") + line.key;
+  }
+  EXPECT_EQ(found, kExpected);
 }
 
 TEST_F(AgentSettingsTest, AnyKindUnderAnyKeyIsReadOrCountsAsAbsent) {

@@ -200,12 +200,14 @@ struct FakePlatform {
   FakeClock clock;
   FakeRunLoop runLoop{clock};
   FakeBackgroundQueue settingsQueue;
+  FakeBackgroundQueue accountsQueue;
   FakeTransport transport;
   FakeFinderController finder;
   FakeSecretStore secrets;
   FakeUserDefaults defaults;
   FakeSystemLog systemLog;
-  Platform platform{clock, runLoop, settingsQueue, transport, finder, secrets, defaults, systemLog};
+  Platform platform{clock,  runLoop, settingsQueue, accountsQueue, transport,
+                    finder, secrets, defaults,      systemLog};
 };
 
 }  // namespace kelvo::test

@@ -1,13 +1,13 @@
 #include "tools/finder/settings_report.h"
 
 #include <algorithm>
-#include <array>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
 #include <vector>
 
 #include "platform/linux/cups_printing.h"
+#include "settings/filter_categories.h"
 #include "settings/printers_settings.h"
 #include "settings/update_settings.h"
 #include "settings/value_utilities.h"
@@ -16,8 +16,6 @@
 namespace kelvo::finder {
 namespace {
 
-constexpr std::array<std::string_view, 7> kFilterCategories = {
-    "documents", "financial", "images", "archives", "databases", "music", "video"};
 constexpr std::size_t kValueColumn = 38;
 
 void PrintValue(std::string_view name, const std::string& value) {
@@ -71,7 +69,8 @@ void PrintStorageFolders(Account& account) {
 
 void PrintStorageQuota(Account& account) {
   if (!IsThere(account.accountFolderPath(), "storage_quota.xml")) return;
-  const kelvo_StorageQuotaInfo& info = account.storageQuotaInfo();
+  kelvo_StorageQuotaInfo& info = account.storageQuotaInfo();
+  if (!info.load()) return PrintValue("quota", "cannot be read");
   const auto stored = [](std::int64_t part, std::int64_t whole) {
     return FileSizeString(part) + " of " + FileSizeString(whole) + " stored";
   };
@@ -86,10 +85,10 @@ void PrintStorageQuota(Account& account) {
 void PrintFilter(const kelvo_FilterSettings& settings) {
   tools::PrintLine("  filter_info.plist");
   std::string categories;
-  for (const std::string_view category : kFilterCategories) {
-    if (!settings.predefIncludeFilterValue(category)) continue;
+  for (const FilterCategory& category : FilterCategories()) {
+    if (!settings.predefIncludeFilterValue(category.name)) continue;
     if (!categories.empty()) categories += ", ";
-    categories += category;
+    categories += category.name;
   }
   PrintValue("all files", YesOrNo(settings.includeAllFiles()));
   PrintValue("categories", categories.empty() ? "none" : categories);
