@@ -36,7 +36,7 @@ class CSyncCache : public CSyncApiClient, public CTarget, public CSyncApi::Cache
   using SweepObserver = std::function<void(const std::vector<std::string>& expiredFolders)>;
 
   CSyncCache(RunLoop& runLoop, const Clock& clock);
-  virtual ~CSyncCache();
+  ~CSyncCache() override;
   CSyncCache(const CSyncCache&) = delete;
   CSyncCache& operator=(const CSyncCache&) = delete;
 

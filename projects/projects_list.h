@@ -70,7 +70,7 @@ class ProjectsList final : private AgentEventReceiver, private AgentNotification
   void unsubscribeProject(const Project& project, const std::optional<std::string>& folderId);
   void unsubscribeProject(const Project& project);
   void unsubscribeProjectPath(const std::string& path);
-  void createEPPath(const std::string& path, const std::string& name);
+  void createEPPath(std::string path, std::string name);
   void updateProjectOldPath(const std::string& oldPath, const std::string& newPath);
   void commitProjects();
   // Without a root the default account's master project folder, which is read first.

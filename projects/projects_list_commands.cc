@@ -127,15 +127,14 @@ void ProjectsList::removeSubscribed(const std::function<bool(const Project&)>& w
   std::erase_if(subscribedExternalProjects_, which);
 }
 
-void ProjectsList::createEPPath(const std::string& path, const std::string& name) {
+void ProjectsList::createEPPath(std::string path, std::string name) {
   subscriptionChanges();
-  // Copied, since the clients that are told of the operation may change what they belong to.
-  const std::string folder = path;
-  const std::string label = name;
-  setPendingSyncOperation(OperationState::kPending, std::nullopt, folder);
+  // By value, since the clients that are told of the operation
+  // may change what the texts belong to.
+  setPendingSyncOperation(OperationState::kPending, std::nullopt, path);
   NotifyAgentEvent(
       kAgent, kSyncRequest,
-      {{"command", "create-external"}, {"path", folder.c_str()}, {"name", label.c_str()}});
+      {{"command", "create-external"}, {"path", path.c_str()}, {"name", name.c_str()}});
 }
 
 void ProjectsList::updateProjectOldPath(const std::string& oldPath, const std::string& newPath) {
