@@ -5,7 +5,7 @@ top=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 # What each job needs on Debian 12. A package that a job's programs load at run time stands here, too:
 # nothing else installs it.
 build_packages="g++ cmake ninja-build pkg-config ccache
-  libglib2.0-dev libglib2.0-bin libxml2-dev libsecret-1-dev libcups2-dev
+  libglib2.0-dev libglib2.0-bin libxml2-dev libssl-dev libsecret-1-dev libcups2-dev
   libnemo-extension-dev libnautilus-extension-dev libcaja-extension-dev
   librsvg2-bin icnsutils"
 test_packages="clang libclang-rt-14-dev clang-format libgtest-dev libbenchmark-dev
