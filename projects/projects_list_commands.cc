@@ -127,10 +127,10 @@ void ProjectsList::removeSubscribed(const std::function<bool(const Project&)>& w
   std::erase_if(subscribedExternalProjects_, which);
 }
 
+// By value, since the clients that are told of the operation may change what the texts belong to.
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the copies outlive the originals.
 void ProjectsList::createEPPath(std::string path, std::string name) {
   subscriptionChanges();
-  // By value, since the clients that are told of the operation
-  // may change what the texts belong to.
   setPendingSyncOperation(OperationState::kPending, std::nullopt, path);
   NotifyAgentEvent(
       kAgent, kSyncRequest,
