@@ -204,6 +204,19 @@ kelvoAgentSettings& AccountList::defaultConfig() {
   return withoutAccount_.emplace("");
 }
 
+std::string AccountList::defaultClientId() {
+  const std::string folder = defaultConfigPath();
+  if (!Exists(folder)) return {};
+  std::vector<std::string> folders = AccountFolders(folder);
+  folders.insert(folders.begin(), folder);
+  kelvoAgentSettings settings(*std::min_element(
+      folders.begin(), folders.end(), [](const std::string& added, const std::string& other) {
+        return extractAgentID(added) < extractAgentID(other);
+      }));
+  (void)settings.loadSettingsWithoutPassword();  // has logged why it could not
+  return settings.rcid();
+}
+
 bool AccountList::needSetup() {
   return std::all_of(accountsList_.begin(), accountsList_.end(),
                      [](const auto& account) { return account->needSetup(); });

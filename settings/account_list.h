@@ -74,6 +74,10 @@ class AccountList final : public AgentNotificationReceiver {
   // Whether no account is ready for use.
   bool needSetup();
 
+  // The rcid of what would be the first account of a new list. Reads the file by itself, for
+  // whoever is not on the list's queue: any thread. Waits for the file's lock.
+  static std::string defaultClientId();
+
   // Of a random identifier below 10000 that no account has; empty when there is none.
   std::string createNewAccountPath();
   // Not in the list, and its folder not made. Null when there is no identifier left.
