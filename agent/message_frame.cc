@@ -59,7 +59,7 @@ std::optional<MessageFrameReader::Message> MessageFrameReader::Next() {
     if (pending.size() - end < kIntegerSize) return std::nullopt;
     const std::size_t length = IntegerAt(pending, end);
     end += kIntegerSize;
-    if (end > kMaxMessageSize || length > kMaxMessageSize - end) {
+    if (end > maxMessageSize_ || length > maxMessageSize_ - end) {
       return Break("a message with a component of " + std::to_string(length) + " bytes");
     }
     if (pending.size() - end < length) return std::nullopt;

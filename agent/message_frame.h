@@ -24,6 +24,9 @@ class MessageFrameReader {
     std::string archive;
   };
 
+  explicit MessageFrameReader(std::size_t maxMessageSize = kMaxMessageSize)
+      : maxMessageSize_(maxMessageSize) {}
+
   void Append(std::string_view bytes);
   // The next whole message; nullopt when more bytes are needed or the stream is broken.
   std::optional<Message> Next();
@@ -35,6 +38,7 @@ class MessageFrameReader {
  private:
   std::nullopt_t Break(std::string reason);
 
+  const std::size_t maxMessageSize_;
   std::string buffer_;
   std::size_t start_ = 0;
   std::string error_;

@@ -8,6 +8,8 @@
 
 namespace kelvo {
 
+std::atomic<CNotificationModule*> CNotificationModule::m_Instance{nullptr};
+
 void CNotificationModule::Initialize(CFinderConfiguration* owner, CSyncApi* api,
                                      CSyncCache* cache) {
   if (api_ != nullptr) return;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <string>
 
 #include "agent/sync_api_client.h"
@@ -14,8 +15,10 @@ class CSyncCache;
 // Tells the user how the locks and unlocks that this process asked for ended.
 //
 // Threads: main loop. Lifetime: created by FinderSync::startUp, never destroyed.
-class CNotificationModule : public CSyncApiClient {
+class CNotificationModule final : public CSyncApiClient {
  public:
+  static std::atomic<CNotificationModule*> m_Instance;
+
   // The dialogs, as far as they are needed here. Paths: as the Agent names them.
   class Dialogs {
    public:

@@ -115,6 +115,12 @@ void NotificationsBridge::sendNotificationWithName(const std::string& name,
   }
 }
 
+std::size_t NotificationsBridge::outgoingBytes() {
+  const std::size_t atPort = remotePort_ == nullptr ? 0 : remotePort_->OutgoingBytes();
+  CMutexLock lock(mutex_);
+  return atPort + outgoingBytes_;
+}
+
 void NotificationsBridge::postDrain() {
   {
     CMutexLock lock(mutex_);

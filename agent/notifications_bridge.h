@@ -61,6 +61,7 @@ class NotificationsBridge final : private AgentPortDelegate {
   // Agent up when it is not connected, and drops the message silently when it is not there.
   void sendNotificationWithName(const std::string& name, const PropertyList::Dictionary& info);
   bool isConnected() const { return remotePort_ != nullptr; }
+  std::size_t outgoingBytes();
   // See HoldBridgeOpening and FinishBridgeOpening.
   std::uint64_t holdOpening();
   void finishOpening(std::uint64_t opening, const std::function<void()>& send);
@@ -124,6 +125,8 @@ void InitializeBridge(const std::string& name, const CFinderConfiguration* confi
 void DeallocBridge();
 // Whether the bridge exists and has found the Agent. Main loop.
 bool IsBridgeConnected();
+// What was sent and has not been taken by the Agent's side yet. Main loop.
+std::size_t AgentOutgoingBytes();
 
 // For a delegate that must first find out what to open a connection with. Called in
 // communicationInitiatized, makes all messages wait until FinishBridgeOpening is called with the

@@ -75,6 +75,11 @@ void DeallocBridge() {
   theClock = nullptr;
 }
 
+std::size_t AgentOutgoingBytes() {
+  NotificationsBridge* bridge = theBridge.load(std::memory_order_acquire);
+  return bridge == nullptr ? 0 : bridge->outgoingBytes();
+}
+
 bool IsBridgeConnected() {
   const NotificationsBridge* bridge = theBridge.load(std::memory_order_acquire);
   return bridge != nullptr && bridge->isConnected();

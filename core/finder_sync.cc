@@ -5,10 +5,12 @@
 #include <unordered_set>
 #include <utility>
 
+#include "agent/notification_module.h"
 #include "agent/sync_api.h"
 #include "base/logger_mac.h"
 #include "base/string_utils.h"
 #include "cache/sync_cache.h"
+#include "core/agent_news.h"
 #include "core/build_date.h"
 #include "core/finder_configuration.h"
 #include "core/overlays.h"
@@ -20,6 +22,8 @@
 #include "projects/projects_list.h"
 #include "settings/account_list.h"
 #include "settings/secure_store.h"
+#include "ui/alert.h"
+#include "ui/confirmation_dialog_controller.h"
 #include "ui/notification_preferences.h"
 
 namespace kelvo {
@@ -47,6 +51,9 @@ FinderSync::FinderSync(const Platform& platform, std::shared_ptr<const Bundle> b
     : platform_(platform),
       bundle_(std::move(bundle)),
       observer_(observer),
+      dialogSources_(
+          std::make_unique<DialogSources>(DialogSources{platform.dialogs, platform.runLoop})),
+      dialogs_(std::make_unique<ConfirmationDialogs>()),
       alive_(std::make_shared<FinderSync*>(this)) {
   m_Instance = this;
 }
@@ -54,6 +61,9 @@ FinderSync::FinderSync(const Platform& platform, std::shared_ptr<const Bundle> b
 FinderSync::~FinderSync() {
   *alive_ = nullptr;
   m_Instance = nullptr;
+  KelvoConfirmationDialogController::SetSources(nullptr);
+  CloseAlert();
+  CNotificationModule::m_Instance = nullptr;
   CSyncCache::m_Instance = nullptr;
   CSyncApi::m_Instance = nullptr;
   CFinderConfiguration::m_Instance = nullptr;
@@ -65,6 +75,7 @@ void FinderSync::init() {
       "-[FinderSync init] launched from " + bundle_->path() + " ; compiled at " + kBuildTime);
   SetSecretStore(&platform_.secretStore);
   SetNotificationPreferences(&platform_.userDefaults);
+  KelvoConfirmationDialogController::SetSources(dialogSources_.get());
   configuration_ = std::make_unique<CFinderConfiguration>();
   CFinderConfiguration::m_Instance = configuration_.get();
   initLogger();
@@ -182,12 +193,19 @@ void FinderSync::startUp() {
   startedUp_ = true;
   syncApi_ = std::make_unique<CSyncApi>(platform_.runLoop, platform_.settingsQueue);
   syncCache_ = std::make_unique<CSyncCache>(platform_.runLoop, platform_.clock);
+  notificationModule_ = std::make_unique<CNotificationModule>(*dialogs_);
   syncApi_->SetCache(syncCache_.get());
   syncApi_->Initialize(configuration_.get());
   syncCache_->Initialize(configuration_.get(), syncApi_.get());
+  notificationModule_->Initialize(configuration_.get(), syncApi_.get(), syncCache_.get());
+  news_ = std::make_unique<AgentNews>([this](const std::string& path, bool isList) {
+    if (observer_ != nullptr) observer_->onItemsChanged(path, isList);
+  });
+  syncApi_->AddClient(news_.get());
   syncCache_->SetSweepObserver(
       [this](const std::vector<std::string>& expired) { foldersSwept(expired); });
   CSyncApi::m_Instance = syncApi_.get();
+  CNotificationModule::m_Instance = notificationModule_.get();
   {
     CMutexLock lock(observedMutex_);
     for (const std::string& path : observedBeforeStart_) syncCache_->AddObservedPath(path);

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -10,16 +11,30 @@
 #include "agent/agent_event_dispatcher.h"
 #include "agent/notifications_bridge.h"
 #include "base/mutex.h"
+#include "base/selector.h"
 #include "core/late_requests.h"
 #include "platform/platform.h"
 #include "settings/application_bundle.h"
+#include "ui/menu.h"
 
 namespace kelvo {
 
+class AgentNews;
 class CFinderConfiguration;
+class CNotificationModule;
 class CSyncApi;
 class CSyncCache;
+class ConfirmationDialogs;
+class KelvoMenuContext;
+class Pasteboard;
 class ProjectsList;
+struct DialogSources;
+
+// A menu, and what performs its lines; kept as long as it can be chosen from.
+struct FinderMenu {
+  Menu menu;
+  std::shared_ptr<KelvoMenuContext> context;
+};
 
 // The extension: creates the process-wide objects, tells the file manager which folders to watch
 // and which badges exist, and answers its badge requests from the cache.
@@ -35,6 +50,9 @@ class FinderSync final : private NotificationsBridgeDelegate, private AgentEvent
     virtual void onAgentConnected(bool connected) = 0;
     // What menus depend on has changed: connection or configuration.
     virtual void onMenusChanged() = 0;
+    // The Agent has said something new of an item, or with `isList` of all items of a folder; of
+    // anything at all with an empty path.
+    virtual void onItemsChanged(const std::string& path, bool isList) = 0;
     // The cache has expired these folders. Not told while the channel is down, when what was asked
     // for is still owed an answer.
     virtual void onFoldersSwept(const std::vector<std::string>& folders) = 0;
@@ -59,6 +77,29 @@ class FinderSync final : private NotificationsBridgeDelegate, private AgentEvent
   // Sets the item's badge by way of RefreshPath.
   void requestBadgeIdentifierForURL(const std::string& path);
 
+  // The menu for the file manager's selection, the same for every kind; nullopt when the extension
+  // has none to offer. Items: absolute paths, empty for an item without one. For items that are not
+  // known yet, it asks the Agent and waits 100 ms at most for the answer, less when `cancelled` is
+  // set meanwhile; the answer comes within a second whatever the selection. Any thread but the main
+  // loop's, which must be free to hear the Agent.
+  std::optional<FinderMenu> menuForMenuKind(int kind, const std::vector<std::string>& items,
+                                            const std::atomic<bool>& cancelled);
+  // The actions of a menu's lines, each forwarded as it needs. Any thread but the main loop's; the
+  // first two go on on a thread of their own, unlocking goes on on the main loop.
+  void openKelvoHereButtonPressed(const std::shared_ptr<KelvoMenuContext>& context);
+  void addCommentButtonPressed(const std::shared_ptr<KelvoMenuContext>& context);
+  void lockButtonPressed(const std::shared_ptr<KelvoMenuContext>& context);
+  void unlockButtonPressed(const std::shared_ptr<KelvoMenuContext>& context);
+  void unlockButtonPerform(const std::shared_ptr<KelvoMenuContext>& context);  // main loop
+  void fixViolationsPressed(const std::shared_ptr<KelvoMenuContext>& context);
+  // May wait for a settings file and for the pasteboard.
+  void copyLinkButtonPressed(const std::shared_ptr<KelvoMenuContext>& context,
+                             Pasteboard& pasteboard);
+  void createPublicLinkButtonPressed(const std::shared_ptr<KelvoMenuContext>& context);
+  // The one of these that `action` names; none for any other name.
+  void performAction(Selector action, const std::shared_ptr<KelvoMenuContext>& context,
+                     Pasteboard& pasteboard);
+
   // The identifier that the path has by what is known, without asking the Agent. Any thread.
   std::string knownBadgeIdentifier(const std::string& path, bool isDirectory) const;
   // Whether anything is known of the folder, or could soon be: listed, awaited or observed.
@@ -70,7 +111,8 @@ class FinderSync final : private NotificationsBridgeDelegate, private AgentEvent
 
   // Creates a new logger; the former one lets go of its file and stays, since a thread may hold it.
   void initLogger();
-  // Once: sync API, cache, then their initialisation in the same order.
+  // Once: sync API, cache, notification module, then their initialisation in the same order; from
+  // then on there are menus.
   void startUp();
   void refreshAllBadges();
   void setWatchedFolders();
@@ -83,6 +125,9 @@ class FinderSync final : private NotificationsBridgeDelegate, private AgentEvent
   void performSelector(Selector selector, const PropertyList::Dictionary& userInfo) override;
 
   void createProjectsList();
+  std::shared_ptr<KelvoMenuContext> makeMenuContext() const;
+  void waitForItems(KelvoMenuContext& context, const std::vector<std::string>& items,
+                    const std::atomic<bool>& cancelled);
   void registerAgentEvents();
   void handleConfigurationUpdated();
   void configurationLoaded(bool greenCheckmarksChanged);
@@ -123,6 +168,10 @@ class FinderSync final : private NotificationsBridgeDelegate, private AgentEvent
   std::unique_ptr<CFinderConfiguration> configuration_;
   std::unique_ptr<CSyncApi> syncApi_;
   std::unique_ptr<CSyncCache> syncCache_;
+  const std::unique_ptr<DialogSources> dialogSources_;
+  const std::unique_ptr<ConfirmationDialogs> dialogs_;
+  std::unique_ptr<CNotificationModule> notificationModule_;
+  std::unique_ptr<AgentNews> news_;
   // Proof for tasks on the loop and the worker that the object is still there.
   std::shared_ptr<FinderSync*> alive_;
 };

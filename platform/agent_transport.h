@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <string>
@@ -31,6 +32,8 @@ class AgentPort {
   virtual ~AgentPort() = default;
   // Queues one message; never blocks. Messages arrive in order.
   virtual void Send(std::string name, std::string archive) = 0;
+  // What was sent and has not been taken by the Agent's side yet; 0 where that is not known.
+  virtual std::size_t OutgoingBytes() const { return 0; }
   // For the log.
   virtual std::string Description() const = 0;
 };

@@ -5,10 +5,14 @@ namespace kelvo {
 class AgentTransport;
 class BackgroundQueue;
 class Clock;
+class Desktop;
+class Dialogs;
 class FinderController;
+class HttpClient;
 class RunLoop;
 class SecretStore;
 class SystemLog;
+class Threads;
 class UserDefaults;
 
 // What a front end supplies, filled once at start and handed down. The front end owns everything
@@ -25,6 +29,10 @@ struct Platform {
   SecretStore& secretStore;
   UserDefaults& userDefaults;
   SystemLog& systemLog;
+  Threads& threads;
+  HttpClient& httpClient;
+  Desktop& desktop;
+  Dialogs& dialogs;
 };
 
 }  // namespace kelvo

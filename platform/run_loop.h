@@ -24,6 +24,9 @@ class RunLoop {
                         std::function<void()> task) = 0;
   // The loop's thread. An id that has fired for the last time, or was cancelled, is ignored.
   virtual void Cancel(TimerId id) = 0;
+  // The loop's thread, also inside a task. Turns the loop until `isOver` answers true, which is
+  // asked before each turn; false when the loop was told to end before that.
+  virtual bool RunModal(const std::function<bool()>& isOver) = 0;
   // Whether the caller is on the loop's thread.
   virtual bool IsCurrent() const = 0;
 };

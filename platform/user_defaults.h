@@ -10,9 +10,9 @@ class UserDefaults {
   virtual ~UserDefaults() = default;
   // False when the key is absent. Never blocks.
   virtual bool GetBool(const std::string& key) const = 0;
-  // In force at once for this process, also when the write fails; false then, and logged. May wait
-  // for a file lock: call it on the settings worker.
-  virtual bool SetBool(const std::string& key, bool value) = 0;
+  // In force at once for this process. Never blocks: it is written later, in the order of the
+  // calls; a failure is logged, and the value stays in force.
+  virtual void SetBool(const std::string& key, bool value) = 0;
 };
 
 }  // namespace kelvo

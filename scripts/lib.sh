@@ -5,13 +5,15 @@ top=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 # What each job needs on Debian 12. A package that a job's programs load at run time stands here, too:
 # nothing else installs it.
 build_packages="g++ cmake ninja-build pkg-config ccache
-  libglib2.0-dev libglib2.0-bin libxml2-dev libssl-dev libsecret-1-dev libcups2-dev
+  libglib2.0-dev libglib2.0-bin libxml2-dev libssl-dev libsecret-1-dev libsoup-3.0-dev libgtk-4-dev
+  libcups2-dev
   libnemo-extension-dev libnautilus-extension-dev libcaja-extension-dev
   librsvg2-bin icnsutils"
-test_packages="clang libclang-rt-14-dev clang-format libgtest-dev libbenchmark-dev
+test_packages="clang libclang-rt-14-dev clang-format libgtest-dev libbenchmark-dev openssl
   cups cups-client"
 desktop_packages="nemo xvfb openbox dbus dbus-x11 at-spi2-core x11-utils xdotool imagemagick
   python3 python3-gi gir1.2-atspi-2.0 gnome-keyring libsecret-tools
+  glib-networking gsettings-desktop-schemas
   librsvg2-common adwaita-icon-theme hicolor-icon-theme fonts-dejavu-core"
 
 say() { printf '\n== %s\n' "$*"; }

@@ -5,11 +5,13 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/background_queue.h"
 #include "settings/properties.h"
 
 namespace kelvo {
 
-PlistUserDefaults::PlistUserDefaults(std::string path) : path_(std::move(path)) {}
+PlistUserDefaults::PlistUserDefaults(std::string path, BackgroundQueue& settingsQueue)
+    : path_(std::move(path)), settingsQueue_(settingsQueue) {}
 
 void PlistUserDefaults::Load() {
   std::error_code ignored;
@@ -25,12 +27,14 @@ bool PlistUserDefaults::GetBool(const std::string& key) const {
   return GetBoolPropertyWithDefault(values_, key.c_str(), false);
 }
 
-bool PlistUserDefaults::SetBool(const std::string& key, bool value) {
+void PlistUserDefaults::SetBool(const std::string& key, bool value) {
   {
     CMutexLock lock(mutex_);
     AddValueToDictionary(key, PropertyList(value), values_);
   }
-  return ChangePropertiesInFile(path_, {{key, PropertyList(value)}});
+  settingsQueue_.Async([this, key, value] {
+    (void)ChangePropertiesInFile(path_, {{key, PropertyList(value)}});
+  });
 }
 
 }  // namespace kelvo

@@ -33,8 +33,15 @@ KelvoMenuContext::KelvoMenuContext(const MenuSources& sources)
     : sources_(sources),
       rcid_(sources.configuration.ClientId()),
       userId_(sources.configuration.UserId()),
-      selection_(sources.cache) {
+      selection_(sources.cache),
+      webAccess_({sources.httpClient, sources.dialogs, sources.runLoop, sources.configuration},
+                 *this) {
   setMenu(nullptr);
+}
+
+void KelvoMenuContext::setSynchronous(bool synchronous) {
+  synchronous_ = synchronous;
+  webAccess_.setSynchronous(synchronous);
 }
 
 void KelvoMenuContext::setMenu(Menu* menu) {

@@ -3,20 +3,28 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "agent/sync_enums.h"
+#include "base/mutex.h"
 #include "base/selector.h"
 #include "ui/menu.h"
 #include "ui/menu_selection.h"
+#include "ui/web_access.h"
 
 namespace kelvo {
 
 class CFinderConfiguration;
+class CNotificationModule;
 class CSyncApi;
 class CSyncCache;
 class Clock;
+class Desktop;
+class Dialogs;
+class Pasteboard;
+class RunLoop;
 
 // What the lines of the menu do: operations of KelvoMenuContext.
 namespace menu_action {
@@ -29,23 +37,28 @@ inline constexpr Selector kUnlock{"unlockButtonPressed"};
 inline constexpr Selector kFixViolations{"fixViolationsPressed"};
 }  // namespace menu_action
 
-// What menus are made from. All of it outlives every menu.
+// What menus and their actions stand on. All of it outlives every menu.
 struct MenuSources {
   CSyncCache& cache;
   CSyncApi& syncApi;
+  CNotificationModule& notificationModule;
   const CFinderConfiguration& configuration;
   const Clock& clock;
+  RunLoop& runLoop;
+  HttpClient& httpClient;
+  Desktop& desktop;
+  Dialogs& dialogs;
 };
 
 // Turns a selection into the extension's lines of a context menu. First set the menu and the
 // options, last the selection, which inserts the lines: once for each setMenu.
 //
-// Threads: one at a time, except for pendingWebCommand. A context is for one menu, and two have
-// nothing in common but their sources and the user's preferences, which lock for themselves; so
-// many menus may be built at once, each on a thread of its own.
-// Lifetime: as long as its menu can be chosen from; the menu given to setMenu as long as lines are
-// inserted into it.
-class KelvoMenuContext {
+// Threads: building one at a time; once the menu is built, actions from any thread and side by
+// side, each where it says so. A context is for one menu, and two have nothing in common but their
+// sources and the user's preferences, which lock for themselves; so many menus may be built at
+// once, each on a thread of its own. Lifetime: as long as its menu can be chosen from or an action
+// of it runs; the menu given to setMenu as long as lines are inserted into it.
+class KelvoMenuContext final : private WebAccessDelegate {
  public:
   explicit KelvoMenuContext(const MenuSources& sources);
   KelvoMenuContext(const KelvoMenuContext&) = delete;
@@ -56,7 +69,7 @@ class KelvoMenuContext {
   // Whether a separator follows the lines; at first it does.
   void setInsertSeparator(bool insert) { insertSeparator_ = insert; }
   // Whether web requests hold up the thread that makes them; at first they do not.
-  void setSynchronous(bool synchronous) { synchronous_ = synchronous; }
+  void setSynchronous(bool synchronous);
   // `items`: UTF-8 paths, empty for an item without one.
   void setSelectedItems(const std::vector<std::string>& items);
   // As the file system knows it; empty for an item without a path and beyond the end.
@@ -75,11 +88,33 @@ class KelvoMenuContext {
 
   static std::string stringForPermission(sync::EItemPermissions permission);
 
+  // The actions. They act on the selection that was set, whatever has become of it since.
+  //
+  // These two wait for web servers, up to a minute, when requests are synchronous; else they belong
+  // on the main loop. Ignored while such a command is under way anywhere.
+  void openKelvoHereButtonPressed() { startWebCommand("desktopExploreFile"); }
+  void addCommentButtonPressed() { startWebCommand("fileAddComment"); }
+  void createPublicLinkButtonPressed();
+  // May wait for a settings file and for the pasteboard; not on the main loop.
+  void copyLinkButtonPressed(Pasteboard& pasteboard);
+  void lockButtonPressed();
+  // Main loop, which it turns while it asks the user about somebody else's lock.
+  void unlockButtonPressed();
+  void fixViolationsPressed();
+
+  // What the desktop gave the user's choice, for the window or the browser that it leads to. Any
+  // thread.
+  void setActivationToken(const std::string& token);
+
   // A web command counts as under way until this moment, in seconds since 1970. Any thread.
   std::int64_t pendingWebCommand() const { return pendingWebCommand_; }
   void setPendingWebCommand(std::int64_t until) { pendingWebCommand_ = until; }
 
  private:
+  void webAccessUrlGenerated(const std::optional<std::string>& url) override;
+  void startWebCommand(const std::string& command);
+  std::string activationToken() const;
+
   void insertKelvoMenu();
   void insertFileLockMenu();
   void insertLockLines(sync::EItemPermissions permissions);
@@ -98,6 +133,9 @@ class KelvoMenuContext {
   bool injected_ = false;
   bool insertSeparator_ = true;
   bool synchronous_ = false;
+  mutable CMutex tokenMutex_{kMutexNormal};
+  std::string activationToken_ KELVO_GUARDED_BY(tokenMutex_);
+  WebAccess webAccess_;
 };
 
 }  // namespace kelvo

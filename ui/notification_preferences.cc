@@ -18,7 +18,7 @@ bool Get(const char* key) {
 
 void Set(const char* key, bool value) {
   UserDefaults* defaults = theDefaults.load(std::memory_order_acquire);
-  if (defaults != nullptr) (void)defaults->SetBool(key, value);
+  if (defaults != nullptr) defaults->SetBool(key, value);
 }
 
 }  // namespace

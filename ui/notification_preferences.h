@@ -1,6 +1,6 @@
 // The user's three choices in the lock dialogs.
 //
-// Getters: any thread, never block. Setters may wait for a file lock: settings worker.
+// Any thread; nothing blocks. What is set is in force at once and written later.
 #pragma once
 
 #include "platform/user_defaults.h"

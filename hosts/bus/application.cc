@@ -16,12 +16,14 @@
 #include "base/string_utils.h"
 #include "deployment.h"
 #include "hosts/bus/bus_interface.h"
+#include "hosts/bus/client_pasteboard.h"
 #include "settings/application_bundle.h"
 
 namespace kelvo {
 namespace {
 
 constexpr char kProgram[] = "kelvo-finder-sync";
+constexpr char kDialogProgram[] = "kelvo-finder-dialog";
 constexpr char kUserDefaultsFile[] = "~/Library/Preferences/com.kelvo.vip.kelvoFinderSync.plist";
 constexpr std::chrono::milliseconds kMenusChangedInterval{500};
 // At the end: nobody is left to wait for an answer, but what was begun to be written should be.
@@ -33,12 +35,26 @@ void PrintError(const std::string& text) {
 }
 
 // The resources lie where they are installed relative to the program, in the build tree, too.
-std::shared_ptr<const Bundle> OwnBundle() {
+std::filesystem::path OwnFolder() {
   std::error_code ignored;
   const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", ignored);
-  const std::filesystem::path prefix = program.parent_path().parent_path();
+  return program.parent_path();
+}
+
+std::shared_ptr<const Bundle> OwnBundle() {
+  const std::filesystem::path prefix = OwnFolder().parent_path();
   return std::make_shared<const Bundle>((prefix / "share" / kProgram).string(),
                                         PreferredLanguages());
+}
+
+// Beside the extension in the build tree, else where it is installed; nowhere else, so that nobody
+// else's program is started.
+std::string DialogProgram() {
+  const std::filesystem::path folder = OwnFolder();
+  std::error_code ignored;
+  const std::filesystem::path beside = folder / kDialogProgram;
+  if (std::filesystem::exists(beside, ignored)) return beside.string();
+  return (folder.parent_path() / "libexec" / kProgram / kDialogProgram).string();
 }
 
 // The exit code when the arguments leave nothing to do.
@@ -69,13 +85,22 @@ Application::Application(std::unique_ptr<BusConnection> connection)
           }),
       finderController_(badges_, service_),
       agentTransport_(runLoop_.context()),
-      userDefaults_(ExpandTildeInPath(kUserDefaultsFile)),
+      userDefaults_(ExpandTildeInPath(kUserDefaultsFile), settingsQueue_),
+      httpClient_(runLoop_.context()),
+      bundle_(OwnBundle()),
+      dialogs_(
+          runLoop_.context(), connection_->get(),
+          {DialogProgram(), bundle_->pathForResource("ConfirmationDialog", "ui").value_or("")}),
+      pasteboard_(DialogProgram()),
       menusChanged_(runLoop_, clock_, kMenusChangedInterval,
                     [this] { service_.EmitMenusChanged(); }),
       finderSync_(Platform{clock_, runLoop_, settingsQueue_, accountsQueue_, agentTransport_,
-                           finderController_, secretStore_, userDefaults_, systemLog_},
-                  OwnBundle(), this),
-      calls_(finderSync_, badges_) {}
+                           finderController_, secretStore_, userDefaults_, systemLog_, threads_,
+                           httpClient_, desktop_, dialogs_},
+                  bundle_, this),
+      calls_(finderSync_, badges_, clock_, [this](const std::string& client) {
+        return std::make_unique<ClientPasteboard>(connection_->get(), client, pasteboard_);
+      }) {}
 
 int Application::Run() {
   const bool served = Serve();
@@ -87,9 +112,11 @@ int Application::Run() {
                         limit - std::chrono::steady_clock::now()),
                     std::chrono::milliseconds(0));
   };
+  // A web command waits for its server, and nobody waits for it.
+  const bool threadsEnded = threads_.Finish(std::chrono::milliseconds(0));
   const bool settingsWritten = settingsQueue_.Finish(left());
   const bool accountsWritten = accountsQueue_.Finish(left());
-  if (!callsEnded || !accountsWritten || !settingsWritten) {
+  if (!callsEnded || !threadsEnded || !accountsWritten || !settingsWritten) {
     // A thread waits for a disk or a lock, and uses what would be torn down on the way out.
     fflush(nullptr);
     _Exit(exitCode);
@@ -133,6 +160,10 @@ void Application::onAgentConnected(bool connected) {
 }
 
 void Application::onMenusChanged() { menusChanged_.Request(); }
+
+void Application::onItemsChanged(const std::string& path, bool isList) {
+  if (calls_.isMenuAbout(path, isList)) menusChanged_.Request();
+}
 
 void Application::onFoldersSwept(const std::vector<std::string>& /*folders*/) {
   // An expired folder is of no interest, unless somebody has asked for it again since.

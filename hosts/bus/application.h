@@ -11,12 +11,17 @@
 #include "hosts/bus/bus_service.h"
 #include "hosts/bus/finder_calls.h"
 #include "hosts/bus/paced_signal.h"
+#include "platform/linux/gio_desktop.h"
 #include "platform/linux/glib_run_loop.h"
+#include "platform/linux/helper_dialogs.h"
+#include "platform/linux/helper_pasteboard.h"
 #include "platform/linux/secret_service_store.h"
+#include "platform/linux/soup_http_client.h"
 #include "platform/linux/syslog_system_log.h"
 #include "platform/linux/system_clock.h"
 #include "platform/linux/thread_background_queue.h"
 #include "platform/linux/unix_agent_transport.h"
+#include "platform/linux/worker_thread_launcher.h"
 #include "platform/platform.h"
 #include "settings/plist_user_defaults.h"
 
@@ -36,6 +41,7 @@ class Application : private FinderSync::Observer {
  private:
   void onAgentConnected(bool connected) override;
   void onMenusChanged() override;
+  void onItemsChanged(const std::string& path, bool isList) override;
   void onFoldersSwept(const std::vector<std::string>& folders) override;
 
   bool Serve();
@@ -53,6 +59,12 @@ class Application : private FinderSync::Observer {
   UnixAgentTransport agentTransport_;
   SecretServiceStore secretStore_;
   PlistUserDefaults userDefaults_;
+  WorkerThreadLauncher threads_;
+  SoupHttpClient httpClient_;
+  GioDesktop desktop_;
+  const std::shared_ptr<const Bundle> bundle_;
+  HelperDialogs dialogs_;
+  HelperPasteboard pasteboard_;
   PacedSignal menusChanged_;
   FinderSync finderSync_;
   FinderCalls calls_;

@@ -9,6 +9,10 @@ inline constexpr char kBusName[] = "com.kelvo.FinderSync";
 inline constexpr char kBusPath[] = "/com/kelvo/FinderSync";
 inline constexpr char kBusInterface[] = "com.kelvo.FinderSync1";
 
+// What a client may export on its own connection.
+inline constexpr char kHostPath[] = "/com/kelvo/FinderHost";
+inline constexpr char kHostInterface[] = "com.kelvo.FinderHost1";
+
 inline constexpr char kErrorInvalidPath[] = "com.kelvo.FinderSync1.Error.InvalidPath";
 inline constexpr char kErrorStaleMenu[] = "com.kelvo.FinderSync1.Error.StaleMenu";
 inline constexpr char kErrorDisabled[] = "com.kelvo.FinderSync1.Error.Disabled";

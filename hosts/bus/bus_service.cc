@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <utility>
 
 #include "core/overlays.h"
 #include "deployment.h"
 #include "hosts/bus/bus_interface.h"
 #include "hosts/bus/bus_paths.h"
+#include "hosts/bus/menu_variant.h"
 #include "hosts/bus/projects_variant.h"
 
 namespace kelvo {
@@ -76,8 +78,17 @@ const BusService::Method BusService::kMethods[] = {
     {"EndObservingDirectory", &BusService::EndObservingDirectory, false},
     {"RequestBadges", &BusService::RequestBadges, false},
     {"MenuForItems", &BusService::MenuForItems, true},
-    {"ChooseMenuItem", &BusService::ChooseMenuItem, true},
+    {"ChooseMenuItem", &BusService::ChooseMenuItem, false},
     {"ListProjects", &BusService::ListProjects, false},
+};
+
+// Whoever takes it, the menu's turn or a newer call, answers it.
+struct BusService::MenuCall {
+  explicit MenuCall(Invocation call) : invocation(std::move(call)) {}
+
+  const Invocation invocation;
+  std::atomic<bool> isTaken{false};
+  std::atomic<bool> isSuperseded{false};
 };
 
 BusService::BusService(GDBusConnection* connection) : connection_(connection) {}
@@ -112,7 +123,7 @@ bool BusService::Stop(std::chrono::milliseconds limit) {
 void BusService::Serve() {
   g_main_context_push_thread_default(context_.get());
   loop_.Run();
-  for (const auto& [client, watch] : watches_) g_bus_unwatch_name(watch);
+  for (const auto& [name, client] : clients_) g_bus_unwatch_name(client.watch);
   g_main_context_pop_thread_default(context_.get());
 }
 
@@ -126,33 +137,31 @@ void BusService::OnMethodCall(GDBusConnection*, const gchar* sender, const gchar
                    [&](const Method& known) { return method == std::string_view(known.name); });
   const std::string client = sender;
   service->WatchClient(client);
-  auto task = [service, entry, owned = std::move(owned), client] {
+  if (entry->atOnce) return (service->*entry->handler)(owned, client);
+  service->lanes_.Run(client, [service, entry, owned = std::move(owned), client] {
     (service->*entry->handler)(owned, client);
-  };
-  if (entry->isMenu) {
-    service->lanes_.RunMenu(client, std::move(task));
-  } else {
-    service->lanes_.Run(client, std::move(task));
-  }
+  });
 }
 
 // Only clients that have called are watched: the comings and goings of all others wake nobody.
 void BusService::WatchClient(const std::string& client) {
-  auto [watch, isNew] = watches_.try_emplace(client, 0);
+  auto [known, isNew] = clients_.try_emplace(client);
   if (!isNew) return;
-  watch->second =
+  known->second.watch =
       g_bus_watch_name_on_connection(connection_, client.c_str(), G_BUS_NAME_WATCHER_FLAGS_NONE,
                                      nullptr, OnClientVanished, this, nullptr);
 }
 
+// Goes by way of the menus, so that it comes after the last of them, too.
 void BusService::OnClientVanished(GDBusConnection*, const gchar* name, gpointer self) {
   auto* service = static_cast<BusService*>(self);
   const std::string client = name;
-  auto watch = service->watches_.find(client);
-  if (watch == service->watches_.end()) return;
-  g_bus_unwatch_name(watch->second);
-  service->watches_.erase(watch);
-  service->lanes_.Run(client, [service, client] { service->calls_->clientGone(client); });
+  auto known = service->clients_.find(client);
+  if (known == service->clients_.end()) return;
+  Supersede(known->second.menuCall);
+  g_bus_unwatch_name(known->second.watch);
+  service->clients_.erase(known);
+  service->lanes_.RunMenu(client, [service, client] { service->calls_->clientGone(client); });
 }
 
 void BusService::BeginObservingDirectory(const Invocation& invocation, const std::string& client) {
@@ -185,23 +194,60 @@ void BusService::RequestBadges(const Invocation& invocation, const std::string& 
   });
 }
 
-// No menu is built yet: every selection has the empty one, which has no serial.
-void BusService::MenuForItems(const Invocation& invocation, const std::string&) {
-  const VariantPtr items = Argument(invocation.get(), 1);
-  for (gsize i = 0; i < g_variant_n_children(items.get()); ++i) {
-    const VariantPtr item(g_variant_get_child_value(items.get(), i));
-    const std::string_view path = Bytes(item.get());
-    if (!path.empty() && !IsBusPath(path)) return ReturnInvalidPath(invocation);
-  }
-  Return(invocation, g_variant_new("(ua(ussbsb))", 0U, nullptr));
+// A newer menu call ends the wait of an older one when it arrives: by its turn that would be over.
+void BusService::MenuForItems(const Invocation& invocation, const std::string& client) {
+  const auto call = std::make_shared<MenuCall>(invocation);
+  Supersede(std::exchange(clients_[client].menuCall, call));
+  lanes_.RunMenu(client, [this, call, client] { BuildMenu(*call, client); });
 }
 
-// As no menu has been handed out, every serial is unknown.
-void BusService::ChooseMenuItem(const Invocation& invocation, const std::string&) {
-  if (!calls_->isStarted()) {
-    return ReturnError(invocation, kErrorNotStarted, "The Agent has not sent a configuration yet");
+void BusService::Supersede(const std::weak_ptr<MenuCall>& older) {
+  const std::shared_ptr<MenuCall> call = older.lock();
+  if (call == nullptr) return;
+  call->isSuperseded = true;
+  if (!call->isTaken.exchange(true)) Return(call->invocation, MenuToVariant(0, {}));
+}
+
+void BusService::BuildMenu(MenuCall& call, const std::string& client) {
+  if (call.isTaken.exchange(true)) return;
+  const VariantPtr kind = Argument(call.invocation.get(), 0);
+  const VariantPtr argument = Argument(call.invocation.get(), 1);
+  std::vector<std::string> items;
+  const gsize count = g_variant_n_children(argument.get());
+  items.reserve(count);
+  for (gsize i = 0; i < count; ++i) {
+    const VariantPtr item(g_variant_get_child_value(argument.get(), i));
+    const std::string_view path = Bytes(item.get());
+    if (!path.empty() && !IsBusPath(path)) return ReturnInvalidPath(call.invocation);
+    items.emplace_back(path);
   }
-  ReturnError(invocation, kErrorStaleMenu, "There is no such menu any more");
+  const KeptMenu kept =
+      calls_->menuForItems(client, g_variant_get_uint32(kind.get()), items, call.isSuperseded);
+  Return(call.invocation, MenuToVariant(kept.serial, kept.menu));
+}
+
+void BusService::ChooseMenuItem(const Invocation& invocation, const std::string& client) {
+  const VariantPtr serial = Argument(invocation.get(), 0);
+  const VariantPtr index = Argument(invocation.get(), 1);
+  const VariantPtr platformData = Argument(invocation.get(), 2);
+  const ChosenLine line = calls_->lineOfMenu(client, g_variant_get_uint32(serial.get()),
+                                             g_variant_get_uint32(index.get()));
+  switch (line.state) {
+    case ChosenLine::State::kReady:
+      break;
+    case ChosenLine::State::kNotStarted:
+      return ReturnError(invocation, kErrorNotStarted,
+                         "The Agent has not sent a configuration yet");
+    case ChosenLine::State::kDisabled:
+      return ReturnError(invocation, kErrorDisabled, "The line does nothing, or nothing now");
+    case ChosenLine::State::kStale:
+    default:
+      return ReturnError(invocation, kErrorStaleMenu, "There is no such menu or line any more");
+  }
+  Return(invocation, nullptr);
+  const std::string token = ActivationTokenIn(platformData.get());
+  lanes_.RunAction(client, line.action.name,
+                   [this, client, line, token] { calls_->perform(client, line, token); });
 }
 
 void BusService::ListProjects(const Invocation& invocation, const std::string&) {

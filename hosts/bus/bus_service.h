@@ -51,9 +51,14 @@ class BusService {
   struct Method {
     const char* name;
     Handler handler;
-    bool isMenu;
+    bool atOnce;  // on the service's thread, before the client's earlier calls are done
   };
   static const Method kMethods[];
+  struct MenuCall;
+  struct Client {
+    guint watch = 0;
+    std::weak_ptr<MenuCall> menuCall;  // the last
+  };
 
   // The service's thread.
   void Serve();
@@ -64,12 +69,14 @@ class BusService {
                                  const gchar* name, GError** error, gpointer self);
   static void OnClientVanished(GDBusConnection*, const gchar* client, gpointer self);
   void WatchClient(const std::string& client);
+  void MenuForItems(const Invocation& invocation, const std::string& client);
+  static void Supersede(const std::weak_ptr<MenuCall>& older);
 
   // Worker threads.
   void BeginObservingDirectory(const Invocation& invocation, const std::string& client);
   void EndObservingDirectory(const Invocation& invocation, const std::string& client);
   void RequestBadges(const Invocation& invocation, const std::string& client);
-  void MenuForItems(const Invocation& invocation, const std::string& client);
+  void BuildMenu(MenuCall& call, const std::string& client);
   void ChooseMenuItem(const Invocation& invocation, const std::string& client);
   void ListProjects(const Invocation& invocation, const std::string& client);
 
@@ -82,7 +89,7 @@ class BusService {
   GlibRunLoop loop_{context_.get()};
   std::thread thread_;
   guint registration_ = 0;
-  std::map<std::string, guint> watches_;  // the service's thread: unique name to watch
+  std::map<std::string, Client> clients_;  // the service's thread: by unique name
   CallLanes lanes_;
 
   CMutex mutex_{

@@ -47,10 +47,18 @@ void CallLanes::RunMenu(const std::string& client, Task task) {
   });
 }
 
+void CallLanes::RunAction(const std::string& client, std::string_view action, Task task) {
+  std::string lane = client;
+  lane += ' ';
+  lane += action;
+  actions_.Run(lane, std::move(task));
+}
+
 bool CallLanes::Finish(std::chrono::milliseconds limit) {
   const bool calls = calls_.Finish(limit);
   const bool menus = menus_.Finish(limit);
-  return calls && menus;
+  const bool actions = actions_.Finish(limit);
+  return calls && menus && actions;
 }
 
 }  // namespace kelvo

@@ -5,6 +5,7 @@
 #include <deque>
 #include <map>
 #include <string>
+#include <string_view>
 
 #include "base/mutex.h"
 #include "platform/linux/worker_threads.h"
@@ -39,7 +40,8 @@ class OrderedLanes {
 // The order of the calls of the bus's clients: a client's calls run one after the other, except
 // that a menu, when its turn has come, goes on in a lane and with workers of its own. So a menu
 // sees what was called before it, one menu of a client is worked on at a time, and no badge ever
-// waits for a menu.
+// waits for a menu. What a menu leads to waits for nothing but the same action of the same client:
+// it may need the client, which may be waiting for a menu.
 //
 // Threads, lifetime: as OrderedLanes.
 class CallLanes {
@@ -48,11 +50,14 @@ class CallLanes {
 
   void Run(const std::string& client, Task task);
   void RunMenu(const std::string& client, Task task);
+  void RunAction(const std::string& client, std::string_view action, Task task);
   [[nodiscard]] bool Finish(std::chrono::milliseconds limit);
 
  private:
   static constexpr std::size_t kWorkers = 4;
+  static constexpr std::size_t kActionWorkers = 8;
 
+  OrderedLanes actions_{kActionWorkers};
   OrderedLanes menus_{kWorkers};
   OrderedLanes calls_{kWorkers};
 };

@@ -1,15 +1,21 @@
 #include "hosts/bus/finder_calls.h"
 
+#include <optional>
+#include <utility>
+
 #include "hosts/bus/bus_paths.h"
+#include "ui/menu_context.h"
 
 namespace kelvo {
 
-FinderCalls::FinderCalls(FinderSync& finderSync, BadgeTable& badges)
+FinderCalls::FinderCalls(FinderSync& finderSync, BadgeTable& badges, const Clock& clock,
+                         PasteboardOf pasteboardOf)
     : finderSync_(finderSync),
       badges_(badges),
+      pasteboardOf_(std::move(pasteboardOf)),
       observations_([&](const std::string& path) { finderSync.beginObservingDirectoryAtURL(path); },
-                    [&](const std::string& path) { finderSync.endObservingDirectoryAtURL(path); }) {
-}
+                    [&](const std::string& path) { finderSync.endObservingDirectoryAtURL(path); }),
+      menus_(clock) {}
 
 void FinderCalls::beginObservingDirectory(const std::string& client, const std::string& path) {
   observations_.Begin(client, path);
@@ -30,7 +36,35 @@ void FinderCalls::requestBadges(const std::string& client, const std::string& fo
   badges_.Answer(client, folder, names, reply);
 }
 
+KeptMenu FinderCalls::menuForItems(const std::string& client, std::uint32_t kind,
+                                   const std::vector<std::string>& items,
+                                   const std::atomic<bool>& cancelled) {
+  menus_.Begin(client, items);
+  std::optional<FinderMenu> menu =
+      finderSync_.menuForMenuKind(static_cast<int>(kind), items, cancelled);
+  if (!menu) {
+    menus_.KeepNothing(client);
+    return {};
+  }
+  Menu lines = menu->menu;
+  return {menus_.Keep(client, *std::move(menu)), std::move(lines)};
+}
+
+ChosenLine FinderCalls::lineOfMenu(const std::string& client, std::uint32_t serial,
+                                   std::uint32_t index) {
+  if (!isStarted()) return {ChosenLine::State::kNotStarted};
+  return menus_.LineOf(client, serial, index);
+}
+
+void FinderCalls::perform(const std::string& client, const ChosenLine& line,
+                          const std::string& activationToken) {
+  line.context->setActivationToken(activationToken);
+  const std::unique_ptr<Pasteboard> pasteboard = pasteboardOf_(client);
+  finderSync_.performAction(line.action, line.context, *pasteboard);
+}
+
 void FinderCalls::clientGone(const std::string& client) {
+  menus_.ClientGone(client);
   observations_.ClientGone(client);
   badges_.ClientGone(client);
 }

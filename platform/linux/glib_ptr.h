@@ -21,12 +21,21 @@ struct GObjectRelease {
   void operator()(gpointer object) const { g_object_unref(object); }
 };
 
+struct GSourceDestroy {
+  void operator()(GSource* source) const {
+    g_source_destroy(source);
+    g_source_unref(source);
+  }
+};
+
 }  // namespace internal
 
 template <typename T>
 using GLibPtr = std::unique_ptr<T, internal::GLibRelease>;
 template <typename T>
 using GObjectPtr = std::unique_ptr<T, internal::GObjectRelease>;
+// Takes the source from its context, too; also from inside its own callback.
+using GSourcePtr = std::unique_ptr<GSource, internal::GSourceDestroy>;
 
 // An owner to pass as the GError** of one call:
 //   GErrorSlot error;

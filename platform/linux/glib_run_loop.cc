@@ -108,6 +108,15 @@ void GlibRunLoop::Cancel(TimerId id) { timers_.erase(id); }
 
 bool GlibRunLoop::IsCurrent() const { return thread_.load() == std::this_thread::get_id(); }
 
+bool GlibRunLoop::RunModal(const std::function<bool()>& isOver) {
+  bool over = isOver();
+  while (!over && !quit_) {
+    g_main_context_iteration(context_.get(), TRUE);
+    over = isOver();
+  }
+  return over;
+}
+
 void GlibRunLoop::Run() {
   thread_ = std::this_thread::get_id();
   while (!quit_) g_main_context_iteration(context_.get(), TRUE);

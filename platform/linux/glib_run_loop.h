@@ -31,6 +31,7 @@ class GlibRunLoop : public RunLoop {
   TimerId Every(std::chrono::milliseconds first, std::chrono::milliseconds interval,
                 std::function<void()> task) override;
   void Cancel(TimerId id) override;
+  bool RunModal(const std::function<bool()>& isOver) override;
   bool IsCurrent() const override;
 
   // Turns the loop until Quit, which may come first.

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <utility>
 
-#include "agent/message_frame.h"
 #include "base/logger.h"
+#include "platform/linux/glib_ptr.h"
 
 namespace kelvo {
 namespace {
@@ -23,14 +23,6 @@ constexpr gint64 kDeliveryPerTurn = 8000;  // microseconds
 
 constexpr gint64 kNever = -1;  // as a ready time; 0 is at once
 
-struct SourceDestroy {
-  void operator()(GSource* source) const {
-    g_source_destroy(source);
-    g_source_unref(source);
-  }
-};
-using SourcePtr = std::unique_ptr<GSource, SourceDestroy>;
-
 void Attach(GSource* source, GMainContext* context, GSourceFunc callback, gpointer data) {
   g_source_set_callback(source, callback, data, nullptr);
   g_source_set_can_recurse(source, TRUE);
@@ -42,9 +34,9 @@ gboolean DispatchAlarm(GSource* /*source*/, GSourceFunc callback, gpointer data)
 }
 
 // A source that fires at its ready time, and on until that is changed.
-SourcePtr NewAlarm(GMainContext* context, GSourceFunc callback, gpointer data) {
+GSourcePtr NewAlarm(GMainContext* context, GSourceFunc callback, gpointer data) {
   static GSourceFuncs functions = {nullptr, nullptr, DispatchAlarm, nullptr, nullptr, nullptr};
-  SourcePtr source(g_source_new(&functions, sizeof(GSource)));
+  GSourcePtr source(g_source_new(&functions, sizeof(GSource)));
   g_source_set_ready_time(source.get(), kNever);
   Attach(source.get(), context, callback, data);
   return source;
@@ -56,18 +48,21 @@ SourcePtr NewAlarm(GMainContext* context, GSourceFunc callback, gpointer data) {
 // destroy the port meanwhile; whatever follows a delegate's call asks Gone() first.
 class UnixAgentPort::Connection : public std::enable_shared_from_this<Connection> {
  public:
-  Connection(UnixAgentPort* port, GMainContext* context, UniqueFd fd,
-             std::chrono::milliseconds sendLimit, AgentPortDelegate& delegate)
+  Connection(UnixAgentPort* port, GMainContext* context, UniqueFd fd, const Options& options,
+             AgentPortDelegate& delegate)
       : port_(port),
         context_(context),
         fd_(std::move(fd)),
-        sendLimit_(std::chrono::microseconds(sendLimit).count()),
+        sendLimit_(std::chrono::microseconds(options.sendLimit).count()),
+        peer_(options.peer),
         delegate_(delegate),
+        reader_(options.maxMessageSize),
         limit_(NewAlarm(context, Call<&Connection::OnLimit>, this)),
         wake_(NewAlarm(context, Call<&Connection::OnWake>, this)),
         readable_(NewInput(G_IO_IN, CallForInput<&Connection::OnReadable>)) {}
 
   void Send(std::string_view name, std::string_view archive);
+  std::size_t QueuedBytes() const { return queuedBytes_; }
   // Nothing is told any more.
   void Close();
 
@@ -89,7 +84,7 @@ class UnixAgentPort::Connection : public std::enable_shared_from_this<Connection
     return Call<kMethod>(data);
   }
 
-  SourcePtr NewInput(GIOCondition condition, GUnixFDSourceFunc callback);
+  GSourcePtr NewInput(GIOCondition condition, GUnixFDSourceFunc callback);
   bool Gone() const { return port_ == nullptr; }
   void OnReadable();
   void OnWritable();
@@ -108,6 +103,7 @@ class UnixAgentPort::Connection : public std::enable_shared_from_this<Connection
   GMainContext* const context_;
   UniqueFd fd_;
   const gint64 sendLimit_;  // microseconds
+  const char* const peer_;
   AgentPortDelegate& delegate_;
 
   MessageFrameReader reader_;
@@ -119,14 +115,14 @@ class UnixAgentPort::Connection : public std::enable_shared_from_this<Connection
   std::size_t failures_ = 0;     // messages lost, to be told
   std::string writeError_;       // to be told when not empty
 
-  SourcePtr limit_;  // the first deadline
-  SourcePtr wake_;   // something is to be told or delivered
-  SourcePtr readable_;
-  SourcePtr writable_;  // while something is queued
+  GSourcePtr limit_;  // the first deadline
+  GSourcePtr wake_;   // something is to be told or delivered
+  GSourcePtr readable_;
+  GSourcePtr writable_;  // while something is queued
 };
 
-SourcePtr UnixAgentPort::Connection::NewInput(GIOCondition condition, GUnixFDSourceFunc callback) {
-  SourcePtr source(g_unix_fd_source_new(fd_.get(), condition));
+GSourcePtr UnixAgentPort::Connection::NewInput(GIOCondition condition, GUnixFDSourceFunc callback) {
+  GSourcePtr source(g_unix_fd_source_new(fd_.get(), condition));
   Attach(source.get(), context_, G_SOURCE_FUNC(callback), this);
   return source;
 }
@@ -161,7 +157,7 @@ bool UnixAgentPort::Connection::Read() {
     }
     if (count < 0 && errno == EINTR) continue;
     if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) break;
-    if (count < 0) KELVO_LOG(kLogDebug, "reading from the Agent: " << g_strerror(errno));
+    if (count < 0) KELVO_LOG(kLogDebug, "reading from " << peer_ << ": " << g_strerror(errno));
     inputEnded_ = true;
     readable_.reset();
     break;
@@ -196,10 +192,10 @@ void UnixAgentPort::Connection::EndOfInput() {
   }
   if (!inputEnded_ && reader_.Error().empty()) return;
   if (!reader_.Error().empty()) {
-    KELVO_LOG(kLogError, "the Agent broke the framing: " << reader_.Error());
+    KELVO_LOG(kLogError, peer_ << " broke the framing: " << reader_.Error());
   } else if (reader_.Pending() > 0) {
-    KELVO_LOG(kLogError, "the Agent ended the connection within a message; " << reader_.Pending()
-                                                                             << " bytes dropped");
+    KELVO_LOG(kLogError, peer_ << " ended the connection within a message; " << reader_.Pending()
+                               << " bytes dropped");
   }
   UnixAgentPort& port = *port_;
   Close();
@@ -297,12 +293,13 @@ void UnixAgentPort::Connection::SetLimit() {
 }
 
 UnixAgentPort::UnixAgentPort(GMainContext* context, UniqueFd fd, std::string description,
-                             std::chrono::milliseconds sendLimit, AgentPortDelegate& delegate)
+                             const Options& options, AgentPortDelegate& delegate)
     : description_(std::move(description)),
-      connection_(std::make_shared<Connection>(this, context, std::move(fd), sendLimit, delegate)) {
-}
+      connection_(std::make_shared<Connection>(this, context, std::move(fd), options, delegate)) {}
 
 UnixAgentPort::~UnixAgentPort() { connection_->Close(); }
+
+std::size_t UnixAgentPort::OutgoingBytes() const { return connection_->QueuedBytes(); }
 
 void UnixAgentPort::Send(std::string name, std::string archive) {
   connection_->Send(name, archive);

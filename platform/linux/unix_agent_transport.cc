@@ -82,7 +82,7 @@ std::unique_ptr<AgentPort> UnixAgentTransport::portForName(const std::string& na
   lastRefusal_ = std::move(refusal);
   if (!fd) return nullptr;
   return std::make_unique<UnixAgentPort>(context_.get(), std::move(fd), std::move(description),
-                                         settings_.sendLimit, delegate);
+                                         UnixAgentPort::Options{settings_.sendLimit}, delegate);
 }
 
 // No descriptor and no refusal: there is no Agent.

@@ -71,7 +71,7 @@ class PlistUserDefaultsTest : public test::Fixture {
 
 TEST_F(PlistUserDefaultsTest, ChoicesOutliveTheProcessAndKeepForeignKeys) {
   EXPECT_TRUE(StorePropertiesToFile(path_, {{"foreign", "x"}, {"kelvo-dont-show-lock", true}}));
-  PlistUserDefaults defaults(path_);
+  PlistUserDefaults defaults(path_, fake_.settingsQueue);
   defaults.Load();
   SetNotificationPreferences(&defaults);
   EXPECT_FALSE(GetShowLockNotification());
@@ -81,7 +81,7 @@ TEST_F(PlistUserDefaultsTest, ChoicesOutliveTheProcessAndKeepForeignKeys) {
   SetShowUnlockNotification(false);
   SetOpenFileAfterLock(true);
 
-  PlistUserDefaults later(path_);
+  PlistUserDefaults later(path_, fake_.settingsQueue);
   later.Load();
   SetNotificationPreferences(&later);
   EXPECT_TRUE(GetShowLockNotification());
@@ -91,10 +91,10 @@ TEST_F(PlistUserDefaultsTest, ChoicesOutliveTheProcessAndKeepForeignKeys) {
 }
 
 TEST_F(PlistUserDefaultsTest, WhatWasSetBeforeTheLoadWins) {
-  PlistUserDefaults defaults(path_);
+  PlistUserDefaults defaults(path_, fake_.settingsQueue);
   defaults.Load();
   EXPECT_FALSE(std::filesystem::exists(path_)) << "made by looking";
-  EXPECT_TRUE(defaults.SetBool("a", false));
+  defaults.SetBool("a", false);
   EXPECT_TRUE(StorePropertiesToFile(path_, {{"a", true}, {"b", true}}));
   EXPECT_FALSE(defaults.GetBool("b"));
   defaults.Load();
@@ -104,9 +104,12 @@ TEST_F(PlistUserDefaultsTest, WhatWasSetBeforeTheLoadWins) {
 
 TEST_F(PlistUserDefaultsTest, AValueThatCannotBeWrittenIsStillInForce) {
   WriteFile(Home("file"), "");
-  PlistUserDefaults defaults(Home("file/defaults.plist"));
+  PlistUserDefaults defaults(Home("file/defaults.plist"), fake_.settingsQueue);
   defaults.Load();
-  EXPECT_FALSE(defaults.SetBool("a", true));
+  fake_.settingsQueue.Hold(true);
+  defaults.SetBool("a", true);
+  EXPECT_TRUE(defaults.GetBool("a"));
+  fake_.settingsQueue.RunAll();
   EXPECT_TRUE(defaults.GetBool("a"));
 }
 

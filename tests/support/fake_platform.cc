@@ -112,6 +112,7 @@ class FakeTransport::Port : public AgentPort {
     owner_.sent.push_back({std::move(name), info.value_or(PropertyList::Dictionary{
                                                 {"undecodable", PropertyList(true)}})});
   }
+  std::size_t OutgoingBytes() const override { return owner_.outgoingBytes; }
   std::string Description() const override { return "fake port"; }
 
  private:
@@ -232,9 +233,6 @@ bool FakeUserDefaults::GetBool(const std::string& key) const {
   return found != values.end() && found->second;
 }
 
-bool FakeUserDefaults::SetBool(const std::string& key, bool value) {
-  values[key] = value;
-  return true;
-}
+void FakeUserDefaults::SetBool(const std::string& key, bool value) { values[key] = value; }
 
 }  // namespace kelvo::test

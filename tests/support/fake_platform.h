@@ -1,6 +1,8 @@
 // Fakes of the platform seams. Nothing here imitates a class of the system itself.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <chrono>
 #include <cstdint>
 #include <deque>
@@ -17,11 +19,15 @@
 #include "platform/agent_transport.h"
 #include "platform/background_queue.h"
 #include "platform/clock.h"
+#include "platform/desktop.h"
+#include "platform/dialogs.h"
 #include "platform/finder_controller.h"
+#include "platform/http_client.h"
 #include "platform/platform.h"
 #include "platform/run_loop.h"
 #include "platform/secret_store.h"
 #include "platform/system_log.h"
+#include "platform/threads.h"
 #include "platform/user_defaults.h"
 
 namespace kelvo::test {
@@ -49,6 +55,8 @@ class FakeRunLoop : public RunLoop {
   TimerId Every(std::chrono::milliseconds first, std::chrono::milliseconds interval,
                 std::function<void()> task) override;
   void Cancel(TimerId id) override;
+  // False when nothing is posted any more and it is not over.
+  bool RunModal(const std::function<bool()>& isOver) override;
   // The thread that made the loop is its thread.
   bool IsCurrent() const override;
 
@@ -119,6 +127,7 @@ class FakeTransport : public AgentTransport {
   bool present = false;
   int lookups = 0;
   std::string lookedUpName;
+  std::size_t outgoingBytes = 0;  // said to wait for the Agent
   std::vector<Sent> sent;
 
   bool Connected() const { return port_ != nullptr; }
@@ -191,8 +200,81 @@ class FakeSecretStore : public SecretStore {
 class FakeUserDefaults : public UserDefaults {
  public:
   bool GetBool(const std::string& key) const override;
-  bool SetBool(const std::string& key, bool value) override;
+  void SetBool(const std::string& key, bool value) override;
   std::map<std::string, bool> values;
+};
+
+// Runs work when the test says so, on the test's thread.
+class FakeThreads : public Threads {
+ public:
+  void detachNewThread(std::function<void()> work) override { work_.push_back(std::move(work)); }
+  std::size_t Waiting() const { return work_.size(); }
+  void RunAll();
+
+ private:
+  std::deque<std::function<void()>> work_;
+};
+
+// A web server's answers. Asynchronous requests wait for Answer; synchronous ones take the next of
+// `answers`.
+class FakeHttpClient : public HttpClient {
+ public:
+  struct Reply {
+    std::string body = {};
+    int statusCode = 200;
+    std::optional<HttpError> error = {};       // then nothing else counts
+    std::optional<std::string> redirect = {};  // where to, before the answer
+  };
+
+  std::unique_ptr<HttpTransfer> start(const HttpRequest& request,
+                                      HttpTransferDelegate& delegate) override;
+  void sendSynchronously(const HttpRequest& request, HttpTransferDelegate& delegate) override;
+  // Answers the asynchronous request under way.
+  void Answer(const Reply& reply);
+  bool IsBusy() const { return delegate_ != nullptr; }
+
+  bool refuses = false;               // no transfer can be made
+  std::vector<HttpRequest> requests;  // every one, with what follows redirects
+  std::deque<Reply> answers;          // an error when there is none
+
+ private:
+  class Transfer;
+  void Deliver(const Reply& reply, HttpTransferDelegate& delegate);
+
+  HttpTransferDelegate* delegate_ = nullptr;
+};
+
+class FakeDesktop : public Desktop {
+ public:
+  bool openURL(const std::string& url, const std::string& activationToken) override;
+  std::vector<std::string> opened;  // URL, a blank, the token
+};
+
+class FakePasteboard : public Pasteboard {
+ public:
+  void clearContents() override { text.reset(); }
+  bool writeObjects(const std::string& written) override;
+  std::optional<std::string> text;
+  bool fails = false;
+};
+
+// Dialogs that the test looks at and closes.
+class FakeDialogs : public Dialogs {
+ public:
+  std::unique_ptr<DialogWindow> open(const DialogContents& contents, Closed closed) override;
+  void setActivationToken(const std::string& token) override { activationToken = token; }
+  // The open ones' contents, oldest first.
+  std::vector<DialogContents> Open() const;
+  // Closes the open dialog of that position.
+  void Close(std::size_t index, const DialogAnswer& answer);
+
+  std::string activationToken;
+  int opened = 0;
+  int raised = 0;
+
+ private:
+  class Window;
+  std::vector<Window*> windows_;
 };
 
 // All of them together.
@@ -206,8 +288,12 @@ struct FakePlatform {
   FakeSecretStore secrets;
   FakeUserDefaults defaults;
   FakeSystemLog systemLog;
-  Platform platform{clock,  runLoop, settingsQueue, accountsQueue, transport,
-                    finder, secrets, defaults,      systemLog};
+  FakeThreads threads;
+  FakeHttpClient http;
+  FakeDesktop desktop;
+  FakeDialogs dialogs;
+  Platform platform{clock,    runLoop,   settingsQueue, accountsQueue, transport, finder, secrets,
+                    defaults, systemLog, threads,       http,          desktop,   dialogs};
 };
 
 }  // namespace kelvo::test

@@ -15,6 +15,8 @@
 #include "settings/application_bundle.h"
 #include "settings/configuration_path.h"
 #include "settings/secure_store.h"
+#include "ui/alert.h"
+#include "ui/confirmation_dialog_controller.h"
 #include "ui/notification_preferences.h"
 
 namespace kelvo::test {
@@ -33,6 +35,8 @@ void ClearProcessWideState() {
   SetSecretStore(nullptr);
   SetNotificationPreferences(nullptr);
   ProjectsList::SetFactory(nullptr);
+  KelvoConfirmationDialogController::SetSources(nullptr);
+  CloseAlert();
   CFinderConfiguration::m_Instance = nullptr;
   CSyncApi::m_Instance = nullptr;
   CSyncCache::m_Instance = nullptr;

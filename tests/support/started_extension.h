@@ -73,6 +73,9 @@ class StartedExtension : public Fixture, public FinderSync::Observer {
 
   void onAgentConnected(bool connected) override { connections_.push_back(connected); }
   void onMenusChanged() override { ++menusChanged_; }
+  void onItemsChanged(const std::string& path, bool isList) override {
+    changedItems_.push_back(path + (isList ? "/*" : ""));
+  }
   void onFoldersSwept(const std::vector<std::string>& folders) override {
     swept_.push_back(folders);
   }
@@ -80,6 +83,7 @@ class StartedExtension : public Fixture, public FinderSync::Observer {
   std::unique_ptr<FinderSync> extension_;
   std::vector<bool> connections_;
   int menusChanged_ = 0;
+  std::vector<std::string> changedItems_;
   std::vector<std::vector<std::string>> swept_;
 
  private:

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "agent/notification_module.h"
 #include "agent/notifications_bridge.h"
 #include "core/finder_configuration.h"
 #include "tests/support/started_extension.h"
@@ -30,7 +31,15 @@ class MenuContextTest : public StartedExtension {
     fake_.transport.Deliver(kConnectionStatusName, {{"status", PropertyList(status)}});
   }
   MenuSources Sources() {
-    return {cache(), *CSyncApi::m_Instance, *CFinderConfiguration::m_Instance, fake_.clock};
+    return {cache(),
+            *CSyncApi::m_Instance,
+            *CNotificationModule::m_Instance,
+            *CFinderConfiguration::m_Instance,
+            fake_.clock,
+            fake_.runLoop,
+            fake_.http,
+            fake_.desktop,
+            fake_.dialogs};
   }
   // A line each: its title, its picture, its action; "-" before what has an action and is disabled.
   static std::string Text(const Menu& menu) {

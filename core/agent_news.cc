@@ -1,0 +1,41 @@
+#include "core/agent_news.h"
+
+#include <utility>
+
+#include "agent/sync_status_list_response.h"
+
+namespace kelvo {
+
+AgentNews::AgentNews(Changed changed) : changed_(std::move(changed)) {}
+
+std::uint64_t AgentNews::Count() const {
+  std::lock_guard lock(mutex_);
+  return count_;
+}
+
+void AgentNews::Wait(std::uint64_t count, std::chrono::steady_clock::time_point limit) const {
+  std::unique_lock lock(mutex_);
+  more_.wait_until(lock, limit, [&] { return count_ > count; });
+}
+
+void AgentNews::Tell(const std::string& path, bool isList) {
+  {
+    std::lock_guard lock(mutex_);
+    ++count_;
+  }
+  more_.notify_all();
+  changed_(path, isList);
+}
+
+void AgentNews::OnSyncStatusListResponse(CSyncStatusListResponse& response) {
+  Tell(response.Path(), true);
+}
+
+void AgentNews::OnSyncStatusChanged(const SSyncApiItemStatus& item) { Tell(item.path, false); }
+
+void AgentNews::OnSyncStatusReset() { Tell({}, false); }
+
+// The public links.
+void AgentNews::OnSyncSyncList(const std::string&, const std::string&) { Tell({}, false); }
+
+}  // namespace kelvo

@@ -1,0 +1,109 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+#include <thread>
+
+#include "agent/notifications_bridge.h"
+#include "platform/desktop.h"
+#include "tests/support/started_extension.h"
+#include "ui/menu_context.h"
+
+namespace kelvo::test {
+namespace {
+
+using std::chrono::seconds;
+
+class FinderSyncMenuTest : public StartedExtension {
+ protected:
+  void Connect() { fake_.transport.Deliver(kConnectionStatusName, {{"status", PropertyList(4)}}); }
+  std::optional<FinderMenu> MenuFor(const std::vector<std::string>& items) {
+    return extension_->menuForMenuKind(0, items, cancelled_);
+  }
+  // Asks on a thread of its own, and hands over what it says to the Agent.
+  std::future<std::optional<FinderMenu>> AskAside(const std::vector<std::string>& items,
+                                                  const std::string& request) {
+    auto menu = std::async(std::launch::async, [this, items] { return MenuFor(items); });
+    const auto deadline = std::chrono::steady_clock::now() + seconds(30);
+    std::vector<std::string> all;
+    while (std::find(all.begin(), all.end(), request) == all.end() &&
+           std::chrono::steady_clock::now() < deadline) {
+      fake_.runLoop.RunPosted();
+      all = fake_.transport.ListRequests();
+      std::this_thread::yield();
+    }
+    return menu;
+  }
+
+  std::atomic<bool> cancelled_{false};
+};
+
+TEST_F(FinderSyncMenuTest, WaitsForTheAgentsListAndNoLonger) {
+  Connect();
+  const std::string path = Home("Work/a");
+  std::optional<FinderMenu> menu;
+  // The list may come a moment too late on a busy machine; then the next menu has it at once.
+  auto waiting = AskAside({path}, Home("Work"));
+  SendList(Home("Work"), {{.name = "a", .fileId = "f"}});
+  menu = waiting.get();
+  if (!menu) menu = MenuFor({path});
+  ASSERT_TRUE(menu);
+  EXPECT_EQ(menu->menu.items().front().title, "Open Kelvo Here");
+  EXPECT_FALSE(menu->menu.items().back().separator);
+  EXPECT_EQ(LogCount("Timed out requesting menu items"), 1) << "said also when it came in time";
+  EXPECT_EQ(changedItems_, std::vector<std::string>{Home("Work/*")});
+
+  EXPECT_FALSE(MenuFor({Home("Other/b")})) << "nobody answers";
+  EXPECT_FALSE(MenuFor({path, ""}));
+  EXPECT_FALSE(MenuFor({}));
+}
+
+TEST_F(FinderSyncMenuTest, ACancelledMenuIsNone) {
+  Connect();
+  SendList(Home("Work"), {{.name = "a"}});
+  cancelled_ = true;
+  EXPECT_FALSE(MenuFor({Home("Work/a")}));
+  EXPECT_FALSE(MenuFor({Home("Other/b")}));
+}
+
+TEST_F(FinderSyncMenuTest, ForwardsActionsAsTheyNeed) {
+  Connect();
+  SendList(Home("Work"), {{.name = "a", .fileId = "f", .lock = 2}});
+  std::optional<FinderMenu> menu = MenuFor({Home("Work/a")});
+  ASSERT_TRUE(menu);
+  std::weak_ptr<KelvoMenuContext> kept = menu->context;
+  FakePasteboard pasteboard;
+  const auto choose = [&](Selector action) {
+    extension_->performAction(action, menu->context, pasteboard);
+  };
+  choose(menu_action::kUnlock);
+  EXPECT_TRUE(fake_.transport.Events("unlock").empty()) << "on the main loop";
+  choose(menu_action::kOpenKelvoHere);
+  choose(menu_action::kAddComment);
+  choose(Selector{"somethingElse"});
+  EXPECT_EQ(fake_.threads.Waiting(), 2u);
+  choose(menu_action::kCopyLink);
+  EXPECT_TRUE(pasteboard.text);
+  menu.reset();
+  EXPECT_FALSE(kept.expired()) << "its actions are not done";
+  fake_.runLoop.RunPosted();
+  fake_.runLoop.RunPosted();
+  EXPECT_EQ(fake_.transport.Events("unlock").size(), 1u);
+  fake_.threads.RunAll();
+  EXPECT_TRUE(kept.expired());
+}
+
+TEST(FinderSyncMenuBeforeStartTest, HasNoMenu) {
+  class NotStarted : public StartedExtension {
+   public:
+    NotStarted() : StartedExtension(false) {}
+    void TestBody() override {
+      const std::atomic<bool> cancelled{false};
+      EXPECT_FALSE(extension_->menuForMenuKind(0, {Home("Work/a")}, cancelled));
+    }
+  } test;
+  test.TestBody();
+}
+
+}  // namespace
+}  // namespace kelvo::test
