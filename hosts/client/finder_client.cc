@@ -6,46 +6,21 @@
 #include <utility>
 #include <vector>
 
+#include "hosts/client/bus_values.h"
 #include "hosts/client/quietly.h"
 
 namespace kelvo {
 
 namespace {
 
-constexpr char kObjectPath[] = "/com/kelvo/FinderSync";
-constexpr char kInterface[] = "com.kelvo.FinderSync1";
 constexpr char kProperties[] = "org.freedesktop.DBus.Properties";
 constexpr guint kPropertiesRetry = 7;  // seconds
 
 // Behind a redraw that is due, before the file manager's own idle work.
 constexpr int kPriority = G_PRIORITY_HIGH_IDLE + 30;
 
-GVariant* Bytes(std::string_view bytes) {
-  return g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, bytes.data(), bytes.size(), 1);
-}
-
-// Valid as long as the value is.
-std::string_view BytesOf(GVariant* value) {
-  gsize count = 0;
-  const void* bytes = g_variant_get_fixed_array(value, &count, 1);
-  return bytes == nullptr ? std::string_view()
-                          : std::string_view(static_cast<const char*>(bytes), count);
-}
-
-GLibPtr<GVariant> Child(GVariant* container, gsize index) {
-  return GLibPtr<GVariant>(g_variant_get_child_value(container, index));
-}
-
 GLibPtr<GVariant> Property(GVariant* dictionary, const char* name, const char* type) {
   return GLibPtr<GVariant>(g_variant_lookup_value(dictionary, name, G_VARIANT_TYPE(type)));
-}
-
-std::vector<std::string> PathsOf(GVariant* directories) {
-  std::vector<std::string> paths;
-  for (gsize i = 0; i < g_variant_n_children(directories); ++i) {
-    paths.emplace_back(BytesOf(Child(directories, i).get()));
-  }
-  return paths;
 }
 
 }  // namespace
@@ -56,8 +31,12 @@ struct FinderClient::Request {
   std::uint64_t ticket;
 };
 
-FinderClient::FinderClient(Listener listener)
-    : listener_(std::move(listener)), store_(clock_, *this), link_(*this) {}
+FinderClient::FinderClient(Listener listener, MenuHost menuHost)
+    : listener_(std::move(listener)),
+      store_(clock_, *this),
+      menus_(clock_, menuHost.waiting, std::move(menuHost.menusChanged)),
+      hostObject_(std::move(menuHost.setClipboard)),
+      link_(*this) {}
 
 FinderClient::~FinderClient() {
   ExtensionDown();
@@ -80,21 +59,38 @@ const std::string& FinderClient::IconName(BadgeByte badge) const noexcept {
   return iconNames_[known ? static_cast<std::size_t>(badge - '0') : 0];
 }
 
+bool FinderClient::HasMenus(std::string_view path) noexcept {
+  bool covered = false;
+  Quietly([&] { covered = menus_.Covers(path); });
+  return covered;
+}
+
+FileMenuPtr FinderClient::MenuFor(std::vector<std::string> items) noexcept {
+  FileMenuPtr menu;
+  Quietly([&] { menu = menus_.MenuFor(std::move(items)); });
+  return menu;
+}
+
+void FinderClient::Choose(const FileMenu& menu, const FileMenuLine& line,
+                          const std::string& activationToken) noexcept {
+  Quietly([&] { menus_.Choose(menu, line, activationToken); });
+}
+
 void FinderClient::BeginObserving(const std::string& folder) {
-  Call(kInterface, "BeginObservingDirectory", g_variant_new("(@ay)", Bytes(folder)), nullptr,
-       nullptr, nullptr);
+  Call(kExtensionInterface, "BeginObservingDirectory", g_variant_new("(@ay)", Bytes(folder)),
+       nullptr, nullptr, nullptr);
 }
 
 void FinderClient::EndObserving(const std::string& folder) {
-  Call(kInterface, "EndObservingDirectory", g_variant_new("(@ay)", Bytes(folder)), nullptr, nullptr,
-       nullptr);
+  Call(kExtensionInterface, "EndObservingDirectory", g_variant_new("(@ay)", Bytes(folder)), nullptr,
+       nullptr, nullptr);
 }
 
 void FinderClient::RequestBadges(const std::string& folder, const std::string& names,
                                  std::uint64_t ticket) {
   auto request = std::make_unique<Request>(Request{this, folder, ticket});
-  Call(kInterface, "RequestBadges", g_variant_new("(@ay@ay)", Bytes(folder), Bytes(names)), "(ay)",
-       OnBadgesAnswered, request.release());
+  Call(kExtensionInterface, "RequestBadges", g_variant_new("(@ay@ay)", Bytes(folder), Bytes(names)),
+       "(ay)", OnBadgesAnswered, request.release());
 }
 
 void FinderClient::OnBadgesAnswered(GObject* source, GAsyncResult* result, gpointer data) {
@@ -151,7 +147,7 @@ void FinderClient::Work() {
 void FinderClient::Call(const char* interface, const char* method, GVariant* parameters,
                         const char* replyType, GAsyncReadyCallback done, gpointer data) {
   // To this very process: a call to the name could start another one, unasked.
-  g_dbus_connection_call(connection_.get(), extension_.c_str(), kObjectPath, interface, method,
+  g_dbus_connection_call(connection_.get(), extension_.c_str(), kExtensionPath, interface, method,
                          parameters, replyType != nullptr ? G_VARIANT_TYPE(replyType) : nullptr,
                          G_DBUS_CALL_FLAGS_NO_AUTO_START, -1, cancel_.get(), done, data);
 }
@@ -162,12 +158,14 @@ void FinderClient::ExtensionUp(GDBusConnection* connection, const char* owner) {
   cancel_.reset(g_cancellable_new());
   extension_ = owner;
   // Subscribed before anything is asked, so that no change falls between.
-  signals_ = g_dbus_connection_signal_subscribe(connection, owner, kInterface, "BadgesChanged",
-                                                kObjectPath, nullptr, G_DBUS_SIGNAL_FLAGS_NONE,
+  signals_ = g_dbus_connection_signal_subscribe(connection, owner, kExtensionInterface, nullptr,
+                                                kExtensionPath, nullptr, G_DBUS_SIGNAL_FLAGS_NONE,
                                                 OnSignal, this, nullptr);
   propertyChanges_ = g_dbus_connection_signal_subscribe(
-      connection, owner, kProperties, "PropertiesChanged", kObjectPath, kInterface,
+      connection, owner, kProperties, "PropertiesChanged", kExtensionPath, kExtensionInterface,
       G_DBUS_SIGNAL_FLAGS_NONE, OnSignal, this, nullptr);
+  menus_.ExtensionUp(connection, extension_);
+  hostObject_.Export(connection, extension_);
   AskProperties();
 }
 
@@ -182,10 +180,13 @@ void FinderClient::ExtensionDown() {
   known_ = false;
   agentConnected_ = false;
   store_.ExtensionVanished();
+  hostObject_.Withdraw();
+  menus_.ExtensionDown();
 }
 
 void FinderClient::AskProperties() {
-  Call(kProperties, "GetAll", g_variant_new("(s)", kInterface), "(a{sv})", OnProperties, this);
+  Call(kProperties, "GetAll", g_variant_new("(s)", kExtensionInterface), "(a{sv})", OnProperties,
+       this);
 }
 
 gboolean FinderClient::OnAskProperties(gpointer self) {
@@ -220,10 +221,15 @@ void FinderClient::TakeProperties(GVariant* all) {
   const bool first = !std::exchange(known_, true);
   if (first) {
     agentConnected_ = connected && g_variant_get_boolean(connected.get());
-    store_.ExtensionAppeared(directories ? PathsOf(directories.get()) : std::vector<std::string>());
+    const auto paths = directories ? PathsOf(directories.get()) : std::vector<std::string>();
+    store_.ExtensionAppeared(paths);
+    menus_.SetDirectories(paths);
     return;
   }
-  if (directories) store_.SetDirectories(PathsOf(directories.get()));
+  if (directories) {
+    store_.SetDirectories(PathsOf(directories.get()));
+    menus_.SetDirectories(PathsOf(directories.get()));
+  }
   if (connected) TakeAgentConnected(g_variant_get_boolean(connected.get()) != FALSE);
 }
 
@@ -261,6 +267,8 @@ void FinderClient::OnSignal(GDBusConnection*, const char*, const char*, const ch
       const GLibPtr<GVariant> folder = Child(parameters, 0);
       const GLibPtr<GVariant> entries = Child(parameters, 1);
       client->store_.OnBadgesChanged(BytesOf(folder.get()), BytesOf(entries.get()));
+    } else if (std::strcmp(signal, "MenusChanged") == 0) {
+      client->menus_.MenusChanged();
     } else if (g_variant_is_of_type(parameters, G_VARIANT_TYPE("(sa{sv}as)"))) {
       client->TakeChanges(parameters);
     }

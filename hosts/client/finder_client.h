@@ -6,19 +6,30 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "hosts/client/badge_store.h"
 #include "hosts/client/extension_link.h"
+#include "hosts/client/file_menu.h"
+#include "hosts/client/host_object.h"
+#include "hosts/client/menu_source.h"
 #include "platform/clock.h"
 #include "platform/linux/glib_ptr.h"
 
 namespace kelvo {
 
+// What menus need of a file manager.
+struct MenuHost {
+  MenuWaiting waiting = MenuWaiting::kNever;
+  std::function<void()> menusChanged = {};  // see MenuSource
+  HostObject::SetClipboard setClipboard = {};
+};
+
 // A file manager's side of the extension: badges from a table of its own, kept true over the
-// session bus. Without a bus, an extension or an Agent there simply are no badges.
+// session bus, and menus. Without a bus, an extension or an Agent there simply are none.
 //
-// Nothing here blocks, prints, throws, or changes what belongs to the process. The first look-up
-// connects; making a client does nothing yet.
+// Nothing here blocks, but for menus where MenuHost says so; nothing prints, throws, or changes
+// what belongs to the process. The first look-up connects; making a client does nothing yet.
 //
 // Threads: the main thread with the default main context.
 // Lifetime: one per process, never destroyed, except in tests.
@@ -28,7 +39,7 @@ class FinderClient final : private BadgeStore::Surroundings, private ExtensionLi
   // idle, never from inside a look-up.
   using Listener = std::function<void(const std::string& folder, const std::string& name)>;
 
-  explicit FinderClient(Listener listener);
+  explicit FinderClient(Listener listener, MenuHost menuHost = {});
   ~FinderClient();
   FinderClient(const FinderClient&) = delete;
   FinderClient& operator=(const FinderClient&) = delete;
@@ -41,6 +52,12 @@ class FinderClient final : private BadgeStore::Surroundings, private ExtensionLi
   // The full name of the badge's icon ("emblem-..."); empty for no badge and for one that the
   // extension did not describe.
   const std::string& IconName(BadgeByte badge) const noexcept;
+
+  // See MenuSource: Covers, MenuFor, Choose.
+  bool HasMenus(std::string_view path) noexcept;
+  FileMenuPtr MenuFor(std::vector<std::string> items) noexcept;
+  void Choose(const FileMenu& menu, const FileMenuLine& line,
+              const std::string& activationToken) noexcept;
 
  private:
   class MonotonicClock : public Clock {
@@ -88,6 +105,8 @@ class FinderClient final : private BadgeStore::Surroundings, private ExtensionLi
   const MonotonicClock clock_;
   const Listener listener_;
   BadgeStore store_;
+  MenuSource menus_;
+  HostObject hostObject_;
   ExtensionLink link_;
   IconNames iconNames_;
   guint idleSource_ = 0;

@@ -7,6 +7,8 @@ extern "C" {  // the header forgets it for the module's functions
 #include <nautilus-extension.h>
 }
 
+#include "hosts/client/menu_source.h"
+
 #define KELVO_HOST_MODULE_INITIALIZE nautilus_module_initialize
 #define KELVO_HOST_MODULE_SHUTDOWN nautilus_module_shutdown
 #define KELVO_HOST_MODULE_LIST_TYPES nautilus_module_list_types
@@ -16,13 +18,21 @@ namespace kelvo::host {
 using FileInfo = NautilusFileInfo;
 using InfoProvider = NautilusInfoProvider;
 using InfoProviderInterface = NautilusInfoProviderInterface;
+using MenuItem = NautilusMenuItem;
+using MenuProvider = NautilusMenuProvider;
+using MenuProviderInterface = NautilusMenuProviderInterface;
 using OperationHandle = NautilusOperationHandle;
 using OperationResult = NautilusOperationResult;
 
 inline constexpr OperationResult kComplete = NAUTILUS_OPERATION_COMPLETE;
 inline constexpr char kTypeName[] = "KelvoNautilusProvider";
 
+// It asks when the selection changes.
+inline constexpr MenuWaiting kMenuWaiting = MenuWaiting::kNever;
+inline constexpr bool kMnemonics = true;
+
 inline GType InfoProviderType() { return NAUTILUS_TYPE_INFO_PROVIDER; }
+inline GType MenuProviderType() { return NAUTILUS_TYPE_MENU_PROVIDER; }
 
 inline GFile* GetLocation(FileInfo* file) { return nautilus_file_info_get_location(file); }
 
@@ -34,6 +44,20 @@ inline void AddEmblem(FileInfo* file, const char* name) {
 inline FileInfo* LookupFile(GFile* location) { return nautilus_file_info_lookup(location); }
 
 inline void Invalidate(FileInfo* file) { nautilus_file_info_invalidate_extension_info(file); }
+
+template <auto kGetFileItems>
+inline void SetGetFileItems(MenuProviderInterface* provider) {
+  provider->get_file_items = kGetFileItems;
+}
+
+// `icon`: null for none. Of all texts only that may be missing.
+inline MenuItem* NewMenuItem(const char* name, const char* title, const char* icon) {
+  return nautilus_menu_item_new(name, title, "", icon);
+}
+
+inline void EmitItemsUpdated(MenuProvider* provider) {
+  nautilus_menu_provider_emit_items_updated_signal(provider);
+}
 
 inline void AddInterfaces(GTypeModule*, GType) {}
 

@@ -4,7 +4,11 @@
 #include <libnemo-extension/nemo-extension-types.h>
 #include <libnemo-extension/nemo-file-info.h>
 #include <libnemo-extension/nemo-info-provider.h>
+#include <libnemo-extension/nemo-menu-provider.h>
+#include <libnemo-extension/nemo-menu.h>
 #include <libnemo-extension/nemo-name-and-desc-provider.h>
+
+#include "hosts/client/menu_source.h"
 
 #define KELVO_HOST_MODULE_INITIALIZE nemo_module_initialize
 #define KELVO_HOST_MODULE_SHUTDOWN nemo_module_shutdown
@@ -15,13 +19,21 @@ namespace kelvo::host {
 using FileInfo = NemoFileInfo;
 using InfoProvider = NemoInfoProvider;
 using InfoProviderInterface = NemoInfoProviderIface;
+using MenuItem = NemoMenuItem;
+using MenuProvider = NemoMenuProvider;
+using MenuProviderInterface = NemoMenuProviderIface;
 using OperationHandle = NemoOperationHandle;
 using OperationResult = NemoOperationResult;
 
 inline constexpr OperationResult kComplete = NEMO_OPERATION_COMPLETE;
 inline constexpr char kTypeName[] = "KelvoNemoProvider";
 
+// It asks when the menu pops up, and again when a line is chosen.
+inline constexpr MenuWaiting kMenuWaiting = MenuWaiting::kShortly;
+inline constexpr bool kMnemonics = true;
+
 inline GType InfoProviderType() { return NEMO_TYPE_INFO_PROVIDER; }
+inline GType MenuProviderType() { return NEMO_TYPE_MENU_PROVIDER; }
 
 inline GFile* GetLocation(FileInfo* file) { return nemo_file_info_get_location(file); }
 
@@ -32,9 +44,29 @@ inline FileInfo* LookupFile(GFile* location) { return nemo_file_info_lookup(loca
 
 inline void Invalidate(FileInfo* file) { nemo_file_info_invalidate_extension_info(file); }
 
+// The window is of no use here.
+template <auto kGetFileItems>
+inline void SetGetFileItems(MenuProviderInterface* provider) {
+  provider->get_file_items = [](MenuProvider* self, GtkWidget*, GList* files) {
+    return kGetFileItems(self, files);
+  };
+}
+
+// `icon`: null for none. Of all texts only that may be missing.
+inline MenuItem* NewMenuItem(const char* name, const char* title, const char* icon) {
+  return nemo_menu_item_new(name, title, "", icon);
+}
+
+inline void EmitItemsUpdated(MenuProvider* provider) {
+  nemo_menu_provider_emit_items_updated_signal(provider);
+}
+
 // What Nemo shows beside the check box of the extension.
 inline GList* NameAndDescription(NemoNameAndDescProvider*) {
-  return g_list_append(nullptr, g_strdup("Kelvo Finder Sync:::Shows the sync status of files"));
+  return g_list_append(
+      nullptr,
+      g_strdup(
+          "Kelvo Finder Sync:::Shows the sync status of files and offers what to do with them"));
 }
 
 inline void FillNameAndDescription(gpointer interface, gpointer) {

@@ -8,6 +8,8 @@
 #include "hosts/client/finder_client.h"
 #include "hosts/client/quietly.h"
 #include "hosts/client/watched_directories.h"
+#include "hosts/gtk/display.h"
+#include "hosts/gtk/menus.h"
 #include "platform/linux/glib_ptr.h"
 #include KELVO_HOST_HEADER
 
@@ -21,19 +23,14 @@ void OnBadgeChanged(const std::string& folder, const std::string& name) {
   if (file) host::Invalidate(file.get());
 }
 
-FinderClient& Client() {
-  static FinderClient* const client = new FinderClient(OnBadgeChanged);
-  return *client;
-}
-
-void OnFileObjectGone(gpointer item) { Client().Release(static_cast<BadgeStore::Item*>(item)); }
+void OnFileObjectGone(gpointer item) { HostClient().Release(static_cast<BadgeStore::Item*>(item)); }
 
 // Ties the item to the life of the file manager's object, without a reference to that.
 void Follow(host::FileInfo* file, BadgeStore::Item* item) {
   static const GQuark quark = g_quark_from_static_string("kelvo-badge-item");
   GObject* object = G_OBJECT(file);
   if (g_object_get_qdata(object, quark) == item) return;
-  Client().Retain(item);
+  HostClient().Retain(item);
   g_object_set_qdata_full(object, quark, item, item != nullptr ? OnFileObjectGone : nullptr);
 }
 
@@ -43,9 +40,9 @@ void AddBadge(host::FileInfo* file) {
   if (!location) return;
   const GLibPtr<char> path(g_file_get_path(location.get()));
   const BadgeStore::Answer answer =
-      path ? Client().Lookup(path.get()) : BadgeStore::Answer{kNoBadge, nullptr};
+      path ? HostClient().Lookup(path.get()) : BadgeStore::Answer{kNoBadge, nullptr};
   Follow(file, answer.item);
-  const std::string& icon = Client().IconName(answer.badge);
+  const std::string& icon = HostClient().IconName(answer.badge);
   if (icon.starts_with(kPrefix)) host::AddEmblem(file, icon.c_str() + kPrefix.size());
 }
 
@@ -65,6 +62,12 @@ void FillInfoProvider(gpointer interface, gpointer) {
 
 }  // namespace
 
+FinderClient& HostClient() {
+  static FinderClient* const client =
+      new FinderClient(OnBadgeChanged, MenuHost{host::kMenuWaiting, RefreshMenus, SetClipboard});
+  return *client;
+}
+
 GType RegisterProvider(GTypeModule* module) {
   GTypeInfo info{};
   info.class_size = sizeof(GObjectClass);
@@ -73,6 +76,7 @@ GType RegisterProvider(GTypeModule* module) {
                                                  static_cast<GTypeFlags>(0));
   const GInterfaceInfo provider = {FillInfoProvider, nullptr, nullptr};
   g_type_module_add_interface(module, type, host::InfoProviderType(), &provider);
+  AddMenuInterface(module, type);
   host::AddInterfaces(module, type);
   return type;
 }

@@ -4,7 +4,12 @@
 
 namespace kelvo {
 
-// The type that gives a file manager's files their badges; registered once per process.
+class FinderClient;
+
+// The process's one client, made on first use.
+FinderClient& HostClient();
+
+// The type that gives a file manager's files their badges and menus; registered once per process.
 // Every call of the file manager comes on its main thread.
 GType RegisterProvider(GTypeModule* module);
 

@@ -4,12 +4,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "hosts/bus/bus_connection.h"
@@ -64,6 +67,32 @@ class RecordedCalls : public BusCalls {
     reply(std::string(names.size(), '1'));
   }
   void withProjects(std::function<void(const ProjectsList&)>) override { record.Add("projects"); }
+  // The menu of "/wait" takes until nobody wants it any more.
+  KeptMenu menuForItems(const std::string&, std::uint32_t kind,
+                        const std::vector<std::string>& items,
+                        const std::atomic<bool>& cancelled) override {
+    const std::string first = items.empty() ? "none" : items.front();
+    record.Add("menu " + first);
+    if (first == "/wait") {
+      const auto limit = std::chrono::steady_clock::now() + kLimit;
+      while (!cancelled && std::chrono::steady_clock::now() < limit) std::this_thread::yield();
+      record.Add(cancelled ? "cancelled" : "waited");
+      return {};
+    }
+    KeptMenu menu{7 + kind};
+    menu.menu.insertItem({"Lock \xFF", {"lock"}, true, "locked"}, 0);
+    menu.menu.insertItem({.separator = true}, 1);
+    return menu;
+  }
+  // The index says the state.
+  ChosenLine lineOfMenu(const std::string&, std::uint32_t, std::uint32_t index) override {
+    return {static_cast<ChosenLine::State>(index), {"act"}};
+  }
+  // Without a token it takes until the test says so.
+  void perform(const std::string&, const ChosenLine& line, const std::string& token) override {
+    EXPECT_TRUE(!token.empty() || released.WaitFor("released"));
+    record.Add("perform " + std::string(line.action.name) + " " + token);
+  }
   void clientGone(const std::string&) override { record.Add("gone"); }
   bool isStarted() const override { return true; }
 
@@ -89,10 +118,19 @@ class Client {
         nullptr, nullptr);
     EXPECT_TRUE(Call("org.freedesktop.DBus.Peer", "Ping", nullptr));
   }
-  GLibPtr<GVariant> Call(const char* interface, const char* method, GVariant* arguments) {
+  GLibPtr<GVariant> Call(const char* interface, const char* method, GVariant* arguments,
+                         GError** error = nullptr) {
     return GLibPtr<GVariant>(g_dbus_connection_call_sync(
         connection_.get(), service_, kBusPath, interface, method, arguments, nullptr,
-        G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
+        G_DBUS_CALL_FLAGS_NONE, -1, nullptr, error));
+  }
+  // What the call answers, as text; the error's name when it fails. Any thread.
+  std::string Ask(const char* method, GVariant* arguments) {
+    GErrorSlot error;
+    const GLibPtr<GVariant> answer = Call(kBusInterface, method, arguments, error.out());
+    const GLibPtr<char> text(answer ? g_variant_print(answer.get(), FALSE)
+                                    : g_dbus_error_get_remote_error(error.get()));
+    return text ? text.get() : "";
   }
   // Without waiting for the answer.
   void Send(const char* method, GVariant* arguments) {
@@ -164,6 +202,77 @@ TEST_F(BusServiceTest, ClientThatLeavesIsGoneAfterItsCalls) {
   ASSERT_TRUE(calls_.record.WaitFor("gone"));
   EXPECT_EQ((std::vector<std::string>{"end /other", "badges /slow", "begin /w", "gone"}),
             calls_.record.Lines());
+}
+
+GVariant* MenuArguments(const std::vector<std::string>& items) {
+  GVariantBuilder builder;
+  g_variant_builder_init(&builder, G_VARIANT_TYPE("aay"));
+  for (const std::string& item : items) g_variant_builder_add_value(&builder, Bytes(item));
+  return g_variant_new("(uaay)", 2, &builder);
+}
+
+TEST_F(BusServiceTest, NewerMenuCallEndsOlderOnesAndHoldsNothingElse) {
+  auto client = MakeClient();
+  auto other = MakeClient();
+  const std::string none = "(0, [])";
+  const auto ask = [&client](const char* item) {
+    return std::async(std::launch::async, [&client, item] {
+      return client->Ask("MenuForItems", MenuArguments({item}));
+    });
+  };
+  auto first = ask("/wait");
+  ASSERT_TRUE(calls_.record.WaitFor("menu /wait"));
+  EXPECT_EQ("([0x31],)", client->Ask("RequestBadges", g_variant_new("(@ay@ay)", Bytes("/w"),
+                                                                    Bytes(std::string("a\0", 2)))));
+  EXPECT_EQ(
+      "(9, [(0, 'Lock \xEF\xBF\xBD', 'emblem-kelvo-locked', true, 'lock', false), "
+      "(1, '', '', false, '', true)])",
+      other->Ask("MenuForItems", MenuArguments({"/w/other", ""})));
+  EXPECT_EQ("()", client->Ask("BeginObservingDirectory", g_variant_new("(@ay)", Bytes("/w"))));
+  EXPECT_EQ(std::future_status::timeout, first.wait_for(std::chrono::seconds(0)));
+  EXPECT_NE(none, ask("/w/new").get());
+  EXPECT_EQ(none, first.get());
+  EXPECT_TRUE(calls_.record.WaitFor("cancelled"));
+
+  // Two calls wait for the turn of a slow one: the older one is answered before that, whichever of
+  // the two the bus has heard first.
+  client->Send("RequestBadges", g_variant_new("(@ay@ay)", Bytes("/slow"), Bytes("")));
+  std::future<std::string> queued[] = {ask("/w/queued"), ask("/w/queued")};
+  const auto isAnswered = [](const std::future<std::string>& call) {
+    return call.wait_for(std::chrono::milliseconds(1)) == std::future_status::ready;
+  };
+  const auto limit = std::chrono::steady_clock::now() + kLimit;
+  while (!isAnswered(queued[0]) && !isAnswered(queued[1])) {
+    if (std::chrono::steady_clock::now() > limit) break;
+  }
+  const int older = isAnswered(queued[0]) ? 0 : 1;
+  EXPECT_FALSE(isAnswered(queued[1 - older]));
+  calls_.released.Add("released");
+  EXPECT_EQ(none, queued[older].get());
+  EXPECT_NE(none, queued[1 - older].get());
+}
+
+TEST_F(BusServiceTest, ChoicesAreAnsweredBeforeTheyArePerformed) {
+  auto client = MakeClient();
+  const auto choose = [&client](ChosenLine::State state, const char* key, GVariant* value) {
+    GVariantBuilder data;
+    g_variant_builder_init(&data, G_VARIANT_TYPE_VARDICT);
+    g_variant_builder_add(&data, "{sv}", key, value);
+    return client->Ask("ChooseMenuItem",
+                       g_variant_new("(uua{sv})", 7, static_cast<guint>(state), &data));
+  };
+  using State = ChosenLine::State;
+  EXPECT_EQ(kErrorNotStarted, choose(State::kNotStarted, "x", g_variant_new_int32(1)));
+  EXPECT_EQ(kErrorStaleMenu, choose(State::kStale, "x", g_variant_new_int32(1)));
+  EXPECT_EQ(kErrorDisabled, choose(State::kDisabled, "x", g_variant_new_int32(1)));
+  EXPECT_EQ("()", choose(State::kReady, "activation-token", g_variant_new_string("token")));
+  EXPECT_TRUE(calls_.record.WaitFor("perform act token"));
+  EXPECT_EQ("()", choose(State::kReady, "activation-token", g_variant_new_int32(1)));
+  EXPECT_NE("", client->Ask("MenuForItems", MenuArguments({})));
+  client->Leave();
+  ASSERT_TRUE(calls_.record.WaitFor("gone"));
+  calls_.released.Add("released");
+  EXPECT_TRUE(calls_.record.WaitFor("perform act ")) << "although its client has left";
 }
 
 TEST_F(BusServiceTest, PropertiesAreSignalledWhenTheyChange) {

@@ -15,11 +15,10 @@
 
 #include "platform/linux/glib_ptr.h"
 #include "platform/linux/session_bus.h"
+#include "tests/hosts/scripted_menus.h"
 
 namespace kelvo {
 namespace {
-
-using Strings = std::vector<std::string>;
 
 constexpr char kName[] = "com.kelvo.FinderSync";
 constexpr char kPath[] = "/com/kelvo/FinderSync";
@@ -100,13 +99,16 @@ class ScriptedExtension {
       : badges(std::move(badges)), agentConnected(agentConnected) {
     node_.reset(g_dbus_node_info_new_for_xml(kXml, nullptr));
     static const GDBusInterfaceVTable functions = {OnCall, OnGet, nullptr, {}};
-    g_dbus_connection_register_object(connection_.get(), kPath, node_->interfaces[0], &functions,
-                                      this, nullptr, nullptr);
+    registration_ = g_dbus_connection_register_object(
+        connection_.get(), kPath, node_->interfaces[0], &functions, this, nullptr, nullptr);
     g_bus_own_name_on_connection(connection_.get(), kName, G_BUS_NAME_OWNER_FLAGS_NONE, nullptr,
                                  nullptr, nullptr, nullptr);
   }
   // Without a word, as a process that was killed.
-  ~ScriptedExtension() { g_dbus_connection_close_sync(connection_.get(), nullptr, nullptr); }
+  ~ScriptedExtension() {
+    g_dbus_connection_unregister_object(connection_.get(), registration_);
+    g_dbus_connection_close_sync(connection_.get(), nullptr, nullptr);
+  }
 
   void SignalBadges(const std::string& folder, const std::string& entries) {
     Emit(kInterface, "BadgesChanged", g_variant_new("(@ay@ay)", Bytes(folder), Bytes(entries)));
@@ -119,6 +121,8 @@ class ScriptedExtension {
     Emit("org.freedesktop.DBus.Properties", "PropertiesChanged",
          g_variant_new("(sa{sv}as)", kInterface, &changed, nullptr));
   }
+  void SignalMenus() { Emit(kInterface, "MenusChanged", nullptr); }
+  GDBusConnection* Connection() const { return connection_.get(); }
   std::ptrdiff_t Count(const std::string& call) const {
     return std::count(calls.begin(), calls.end(), call);
   }
@@ -166,8 +170,12 @@ class ScriptedExtension {
   }
 
   std::string error_;
+  guint registration_ = 0;
   GLibPtr<GDBusNodeInfo> node_;
   const GObjectPtr<GDBusConnection> connection_ = OpenSessionBus(&error_);
+
+ public:
+  ScriptedMenus menus{connection_.get()};
 };
 
 class FinderClientTest : public ::testing::Test {
@@ -179,6 +187,7 @@ class FinderClientTest : public ::testing::Test {
     g_setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), TRUE);
     ::testing::internal::CaptureStderr();
     ::testing::internal::CaptureStdout();
+    MakeClient(MenuWaiting::kNever);
   }
   ~FinderClientTest() override {
     client_.reset();
@@ -203,13 +212,35 @@ class FinderClientTest : public ::testing::Test {
     return TurnUntil([&] { return Icon(path) == icon; });
   }
 
+  void MakeClient(MenuWaiting waiting) {
+    client_ = std::make_unique<FinderClient>(
+        [this](const std::string& folder, const std::string& name) {
+          changed_.push_back(folder + "/" + name);
+        },
+        MenuHost{waiting, [this] { ++menusChanged_; },
+                 [this](const std::string& text) { return !(clipboard_ = text).empty(); }});
+  }
+  // As soon as the extension's folders are known.
+  bool HasMenus() {
+    Show("/w/a");
+    return TurnUntil([&] { return client_->HasMenus("/w/a"); });
+  }
+  // The titles of the file's menu now.
+  std::string Menu(const std::string& path) {
+    const FileMenuPtr menu = client_->MenuFor({path});
+    std::string titles;
+    if (menu) {
+      for (const FileMenuLine& line : menu->lines) titles += line.title + ";";
+    }
+    return titles;
+  }
+
   std::string folder_;
   std::unique_ptr<Bus> bus_;
   Strings changed_;
-  std::unique_ptr<FinderClient> client_ =
-      std::make_unique<FinderClient>([this](const std::string& folder, const std::string& name) {
-        changed_.push_back(folder + "/" + name);
-      });
+  int menusChanged_ = 0;
+  std::string clipboard_;
+  std::unique_ptr<FinderClient> client_;
 };
 
 TEST_F(FinderClientTest, BadgesComeInOneCallAndFollowSignals) {
@@ -288,6 +319,129 @@ TEST_F(FinderClientTest, ABusAndAnExtensionMayComeLateAndGo) {
   StartBus();
   extension = start('1');
   EXPECT_TRUE(HasIcon("/w/a", "emblem-one"));
+}
+
+TEST_F(FinderClientTest, MenusAreAskedForInTheBackgroundAndOnlyNewsAreTold) {
+  StartBus();
+  EXPECT_FALSE(client_->HasMenus("/w/a"));
+  ScriptedExtension extension({});
+  ASSERT_TRUE(HasMenus());
+  EXPECT_EQ(menusChanged_, 1) << "what was refused may be asked for now";
+  EXPECT_TRUE(client_->HasMenus("/w"));
+  EXPECT_FALSE(client_->HasMenus("/elsewhere/a"));
+  extension.menus.Hang(true);
+  EXPECT_EQ(Menu("/w/a"), "");
+  EXPECT_EQ(Menu("/w/a"), "");
+  ASSERT_TRUE(TurnUntil([&] { return extension.menus.Asked() == 1; }));
+  extension.menus.Hang(false);
+  ASSERT_TRUE(TurnUntil([&] { return menusChanged_ == 2; }));
+  EXPECT_EQ(Menu("/w/a"), "Lock;");
+  const FileMenuPtr former = client_->MenuFor({"/w/a"});
+  const guint serial = former->serial;
+
+  extension.SignalMenus();
+  ASSERT_TRUE(TurnUntil([&] { return former->serial > serial; })) << "the same menu, made anew";
+  EXPECT_EQ(menusChanged_, 2);
+  extension.menus.Set("[(0, 'Locked', '', false, '', false), (1, 'Unlock', '', true, 'u', false)]");
+  extension.menus.Hang(true);
+  const std::size_t asked = extension.menus.Asked();
+  extension.SignalMenus();
+  ASSERT_TRUE(TurnUntil([&] { return extension.menus.Asked() > asked; }));
+  for (const char* path : {"/w/b", "/w/c", "/w/d", "/w/e"}) EXPECT_EQ(Menu(path), "");
+  EXPECT_EQ(Menu("/w/a"), "Lock;") << "until the new one is there";
+  EXPECT_LE(extension.menus.Asked(), asked + 2) << "what is not answered must not pile up";
+  extension.menus.Hang(false);
+  ASSERT_TRUE(TurnUntil([&] { return Menu("/w/a") == "Locked;Unlock;" && menusChanged_ > 2; }));
+
+  client_->Choose(*former, former->lines[0], "token");
+  EXPECT_TRUE(TurnUntil([&] { return extension.menus.Chosen().size() == 1; }));
+  EXPECT_EQ(extension.menus.Chosen()[0],
+            "(" + std::to_string(former->serial) + ", 0, {'activation-token': <'token'>})");
+}
+
+TEST_F(FinderClientTest, EachOfTwoWindowsGetsItsMenu) {
+  StartBus();
+  ScriptedExtension extension({});
+  ASSERT_TRUE(HasMenus());
+  const int before = menusChanged_;
+  extension.menus.Hang(true);
+  EXPECT_EQ(Menu("/w/a"), "");
+  EXPECT_EQ(Menu("/w/b"), "");
+  EXPECT_EQ(client_->MenuFor({}), nullptr) << "of a third one";
+  extension.menus.Hang(false);
+  EXPECT_TRUE(TurnUntil([&] { return menusChanged_ == before + 2; }));
+  EXPECT_EQ(Menu("/w/a") + Menu("/w/b"), "Lock;Lock;");
+}
+
+TEST_F(FinderClientTest, AMenuIsNotChosenFromInAnotherExtension) {
+  StartBus();
+  auto extension = std::make_unique<ScriptedExtension>(std::map<std::string, char>{});
+  ASSERT_TRUE(HasMenus());
+  ASSERT_TRUE(TurnUntil([&] { return Menu("/w/a") == "Lock;"; }));
+  const FileMenuPtr former = client_->MenuFor({"/w/a"});
+  const int before = menusChanged_;
+  extension.reset();
+  ASSERT_TRUE(TurnUntil([&] { return menusChanged_ == before + 1; })) << "there is no menu now";
+  EXPECT_FALSE(client_->HasMenus("/w/a"));
+  extension = std::make_unique<ScriptedExtension>(std::map<std::string, char>{});
+  ASSERT_TRUE(TurnUntil([&] { return menusChanged_ == before + 2; }));
+  client_->Choose(*former, former->lines[0], "");
+  ASSERT_TRUE(TurnUntil([&] { return Menu("/w/a") == "Lock;"; }));
+  const FileMenuPtr fresh = client_->MenuFor({"/w/a"});
+  client_->Choose(*fresh, fresh->lines[0], "");
+  ASSERT_TRUE(TurnUntil([&] { return !extension->menus.Chosen().empty(); }));
+  EXPECT_EQ(extension->menus.Chosen().size(), 1U);
+}
+
+TEST_F(FinderClientTest, APopupWaitsForAHungExtensionOnce) {
+  MakeClient(MenuWaiting::kShortly);
+  StartBus();
+  ScriptedExtension extension({});
+  ASSERT_TRUE(HasMenus());
+  EXPECT_EQ(Menu("/w/a"), "Lock;");
+
+  extension.menus.Hang(true);
+  const gint64 begin = g_get_monotonic_time();
+  EXPECT_EQ(Menu("/w/b"), "");
+  const gint64 first = g_get_monotonic_time();
+  EXPECT_GE(first - begin, 200'000);
+  for (int i = 0; i < 5; ++i) EXPECT_EQ(Menu("/w/c" + std::to_string(i)), "");
+  EXPECT_EQ(Menu("/w/a"), "Lock;");
+  EXPECT_LT(g_get_monotonic_time() - first, 1'000'000) << "not 200 ms each";
+  EXPECT_LE(extension.menus.Asked(), 4U);
+  extension.menus.Hang(false);
+  EXPECT_TRUE(TurnUntil([&] { return Menu("/w/d") == "Lock;"; }));
+  EXPECT_EQ(menusChanged_, 0);
+}
+
+TEST_F(FinderClientTest, OnlyTheExtensionWritesTheClipboard) {
+  StartBus();
+  ScriptedExtension extension({});
+  ASSERT_TRUE(HasMenus());
+  Menu("/w/a");
+  ASSERT_TRUE(TurnUntil([&] { return !extension.menus.Client().empty(); }));
+  std::string error;
+  const GObjectPtr<GDBusConnection> stranger = OpenSessionBus(&error);
+  const auto write = [&](GDBusConnection* from, const char* text) {
+    std::string answer;
+    g_dbus_connection_call(
+        from, extension.menus.Client().c_str(), "/com/kelvo/FinderHost", "com.kelvo.FinderHost1",
+        "SetClipboard", g_variant_new("(s)", text), G_VARIANT_TYPE("(b)"), G_DBUS_CALL_FLAGS_NONE,
+        -1, nullptr,
+        [](GObject* source, GAsyncResult* result, gpointer out) {
+          const GLibPtr<GVariant> reply(
+              g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, nullptr));
+          const GLibPtr<char> printed(reply ? g_variant_print(reply.get(), FALSE)
+                                            : g_strdup("refused"));
+          *static_cast<std::string*>(out) = printed.get();
+        },
+        &answer);
+    EXPECT_TRUE(TurnUntil([&] { return !answer.empty(); }));
+    return answer;
+  };
+  EXPECT_EQ(write(extension.Connection(), "a link"), "(true,)");
+  EXPECT_EQ(write(stranger.get(), "another"), "refused");
+  EXPECT_EQ(clipboard_, "a link");
 }
 
 }  // namespace

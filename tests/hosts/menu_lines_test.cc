@@ -1,0 +1,44 @@
+// A menu's lines as a file manager takes them.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "hosts/client/file_menu.h"
+
+namespace kelvo {
+namespace {
+
+TEST(FileMenuTest, NamesAreUniqueAndFollowTheLine) {
+  const auto named = [](const std::vector<std::string>& actions) {
+    FileMenu menu;
+    for (const std::string& action : actions) menu.lines.push_back({.action = action});
+    return UniqueNames(menu);
+  };
+  const std::string prefix = "KelvoFinderSync::";
+  EXPECT_EQ(named({"", "lock", "", "lock", "line1"}),
+            (std::vector<std::string>{prefix + "line1", prefix + "lock", prefix + "line2",
+                                      prefix + "lock-2", prefix + "line1-2"}));
+}
+
+TEST(FileMenuTest, TitlesAreShownAsTextOfBearableLength) {
+  struct Row {
+    std::string title;
+    bool mnemonics;
+    std::string shown;
+  };
+  std::string wide;
+  for (int i = 0; i < 200; ++i) wide += "\u00e4";
+  for (const Row& row : std::vector<Row>{
+           {"Locked by <b>a_b</b> %s & co", false, "Locked by <b>a_b</b> %s & co"},
+           {"_a__b_", true, "__a____b__"},
+           {"two\nlines\tand\x7f", true, "two lines and "},
+           {std::string(240, 'x'), true, std::string(240, 'x')},
+           {"x" + wide, true, "x" + wide.substr(0, 238) + "\u2026"},
+       }) {
+    EXPECT_EQ(ShownTitle(row.title, row.mnemonics), row.shown);
+  }
+}
+
+}  // namespace
+}  // namespace kelvo
