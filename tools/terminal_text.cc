@@ -2,6 +2,7 @@
 
 #include <glib.h>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace kelvo::tools {
@@ -52,6 +53,10 @@ void AppendCharacter(std::string& text, std::string_view bytes, gunichar charact
   }
 }
 
+std::size_t WidthOf(const std::string& cell) {
+  return static_cast<std::size_t>(g_utf8_strlen(cell.c_str(), -1));
+}
+
 void WriteLine(std::FILE* stream, std::string line) {
   line += '\n';
   // A reader that went away is no reason to stop serving, so the outcome does not matter.
@@ -93,6 +98,23 @@ std::string QuotedText(std::string_view bytes, std::size_t limit) {
 }
 
 void PrintLine(std::string_view line) { WriteLine(stdout, std::string(line)); }
+
+void PrintTable(const std::vector<std::vector<std::string>>& rows) {
+  std::vector<std::size_t> widths;
+  for (const auto& row : rows) {
+    widths.resize(std::max(widths.size(), row.size()));
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], WidthOf(row[i]));
+  }
+  for (const auto& row : rows) {
+    std::string line;
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      line += "  " + row[i];
+      line.append(widths[i] - WidthOf(row[i]), ' ');
+    }
+    line.erase(line.find_last_not_of(' ') + 1);
+    PrintLine(line);
+  }
+}
 
 void PrintError(std::string_view message) {
   const char* program = g_get_prgname();

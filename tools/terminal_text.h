@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kelvo::tools {
 
@@ -18,6 +19,9 @@ std::string QuotedText(std::string_view bytes, std::size_t limit);
 
 // One line on standard output, handed out at once.
 void PrintLine(std::string_view line);
+// Each row on a line of standard output behind two blanks, its cells below those of the other rows.
+// The cells are printable; blanks at a line's end are left out.
+void PrintTable(const std::vector<std::vector<std::string>>& rows);
 // One line on standard error, after the program's name.
 void PrintError(std::string_view message);
 

@@ -27,6 +27,7 @@ TEST(CommandParserTest, UnderstandsWhatIsTyped) {
       {"unlock \"a\\\"b\"", CommandKind::kUnlock, "a\"b||||"},
       {"deny a", CommandKind::kDeny, "a||2||"},
       {"deny a -7", CommandKind::kDeny, "a||-7||"},
+      {"public 'a b'", CommandKind::kPublic, "a b||||"},
       {"hang 0.25", CommandKind::kHang, "||250||"},
       {"status 1 # offline", CommandKind::kStatus, "||1||"},
       {"send x", CommandKind::kSend, "|x|||"},

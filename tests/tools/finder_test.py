@@ -28,12 +28,21 @@ INTERFACE_XML = """<node><interface name="%s">
     <arg type="ay" direction="out"/></method>
   <method name="ListProjects"><arg type="aa{sv}" direction="out"/>
     <arg type="a{sv}" direction="out"/></method>
+  <method name="MenuForItems"><arg type="u" direction="in"/><arg type="aay" direction="in"/>
+    <arg type="u" direction="out"/><arg type="a(ussbsb)" direction="out"/></method>
+  <method name="ChooseMenuItem"><arg type="u" direction="in"/><arg type="u" direction="in"/>
+    <arg type="a{sv}" direction="in"/></method>
+  <signal name="MenusChanged"/>
   <signal name="BadgesChanged"><arg type="ay"/><arg type="ay"/></signal>
   <property name="Version" type="s" access="read"/>
   <property name="AgentConnected" type="b" access="read"/>
   <property name="DirectoryURLs" type="aay" access="read"/>
   <property name="Badges" type="a(yss)" access="read"/>
 </interface></node>""" % INTERFACE
+MENU = [(0, "Add Comment", "", False, "addCommentButtonPressed", False),
+        (1, "Copy Link", "", True, "copyLinkButtonPressed", False),
+        (2, "Copy All", "", True, "other", False),
+        (3, "Locked by: \x1b[2J\u202e", "", False, "", False), (4, "", "", False, "", True)]
 
 
 class Extension:
@@ -44,6 +53,11 @@ class Extension:
         self.badges = {}
         self.extra_answers = b""
         self.projects = ([], {})
+        self.menu = (7, MENU)
+        self.asked = []  # the items of each menu
+        self.chosen = []  # serial, index, platform data
+        self.choice_error = None  # the name of an error
+        self.clipboard = []  # what hosts answer to: connection, text
         self.calls = []
         self._loop = GLib.MainLoop()
         threading.Thread(target=self._loop.run, daemon=True).start()
@@ -61,14 +75,26 @@ class Extension:
         self._connection.close_sync(None)
         self._loop.quit()
 
+    def signal_menus(self):
+        self._connection.emit_signal(None, PATH, INTERFACE, "MenusChanged", None)
+
     def signal(self, folder, entries):
         self._connection.emit_signal(
             None, PATH, INTERFACE, "BadgesChanged",
             GLib.Variant.new_tuple(byte_array(folder), byte_array(entries)))
 
-    def _on_call(self, _connection, _sender, _path, _interface, member, parameters, invocation):
+    def _on_call(self, _connection, sender, _path, _interface, member, parameters, invocation):
         if member == "ListProjects":
             invocation.return_value(GLib.Variant("(aa{sv}a{sv})", self.projects))
+            return
+        if member == "MenuForItems":
+            items = parameters.get_child_value(1)
+            self.asked.append([as_bytes(items.get_child_value(i))
+                               for i in range(items.n_children())])
+            invocation.return_value(GLib.Variant("(ua(ussbsb))", self.menu))
+            return
+        if member == "ChooseMenuItem":
+            self._choose(sender, parameters, invocation)
             return
         folder = as_bytes(parameters.get_child_value(0))
         self.calls.append((member, folder))
@@ -78,6 +104,18 @@ class Extension:
         names = as_bytes(parameters.get_child_value(1)).split(b"\0")[:-1]
         answer = b"".join(self.badges.get(name, b"0") for name in names) + self.extra_answers
         invocation.return_value(GLib.Variant.new_tuple(byte_array(answer)))
+
+    def _choose(self, sender, parameters, invocation):
+        self.chosen.append(parameters.unpack())
+        if self.choice_error:
+            invocation.return_dbus_error(self.choice_error, "in the extension's words")
+            return
+        invocation.return_value(None)
+        for connection, text in self.clipboard:
+            (connection or self._connection).call(
+                sender, "/com/kelvo/FinderHost", "com.kelvo.FinderHost1", "SetClipboard",
+                GLib.Variant("(s)", (text,)), None, Gio.DBusCallFlags.NONE, 5000, None, None)
+            (connection or self._connection).flush_sync(None)
 
     def _on_get(self, _connection, _sender, _path, _interface, name):
         return {"Version": GLib.Variant("s", "7.8\x1b[2J"),
@@ -106,10 +144,11 @@ class FinderTest(unittest.TestCase):
         self.addCleanup(extension.close)
         return extension
 
-    def finder(self, *arguments, **environment):
+    def finder(self, *arguments, given=None, **environment):
         """Exit code, standard output, standard error."""
         done = subprocess.run([PROGRAM, *arguments], capture_output=True, timeout=40, check=False,
-                              cwd=self.work, env={**self.session.environment, **environment})
+                              input=given, cwd=self.work,
+                              env={**self.session.environment, **environment})
         return done.returncode, done.stdout, done.stderr
 
     def test_names_are_shown_on_one_line_each_and_sorted(self):
@@ -197,6 +236,62 @@ class FinderTest(unittest.TestCase):
         self.assertEqual(self.finder("projects")[2],
                          b"kelvo-finder: no list from the Agent yet\n")
 
+    def test_a_menu_is_listed_as_soon_as_there_is_one(self):
+        extension = self.start_extension()
+        extension.menu = (0, [])
+        self.assertEqual(self.finder("menu", "a", "/etc"), (
+            1, b"", b"kelvo-finder: no menu: /etc is not below a watched folder\n"))
+        self.assertEqual(extension.asked, [[self.folder + b"/a", b"/etc"]])
+        process = subprocess.Popen([PROGRAM, "menu", "--wait", "60", "--", "-\udcff"],
+                                   cwd=self.work, env=self.session.environment,
+                                   stdout=subprocess.PIPE)
+        wait_until(lambda: len(extension.asked) == 2, 20, "a question")
+        extension.menu = (7, MENU)
+        extension.signal_menus()
+        self.assertEqual(process.communicate(timeout=20)[0].decode(), "".join((
+            "  0  disabled   Add Comment                     addCommentButtonPressed\n",
+            "  1  enabled    Copy Link                       copyLinkButtonPressed\n",
+            "  2  enabled    Copy All                        other\n",
+            "  3  told       Locked by: \\x1b[2J\\xe2\\x80\\xae\n",
+            "  4  separator\n")))
+        self.assertEqual(extension.asked[-1], [self.folder + b"/-\xff"])
+
+    def test_a_large_selection_comes_on_standard_input(self):
+        extension = self.start_extension()
+        names = [b"a long name of a file, number %d" % i for i in range(10000)]
+        self.assertEqual(self.finder("menu", "--stdin0", given=b"\0".join(names))[0], 0)
+        self.assertEqual(extension.asked, [[self.folder + b"/" + name for name in names]])
+        self.assertEqual(self.finder("choose", "--stdin0", "copy all", given=b"x\0"),
+                         (0, b"", b""))
+        self.assertEqual(extension.chosen, [(7, 2, {})])
+
+    def test_a_copied_link_is_printed_if_it_is_the_extensions(self):
+        extension = self.start_extension()
+        other = Extension(self.session.environment["DBUS_SESSION_BUS_ADDRESS"], self.work)
+        self.addCleanup(other.close)
+        extension.clipboard = [(other._connection, "forged"), (None, "https://x.example/\n")]
+        self.assertEqual(self.finder("choose", "Copy Link", "a", XDG_ACTIVATION_TOKEN="",
+                                     DESKTOP_STARTUP_ID="token"),
+                         (0, b"https://x.example/\\n\n", b""))
+        self.assertEqual(extension.chosen, [(7, 1, {"activation-token": "token"})])
+
+    def test_what_cannot_be_chosen_is_explained(self):
+        extension = self.start_extension()
+        error = "com.kelvo.FinderSync1.Error."
+        for title, failure, reason in (
+                ("Rename", None, "no line \"Rename\"; there are:\n  Add Comment\n  Copy Link\n"),
+                ("locked", None, "no line \"locked\"; there are:"),
+                ("COPY", None, "several lines begin with \"COPY\":\n  Copy Link\n  Copy All\n"),
+                ("Add Comment", error + "Disabled", "this line cannot be chosen now\n"),
+                ("add", error + "StaleMenu", "the menu has been replaced meanwhile"),
+                ("copy l", error + "NotStarted", "the extension has not started yet"),
+                ("copy l", error + "New", "the extension does not answer: in the extension's")):
+            with self.subTest(title=title, failure=failure):
+                extension.choice_error = failure
+                code, output, told = self.finder("choose", title, "a")
+                self.assertEqual((code, output), (1, b""))
+                self.assertIn(reason, told.decode())
+
     def test_settings_are_shown_without_secrets_and_stay_as_they_are(self):
         self.assertEqual(self.finder("settings"), (
             1, b"", b"kelvo-finder: there is no account yet\n"))
@@ -251,6 +346,10 @@ class FinderTest(unittest.TestCase):
                 (2, b"usage: kelvo-finder watch", ("watch",), {}),
                 (1, b"there is no such account", ("settings", "--account", "9"), {}),
                 (2, b"usage: kelvo-finder settings", ("settings", "--all"), {}),
+                (2, b"usage: kelvo-finder menu", ("menu",), {}),
+                (2, b"usage: kelvo-finder menu", ("menu", "--stdin0", "."), {}),
+                (2, b"usage: kelvo-finder choose", ("choose", "Title"), {}),
+                (1, b"there are no paths", ("menu", "--stdin0"), {}),
                 (2, b"unknown command \"dance\"", ("dance",), {}),
                 (2, b"a command is needed", (), {})]
         for code, reason, arguments, environment in rows:

@@ -105,7 +105,7 @@ TEST_F(FolderModelTest, AnItemOfAScenarioKeepsItsStateUntilItAppears) {
   WriteFile(root_ + "/late", "");
   ASSERT_NE(model_.Find(root_ + "/late"), nullptr);
   EXPECT_EQ(model_.Find(root_ + "/late")->status, 7);
-  EXPECT_EQ(model_.Find(root_ + "/late")->fileId, "F41");
+  EXPECT_EQ(model_.Find(root_ + "/late")->fileId, "1041");
   WriteFile(root_ + "/other", "");
   EXPECT_GT(model_.Find(root_ + "/other")->itemId, 41);
 }

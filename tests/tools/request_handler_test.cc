@@ -5,6 +5,7 @@
 #include "agent/notifications_bridge.h"
 #include "settings/property_list_xml.h"
 #include "tests/support/fixture.h"
+#include "tools/sample_agent/deeds.h"
 
 namespace kelvo::sample_agent {
 namespace {
@@ -89,9 +90,51 @@ TEST_F(RequestHandlerTest, ALockIsSetAndToldToEverybody) {
   }
 }
 
+TEST_F(RequestHandlerTest, PublicLinksComeAndGo) {
+  handler_.SetPublicLink("/b", true);
+  handler_.SetPublicLink("/a", true);
+  handler_.SetPublicLink("/b", true);
+  handler_.SetPublicLink("/a", false);
+  const Answer answer = Ask("sync-lists", {{"list-name", "publicLinks"}}).at(0);
+  EXPECT_EQ(Value(answer, "list"), "2:/b0:0:0:0:0:0:0:0:");
+  EXPECT_EQ(Value(answer, "list"), Value(ToAsker(handler_.PublicLinks()), "list"));
+}
+
+TEST_F(RequestHandlerTest, WhatTheUserWouldSeeIsToldOnOneLine) {
+  const std::string path = root_ + "/a";
+  const struct {
+    const char* event;
+    PropertyList::Dictionary pairs;
+    std::string line;
+  } kRows[] = {
+      {"sync_request",
+       {{"command", "lock"}, {"path", path}},
+       "done: lock \"" + path + "\", result 0"},
+      {"sync_request",
+       {{"command", "unlock"}, {"path", "/no\n"}},
+       "done: unlock \"/no\\n\", result 2"},
+      {"open_file", {{"path", "/\x1b\""}}, R"(done: open "/\x1b\"")"},
+      {"show_message",
+       {{"title", "T"}, {"text", "\xE2\x80\xAE%s"}},
+       R"(shown: message "T": "\xe2\x80\xae%s")"},
+      {"finder_prequest",
+       {{"command", "show-public-link-dialog"}, {"path", "/a"}, {"file-id", "F 1"}},
+       R"(shown: public-link dialog for "/a", file id "F 1")"},
+      {"finder_prequest",
+       {{"command", "show-permissions-violations"}},
+       "shown: permission-violations dialog"},
+      {"finder_prequest", {{"command", "unknown"}}, ""},
+      {"sync_request", {{"command", "status-list"}, {"path", root_}}, ""},
+  };
+  for (const auto& row : kRows) {
+    const AgentMessage request = Event(row.event, row.pairs);
+    EXPECT_EQ(DescribeDeed(request, handler_.Handle(request)), row.line);
+  }
+}
+
 TEST_F(RequestHandlerTest, OnlyAKnownFolderHasAList) {
   EXPECT_EQ(Value(Ask("status-list", {{"path", root_}}).at(0), "list"),
-            "1:1:a1:0:1064:0:0:2:F11:0:");
+            "1:1:a1:0:1064:0:0:3:1011:0:");
   EXPECT_FALSE(IsServed("/etc"));
 }
 

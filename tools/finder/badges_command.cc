@@ -1,4 +1,3 @@
-#include <charconv>
 #include <chrono>
 
 #include "platform/linux/glib_run_loop.h"
@@ -9,21 +8,10 @@
 namespace kelvo::finder {
 namespace {
 
-constexpr double kLongestWait = 86400;  // seconds
-
 struct BadgesOptions {
   std::string folder;
   std::chrono::milliseconds wait{2000};
 };
-
-bool ParseWait(const std::string& text, std::chrono::milliseconds* wait) {
-  double seconds = 0;
-  const auto [end, code] = std::from_chars(text.data(), text.data() + text.size(), seconds);
-  if (code != std::errc() || end != text.data() + text.size()) return false;
-  if (!(seconds >= 0 && seconds <= kLongestWait)) return false;
-  *wait = std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
-  return true;
-}
 
 std::optional<BadgesOptions> Parse(const Arguments& arguments) {
   BadgesOptions options;
@@ -33,7 +21,8 @@ std::optional<BadgesOptions> Parse(const Arguments& arguments) {
     if (!optionsEnded && argument == "--") {
       optionsEnded = true;
     } else if (!optionsEnded && argument == "--wait") {
-      if (++i == arguments.size() || !ParseWait(arguments[i], &options.wait)) return std::nullopt;
+      if (++i == arguments.size() || !ParseSeconds(arguments[i], &options.wait))
+        return std::nullopt;
     } else if (!options.folder.empty() || argument.empty() ||
                (!optionsEnded && argument.starts_with("-"))) {
       return std::nullopt;
@@ -43,21 +32,6 @@ std::optional<BadgesOptions> Parse(const Arguments& arguments) {
   }
   if (options.folder.empty()) return std::nullopt;
   return options;
-}
-
-// Why a folder may be without badges, as far as the extension can tell.
-void ExplainNoBadges(ExtensionClient& client, const std::string& folder) {
-  std::string error;
-  const auto properties = client.ReadProperties(&error);
-  if (!properties.has_value()) return;
-  if (!properties->agentConnected) {
-    tools::PrintError("no badges: there is no Agent");
-    return;
-  }
-  for (const std::string& directory : properties->directories) {
-    if (folder == directory || folder.starts_with(directory + '/')) return;
-  }
-  tools::PrintError("no badges: the folder is not below a watched one");
 }
 
 }  // namespace
@@ -93,7 +67,8 @@ int RunBadges(const Command& command, const Arguments& arguments) {
 
   for (const auto& [name, badge] : list.Badges()) tools::PrintLine(list.Line(name, badge));
   if (!names->empty() && list.CountWithout() == names->size()) {
-    ExplainNoBadges(*client, options->folder);
+    const std::string reason = ReasonForNothing(*client, {options->folder});
+    if (!reason.empty()) tools::PrintError("no badges: " + reason);
   }
   return kSuccess;
 }

@@ -2,12 +2,15 @@
 // went wrong was told on standard error.
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace kelvo::finder {
+
+class ExtensionClient;
 
 inline constexpr int kSuccess = 0;
 inline constexpr int kFailure = 1;
@@ -24,6 +27,8 @@ struct Command {
 
 int RunBadges(const Command& command, const Arguments& arguments);
 int RunWatch(const Command& command, const Arguments& arguments);
+int RunMenu(const Command& command, const Arguments& arguments);
+int RunChoose(const Command& command, const Arguments& arguments);
 int RunStatus(const Command& command, const Arguments& arguments);
 int RunProjects(const Command& command, const Arguments& arguments);
 int RunSettings(const Command& command, const Arguments& arguments);
@@ -40,5 +45,10 @@ int Fail(const std::string& reason);
 std::optional<std::vector<std::string>> ReadFolder(const std::string& folder);
 // The path as the bus takes it: absolute, without "." and "..", no trailing slash.
 std::string AbsolutePath(const std::string& path);
+// A number of seconds up to a day, with a fraction if need be. False for anything else.
+bool ParseSeconds(const std::string& text, std::chrono::milliseconds* duration);
+// Why the extension has nothing to say about these paths, as far as it tells; empty when it does
+// not.
+std::string ReasonForNothing(ExtensionClient& client, const std::vector<std::string>& paths);
 
 }  // namespace kelvo::finder

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "hosts/bus/bus_interface.h"
+#include "hosts/client/bus_values.h"
 #include "platform/linux/session_bus.h"
 #include "tools/terminal_text.h"
 
@@ -14,20 +15,12 @@ constexpr int kStartTimeout = 30'000;  // milliseconds; the bus itself gives up 
 constexpr int kCallTimeout = 10'000;
 constexpr std::size_t kNamesPerRequest = std::size_t{1} << 20;  // bytes
 
-GVariant* Bytes(std::string_view bytes) {
-  return g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, bytes.data(), bytes.size(), 1);
-}
-
-// Valid as long as the value is.
-std::string_view BytesOf(GVariant* value) {
-  gsize count = 0;
-  const void* bytes = g_variant_get_fixed_array(value, &count, 1);
-  return count == 0 ? std::string_view() : std::string_view(static_cast<const char*>(bytes), count);
-}
-
-GLibPtr<GVariant> Child(GVariant* container, gsize index) {
-  return GLibPtr<GVariant>(g_variant_get_child_value(container, index));
-}
+// What the extension's own errors mean to somebody at a terminal.
+constexpr std::pair<std::string_view, const char*> kReasons[] = {
+    {kErrorNotStarted, "the extension has not started yet: it waits for the Agent"},
+    {kErrorStaleMenu, "the menu has been replaced meanwhile; try again"},
+    {kErrorDisabled, "this line cannot be chosen now"},
+};
 
 GLibPtr<GVariant> Lookup(GVariant* properties, const char* name, const char* type) {
   return GLibPtr<GVariant>(g_variant_lookup_value(properties, name, G_VARIANT_TYPE(type)));
@@ -36,6 +29,10 @@ GLibPtr<GVariant> Lookup(GVariant* properties, const char* name, const char* typ
 std::string ReasonOf(const GErrorSlot& error) {
   if (g_error_matches(error.get(), G_DBUS_ERROR, G_DBUS_ERROR_SERVICE_UNKNOWN)) {
     return std::string("the extension is not installed: nothing provides ") + kBusName;
+  }
+  const GLibPtr<char> name(g_dbus_error_get_remote_error(error.get()));
+  for (const auto& [known, reason] : kReasons) {
+    if (name != nullptr && known == name.get()) return reason;
   }
   const GLibPtr<GError> plain(g_error_copy(error.get()));
   g_dbus_error_strip_remote_error(plain.get());
@@ -108,9 +105,9 @@ ExtensionClient::~ExtensionClient() {
   g_dbus_connection_close_sync(connection_.get(), nullptr, nullptr);
 }
 
-GLibPtr<GVariant> ExtensionClient::Call(const char* interface, const char* member,
-                                        GVariant* parameters, const char* replyType,
-                                        std::string* error) {
+GLibPtr<GVariant> ExtensionClient::Call(const char* member, GVariant* parameters,
+                                        const char* replyType, std::string* error,
+                                        const char* interface) {
   GErrorSlot failure;
   GLibPtr<GVariant> reply(g_dbus_connection_call_sync(
       connection_.get(), kBusName, kBusPath, interface, member, parameters,
@@ -122,7 +119,7 @@ GLibPtr<GVariant> ExtensionClient::Call(const char* interface, const char* membe
 
 std::optional<ExtensionClient::Properties> ExtensionClient::ReadProperties(std::string* error) {
   const GLibPtr<GVariant> reply =
-      Call(kProperties, "GetAll", g_variant_new("(s)", kBusInterface), "(a{sv})", error);
+      Call("GetAll", g_variant_new("(s)", kBusInterface), "(a{sv})", error, kProperties);
   if (reply == nullptr) return std::nullopt;
   const GLibPtr<GVariant> all = Child(reply.get(), 0);
   const GLibPtr<GVariant> version = Lookup(all.get(), "Version", "s");
@@ -144,8 +141,7 @@ std::optional<ExtensionClient::Properties> ExtensionClient::ReadProperties(std::
 }
 
 std::optional<ExtensionClient::Projects> ExtensionClient::ListProjects(std::string* error) {
-  const GLibPtr<GVariant> reply =
-      Call(kBusInterface, "ListProjects", nullptr, "(aa{sv}a{sv})", error);
+  const GLibPtr<GVariant> reply = Call("ListProjects", nullptr, "(aa{sv}a{sv})", error);
   if (reply == nullptr) return std::nullopt;
   const GLibPtr<GVariant> all = Child(reply.get(), 0);
   const GLibPtr<GVariant> totals = Child(reply.get(), 1);
@@ -163,7 +159,7 @@ std::optional<ExtensionClient::Projects> ExtensionClient::ListProjects(std::stri
 
 bool ExtensionClient::CallWithFolder(const char* member, const std::string& folder,
                                      std::string* error) {
-  return Call(kBusInterface, member, g_variant_new("(@ay)", Bytes(folder)), "()", error) != nullptr;
+  return Call(member, g_variant_new("(@ay)", Bytes(folder)), "()", error) != nullptr;
 }
 
 bool ExtensionClient::BeginObserving(const std::string& folder, std::string* error) {

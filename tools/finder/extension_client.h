@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "hosts/bus/bus_interface.h"
 #include "platform/linux/glib_ptr.h"
 #include "tools/finder/badge_list.h"
 
@@ -62,6 +63,12 @@ class ExtensionClient {
   bool BeginObserving(const std::string& folder, std::string* error);
   bool EndObserving(const std::string& folder, std::string* error);
 
+  // For members that are asked elsewhere: the reply of the type, null with the reason. A floating
+  // `parameters` is taken.
+  GLibPtr<GVariant> Call(const char* member, GVariant* parameters, const char* replyType,
+                         std::string* error, const char* interface = kBusInterface);
+  GDBusConnection* Connection() const { return connection_.get(); }
+
   // Badges of the folder's items from now on, whoever asked for them.
   void OnBadges(const std::string& folder, std::function<void(const BadgeEntry& entry)> onBadge);
   // Asks for the names' badges; what is known now goes to OnBadges' function, in order with what is
@@ -77,8 +84,6 @@ class ExtensionClient {
   struct BadgeRequest;
 
   explicit ExtensionClient(GObjectPtr<GDBusConnection> connection);
-  GLibPtr<GVariant> Call(const char* interface, const char* member, GVariant* parameters,
-                         const char* replyType, std::string* error);
   bool CallWithFolder(const char* member, const std::string& folder, std::string* error);
   void TakeBadges(const BadgeRequest& request, GVariant* reply);
 

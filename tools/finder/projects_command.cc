@@ -1,8 +1,6 @@
-#include <glib.h>
-
-#include <algorithm>
-#include <array>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "settings/value_utilities.h"
 #include "tools/finder/command.h"
@@ -13,7 +11,7 @@ namespace kelvo::finder {
 namespace {
 
 using Project = ExtensionClient::Project;
-using Row = std::array<std::string, 5>;
+using Row = std::vector<std::string>;
 
 struct Kind {
   std::string_view name;
@@ -30,25 +28,6 @@ Row RowOf(const Project& project) {
   Row row{project.id, project.name, project.owner, status, project.path};
   for (std::string& cell : row) cell = cell.empty() ? "-" : tools::PrintableText(cell);
   return row;
-}
-
-std::size_t WidthOf(const std::string& cell) {
-  return static_cast<std::size_t>(g_utf8_strlen(cell.c_str(), -1));
-}
-
-void PrintRows(const std::vector<Row>& rows) {
-  std::array<std::size_t, std::tuple_size_v<Row>> widths{};
-  for (const Row& row : rows) {
-    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], WidthOf(row[i]));
-  }
-  for (const Row& row : rows) {
-    std::string line;
-    for (std::size_t i = 0; i < row.size(); ++i) {
-      line += "  " + row[i];
-      if (i + 1 < row.size()) line.append(widths[i] - WidthOf(row[i]), ' ');
-    }
-    tools::PrintLine(line);
-  }
 }
 
 void PrintTotal(const std::string& name, std::int64_t files, std::int64_t bytes) {
@@ -72,7 +51,7 @@ int RunProjects(const Command& command, const Arguments& arguments) {
     }
     if (rows.empty()) continue;
     tools::PrintLine(kind.title);
-    PrintRows(rows);
+    tools::PrintTable(rows);
   }
   PrintTotal("Synced      ", projects->syncedFiles, projects->syncedBytes);
   PrintTotal("Not synced  ", projects->notSyncedFiles, projects->notSyncedBytes);

@@ -139,6 +139,8 @@ constexpr Form kForms[] = {
     {"deny", CommandKind::kDeny, 2, 3, ReadPathAndCode, "deny PATH [CODE]",
      "the item violates permissions (code 2: may not be updated)"},
     {"allow", CommandKind::kAllow, 2, 2, ReadPath, "allow PATH", "it does not"},
+    {"public", CommandKind::kPublic, 2, 2, ReadPath, "public PATH", "the item has a public link"},
+    {"private", CommandKind::kPrivate, 2, 2, ReadPath, "private PATH", "it has none"},
     {"status", CommandKind::kStatus, 2, 2, ReadNumber, "status N",
      "the Agent's own connection status (4 at first: connected)"},
     {"result", CommandKind::kResult, 2, 2, ReadNumber, "result N",

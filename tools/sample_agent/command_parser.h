@@ -17,6 +17,8 @@ enum class CommandKind {
   kUnlock,
   kDeny,
   kAllow,
+  kPublic,
+  kPrivate,
   kStatus,
   kResult,
   kDrop,

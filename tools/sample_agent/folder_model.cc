@@ -127,7 +127,8 @@ void FolderModel::Set(const std::string& path, Item item) {
   if (item.itemId >= nextItemId_ && item.itemId < std::numeric_limits<std::int64_t>::max()) {
     nextItemId_ = item.itemId + 1;
   }
-  if (item.fileId.empty()) item.fileId = "F" + std::to_string(item.itemId);
+  // A number, which links are made from.
+  if (item.fileId.empty()) item.fileId = "10" + std::to_string(item.itemId);
   items_.insert_or_assign(path, std::move(item));
 }
 

@@ -60,8 +60,7 @@ std::vector<Answer> RequestHandler::HandleSyncRequest(const PropertyList::Dictio
   if (command == "lock" || command == "unlock") return HandleLock(command, TextOf(info, "path"));
   if (command == "sync-lists") {
     const std::string name = TextOf(info, "list-name");
-    return {ToAsker(PublicLinksResponse(
-        name, name == kPublicLinks ? publicLinks_ : std::vector<std::string>()))};
+    return {ToAsker(name == kPublicLinks ? PublicLinks() : PublicLinksResponse(name, {}))};
   }
   return projects_.HandleCommand(command, info);
 }
@@ -85,6 +84,15 @@ std::vector<Answer> RequestHandler::HandleLock(const std::string& command,
 
 AgentMessage RequestHandler::ConnectionStatusNow() const {
   return ConnectionStatus(connectionStatus_, clock_.Now());
+}
+
+AgentMessage RequestHandler::PublicLinks() const {
+  return PublicLinksResponse(kPublicLinks, publicLinks_);
+}
+
+void RequestHandler::SetPublicLink(const std::string& path, bool isPublic) {
+  std::erase(publicLinks_, path);
+  if (isPublic) publicLinks_.push_back(path);
 }
 
 AgentMessage RequestHandler::ListFolder(const std::string& folder) {

@@ -39,6 +39,9 @@ class RequestHandler {
   std::vector<Answer> Handle(const AgentMessage& message);
 
   AgentMessage ConnectionStatusNow() const;
+  // All public links, as if an extension had asked.
+  AgentMessage PublicLinks() const;
+  void SetPublicLink(const std::string& path, bool isPublic);
   // Lists a folder, and watches it from now on. An unknown folder has an empty list.
   AgentMessage ListFolder(const std::string& folder);
   // Locks the item: for the user with an empty owner, and pending unlock is the user's, too.

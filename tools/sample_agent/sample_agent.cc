@@ -2,8 +2,10 @@
 
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "tools/sample_agent/account_files.h"
+#include "tools/sample_agent/deeds.h"
 #include "tools/sample_agent/rendezvous.h"
 #include "tools/sample_agent/scenario.h"
 #include "tools/terminal_text.h"
@@ -70,7 +72,10 @@ bool SampleAgent::LoadScenario(Scenario* scenario) const {
 }
 
 void SampleAgent::OnMessage(AgentServer::ConnectionId from, const AgentMessage& message) {
-  for (const Answer& answer : handler_.Handle(message)) {
+  const std::vector<Answer> answers = handler_.Handle(message);
+  const std::string deed = DescribeDeed(message, answers);
+  if (!deed.empty()) PrintLine(deed);
+  for (const Answer& answer : answers) {
     if (answer.audience == Answer::Audience::kAsker) {
       server_.Send(from, answer.message);
     } else {
@@ -176,6 +181,11 @@ void SampleAgent::RunOnItem(const Command& command) {
     case CommandKind::kAllow:
       item->denied = sync::EPermissionsDenied::NO_PERMISSIONS_DENIED;
       break;
+    case CommandKind::kPublic:
+    case CommandKind::kPrivate:
+      handler_.SetPublicLink(*path, command.kind == CommandKind::kPublic);
+      server_.SendToAll(handler_.PublicLinks());
+      return;
     default:
       return;
   }
