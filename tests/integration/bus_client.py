@@ -1,4 +1,5 @@
 """A client of the extension's bus interface, as a file manager would be one."""
+import collections
 import threading
 import time
 
@@ -10,6 +11,11 @@ from gi.repository import Gio, GLib  # noqa: E402
 NAME = "com.kelvo.FinderSync"
 PATH = "/com/kelvo/FinderSync"
 INTERFACE = "com.kelvo.FinderSync1"
+HOST = """<node><interface name="com.kelvo.FinderHost1"><method name="SetClipboard">
+  <arg type="s" direction="in"/><arg type="b" direction="out"/>
+</method></interface></node>"""
+
+Line = collections.namedtuple("Line", "index title icon enabled action separator")
 
 
 def byte_array(data):
@@ -86,6 +92,28 @@ class BusClient:
         if isinstance(answer[0], Exception):
             raise answer[0]
         return answer[0]
+
+    def menu(self, *items, seconds=20):
+        """MenuForItems: the serial and the lines. Items are paths, as texts or bytes."""
+        paths = [byte_array(item if isinstance(item, bytes) else item.encode()) for item in items]
+        serial, lines = self.call(
+            "MenuForItems", GLib.Variant("u", 0),
+            GLib.Variant.new_array(GLib.VariantType("ay"), paths), seconds=seconds).unpack()
+        return serial, [Line(*line) for line in lines]
+
+    def choose(self, serial, index, **platform_data):
+        data = {key.replace("_", "-"): value for key, value in platform_data.items()}
+        self.call("ChooseMenuItem", GLib.Variant("u", serial), GLib.Variant("u", index),
+                  GLib.Variant("a{sv}", data))
+
+    def export_clipboard(self, set_clipboard):
+        """`set_clipboard(text)` answers whether the text was written; None: there is no answer."""
+        def called(_connection, _sender, _path, _interface, _member, parameters, invocation):
+            answer = set_clipboard(parameters.unpack()[0])
+            if answer is not None:
+                invocation.return_value(GLib.Variant("(b)", (answer,)))
+        self._connection.register_object("/com/kelvo/FinderHost", Gio.DBusNodeInfo.new_for_xml(
+            HOST).interfaces[0], called, None, None)
 
     def get(self, name):
         answer = self.call("Get", GLib.Variant("s", INTERFACE), GLib.Variant("s", name),

@@ -1,0 +1,162 @@
+#!/usr/bin/python3
+"""From the menu to the page in the browser: extension, sample Agent, web server and secret store.
+
+    web_access_test.py BUILD_FOLDER [unittest arguments]
+"""
+import hashlib
+import os
+import plistlib
+import subprocess
+import sys
+import unittest
+
+from gi.repository import GLib
+
+from bus_client import NAME, BusClient
+from desktop_session import PrivateSession, need_programs, wait_until
+from sample_agent import SampleAgent
+from web_server import WebServer
+
+BUILD = None
+PATIENCE = 30  # seconds; on an idle machine nothing takes more than three
+PREFERENCES = "Library/Preferences/com.kelvo.vip"
+KEY = "k\u00e9y %"
+API = "/KelvoWebApi?clientId=7QK31MZ0R9C4TW8N2B6YH05FXJ3V"
+
+
+def xml(nodes):
+    return (200, b"<kelvoApiResponse><commandResponse>" + nodes +
+            b"</commandResponse></kelvoApiResponse>")
+
+
+TOKEN = xml(b"<onetimetoken>first</onetimetoken><onetimetoken>last</onetimetoken>")
+TICKET = xml(b"<ticket>old</ticket><ticket>T%2F;$(id)</ticket>")
+
+
+class WebAccessTest(unittest.TestCase):
+    def setUp(self):
+        need_programs("gnome-keyring-daemon", "secret-tool", "openssl")
+        self.session = PrivateSession()
+        self.addCleanup(self.session.close)
+        self.server = WebServer()
+        self.addCleanup(self.server.close)
+        self.work = os.path.join(self.session.home, "Work")
+        os.mkdir(self.work)
+        with open(self.work + "/a", "w", encoding="ascii") as file:
+            file.write("four")
+        self.install_browser()
+        self.write_settings("user_info", {"rcid": "ab c/1", "config_label": "Web Test"})
+        self.write_settings("server_info", {"web_server": self.server.name})
+        self.session.start({NAME: BUILD + "/bin/kelvo-finder-sync"})
+        self.store_key()
+        self.agent = SampleAgent(self.session, BUILD + "/bin/kelvo-sample-agent", self.work,
+                                 [{"path": "a", "fileId": "6\"7 %"}])
+        self.client = BusClient(self.session.environment["DBUS_SESSION_BUS_ADDRESS"])
+        self.addCleanup(self.client.close)
+        wait_until(lambda: self.client.directories() == [self.work], PATIENCE, "watched folders")
+
+    def install_browser(self):
+        """A default browser that writes down what it is started with."""
+        self.visits = os.path.join(self.session.folder, "visits")
+        program = os.path.join(self.session.folder, "browser")
+        with open(program, "w", encoding="utf-8") as file:
+            file.write("#!/bin/sh\nprintf '%%s %%s %%s\\n' \"$1\" \"$XDG_ACTIVATION_TOKEN\""
+                       " \"$DESKTOP_STARTUP_ID\" >>'%s'\n" % self.visits)
+        os.chmod(program, 0o700)
+        folder = os.path.join(self.session.environment["XDG_DATA_HOME"], "applications")
+        os.makedirs(folder)
+        with open(folder + "/browser.desktop", "w", encoding="utf-8") as file:
+            file.write("[Desktop Entry]\nType=Application\nName=Browser\nExec=\"%s\" %%u\n"
+                       "MimeType=x-scheme-handler/https;\n" % program)
+        with open(folder + "/mimeapps.list", "w", encoding="utf-8") as file:
+            file.write("[Default Applications]\nx-scheme-handler/https=browser.desktop\n")
+
+    def write_settings(self, name, settings):
+        path = os.path.join(self.session.home, PREFERENCES, name + ".plist")
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        with open(path, "wb") as file:
+            plistlib.dump(settings, file)
+
+    def store_key(self):
+        keyring = self.session.spawn(
+            ["gnome-keyring-daemon", "--foreground", "--unlock", "--components=secrets"],
+            stdin=subprocess.PIPE)
+        keyring.stdin.write(b"password")
+        keyring.stdin.close()
+        wait_until(lambda: self.session.owner_process("org.freedesktop.secrets"), PATIENCE,
+                   "a secret store")
+        subprocess.run(["secret-tool", "store", "--label=Web Test", "service", "Web Test",
+                        "account", "ab c/1"], env=self.session.environment, check=True,
+                       input=KEY.encode(), timeout=PATIENCE)
+
+    def choose(self, title, **data):
+        """The entry, once it may be chosen."""
+        def find():
+            serial, lines = self.client.menu(self.work + "/a")
+            return next(((serial, line.index) for line in lines
+                         if line.title == title and line.enabled), None)
+        self.client.choose(*wait_until(find, PATIENCE, "the entry " + title), **data)
+
+    def opened(self):
+        try:
+            with open(self.visits, encoding="utf-8") as file:
+                return file.read().splitlines()
+        except FileNotFoundError:
+            return []
+
+    def log(self):
+        path = os.path.join(self.session.home, "Library/Logs/KelvoAgentPlugin.log")
+        with open(path, encoding="utf-8", errors="replace") as file:
+            return file.read()
+
+    def fail_with(self, text, **answers):
+        """Choosing an entry leads to this line of the log, and no further."""
+        self.server.answers = {"createOnetimeToken": TOKEN,
+                               "generateLoginTicketFromSecret": TICKET, **answers}
+        before = self.log().count(text)
+        self.choose("Add Comment")
+        wait_until(lambda: self.log().count(text) > before, PATIENCE,
+                   lambda: "%r in\n%s" % (text, self.log()))
+
+    def test_entries_open_pages_signed_in(self):
+        self.server.answers = {"createOnetimeToken": TOKEN, "generateLoginTicketFromSecret": TICKET}
+        self.choose("Open Kelvo Here", activation_token=GLib.Variant("s", "token 1"))
+        wait_until(self.opened, PATIENCE, lambda: "a page\n" + self.log())
+        self.choose("Add Comment")
+        wait_until(lambda: len(self.opened()) == 2, PATIENCE, lambda: "a second page\n" + self.log())
+        page = ("https://" + self.server.name +
+                "/directnavigation?view=%s&ticket=T%%2F;$(id)&rcid=ab c/1&fileID=6\"7 %% ")
+        self.assertEqual(self.opened(), [page % "desktopExploreFile" + "token 1 token 1",
+                                         page % "fileAddComment" + " "])
+        passhash = hashlib.sha1(KEY.encode() + b"last").hexdigest()
+        self.assertEqual(self.server.requests, 2 * [
+            API + "&command=createOnetimeToken&rcId=ab%20c%2F1",
+            API + "&command=generateLoginTicketFromSecret&passhash=" + passhash +
+            "&rcId=ab%20c%2F1"])
+
+    def test_failures_open_nothing(self):
+        self.fail_with("Error in WebAccess: No XML in receiveOneTimePassword",
+                       createOnetimeToken=(200, b"none"))
+        self.fail_with("Error in WebAccess: No XML in receiveLoginTicket",
+                       generateLoginTicketFromSecret=(500, b"<html><p>broken"))
+        self.fail_with("Error in WebAccess: Wrong XML in receiveOneTimePassword",
+                       createOnetimeToken=xml(b"<other/>"))
+        self.fail_with("Error in WebAccess: Wrong XML in receiveLoginTicket",
+                       generateLoginTicketFromSecret=TOKEN)
+        self.fail_with("An address with characters that no address has is not opened",
+                       generateLoginTicketFromSecret=xml(b"<ticket>T\n</ticket>"))
+        # Without a display the log is where an alert is told.
+        self.write_settings("server_info", {"web_server": "localhost:1"})
+        self.fail_with("Connection failed! Error - Could not connect to localhost: Connection refused"
+                       " https://localhost:1/KelvoWebApi")
+        wait_until(lambda: "Network error" in self.log(), PATIENCE, lambda: "an alert\n" + self.log())
+
+        self.write_settings("server_info", {"web_server": self.server.name})
+        self.choose("Open Kelvo Here")
+        wait_until(self.opened, PATIENCE, lambda: "a page\n" + self.log())
+        self.assertEqual(len(self.opened()), 1)
+
+
+if __name__ == "__main__":
+    BUILD = os.path.abspath(sys.argv.pop(1))
+    unittest.main(verbosity=2)
