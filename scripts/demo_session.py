@@ -1,4 +1,4 @@
-"""The demo: Nemo over a sample folder whose badges come from a sample Agent.
+"""The demo: Nemo over a sample folder whose badges and menus come from a sample Agent.
 
     demo_session.py BUILD EXTENSIONS OUTPUT [--headless]
 
@@ -11,16 +11,21 @@ import select
 import shutil
 import sys
 
+import gi
+
 from desktop_session import (DesktopSession, SessionError, enter_private_mounts, mount_over,
                              need_programs, wait_until)
 from file_manager_badges_test import COLOURS, read_colours
 from sample_agent import SampleAgent
 
+gi.require_version("Atspi", "2.0")
+from gi.repository import Atspi, GLib  # noqa: E402
+
 NAME = "com.kelvo.FinderSync"
 REPORT = "Quarterly report.odt"
 ITEMS = {
     "Budget 2027.ods": {"modifiedBy": "Ben Okafor"},
-    REPORT: {"status": 1},
+    REPORT: {"status": 1, "fileId": "700142"},
     "Contract.pdf": {"lock": 1, "owner": "Dana Whitfield", "lockTime": 1790000000},
     "Floor plan.svg": {"lock": 2},
     "Minutes.txt": {"lock": 3, "owner": "Ben Okafor"},
@@ -41,7 +46,26 @@ EXTERNAL = {
     "Museum": {"Catalogue.odt": {}, "Floor plan.svg": {"lock": 2}},
 }
 PATIENCE = 30  # seconds; the badges take one to three
+LOCK = "Lock for Me"
+DIALOG = "Kelvo Agent"  # the title of its window
+DIALOG_PIXELS = 1500  # of the fill of its picture, which is larger than any badge
 MANY_PIXELS = 20  # of one fill; the smallest badge has more
+
+
+def shown_menu_items():
+    """The titles of the menus on the screen."""
+    titles = []
+    try:
+        left = [Atspi.get_desktop(0)]
+        while left:
+            node = left.pop()
+            if node.get_role_name() == "menu item" and node.get_state_set().contains(
+                    Atspi.StateType.SHOWING):
+                titles.append(node.get_name())
+            left += [node.get_child_at_index(i) for i in range(node.get_child_count())]
+    except (GLib.GError, AttributeError):
+        pass  # it changed meanwhile
+    return titles
 
 
 class Demo:
@@ -122,18 +146,60 @@ class Demo:
                    > 1.5 * before["locked-red"], PATIENCE, "the second red lock")
         print("\nBadges afterwards:\n\n" + self.badges())
         self.photograph("after.png")
+        self.show_menu(os.path.join(self.work, REPORT))
         self.show_external("Harbour")
+
+    def show_menu(self, path):
+        """The menu on the terminal and in Nemo, and what two of its lines do."""
+        print("The context menu of %s:\n\n%s" % (path, self.finder("menu", "--wait", "10", path)))
+        self.open_menu(path)
+        self.photograph("menu.png")
+        self.session.run(["xdotool", "key", "Escape"])
+        print("Chosen: " + LOCK)
+        self.finder("choose", LOCK, path)
+        wait_until(lambda: self.session.screenshot().count_near(self.colours["locked"])
+                   > DIALOG_PIXELS, PATIENCE, "the dialog with its picture")
+        self.photograph("dialog.png")
+        self.session.run(["xdotool", "key", "Escape"])
+        wait_until(lambda: not self.window_titled(DIALOG), PATIENCE, "the dialog's end")
+        print("The link that \"Copy Team Link\" copies: " + self.finder("choose", "Copy", path))
+
+    def open_menu(self, path):
+        """Nemo's menu of the file, once it has our lines: it may ask before they are known."""
+        os.environ.update(self.session.environment)  # for the accessibility bus
+
+        self.minimise(self.windows())
+        self.session.run(["gdbus", "call", "--session", "--dest", "org.freedesktop.FileManager1",
+                          "--object-path", "/org/freedesktop/FileManager1", "--method",
+                          "org.freedesktop.FileManager1.ShowItems",
+                          str([GLib.filename_to_uri(path)]), ""])
+        wait_until(lambda: self.window_titled(os.path.basename(self.work)), PATIENCE, "a window")
+        self.wait_for_pictures(["locked-red"])
+
+        def opened():
+            self.session.run(["xdotool", "key", "Escape", "shift+F10"])
+            try:
+                return wait_until(lambda: LOCK in shown_menu_items(), 3, LOCK)
+            except SessionError:
+                return False
+        wait_until(opened, PATIENCE, "the menu in Nemo")
 
     def show_external(self, name):
         """The folder of an external project instead of the Workplace."""
         self.print_projects()
-        windows = self.session.run(["xdotool", "search", "--onlyvisible", "--class", "nemo"])
+        windows = self.windows()
         self.session.spawn(["nemo", "--no-desktop", os.path.join(self.projects, name)])
         wait_until(lambda: self.window_titled(name), PATIENCE, "a window of " + name)
-        for window in windows.decode().split():
-            self.session.run(["xdotool", "windowminimize", window])
+        self.minimise(windows)
         self.wait_for_pictures(["in-sync", "syncing", "locked-red", "permission-violation"])
         self.photograph("project.png")
+
+    def windows(self):
+        return self.session.run(["xdotool", "search", "--onlyvisible", "--class", "nemo"]).split()
+
+    def minimise(self, windows):
+        for window in windows:
+            self.session.run(["xdotool", "windowminimize", window])
 
     def window_titled(self, name):
         try:
@@ -147,6 +213,7 @@ class Demo:
         self.session.spawn(["nemo", "--no-desktop", os.path.join(self.projects, "Harbour")])
         print("Nemo shows the folder, and an external project. Commands go to the sample Agent: "
               "try  dirty Archive,  lock Minutes.txt by Eve,  unsubscribe 103,  help.\n"
+              "A right click on a file offers to lock it, to copy a link to it and more.\n"
               "Close Nemo's windows to end the demo.")
         seen = len(self.session.output("kelvo-sample-agent"))
         while self.nemo.poll() is None:
