@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "agent/notifications_bridge.h"
+#include "agent/paced_requests.h"
 #include "base/format_text.h"
 #include "base/logger.h"
 #include "cache/badge_status.h"
@@ -221,9 +222,9 @@ void KelvoConfirmationDialogController::CancelButton() {
 void KelvoConfirmationDialogController::windowWillClose() {
   const bool opensFiles = contents_.openFileAfterLocking && contents_.openFileAfterLocking->isOn;
   if (opensFiles) {
-    for (const std::string& path : filesFullPaths_) {
+    SendPaced(theSources->runLoop, filesFullPaths_, [](const std::string& path) {
       NotifyAgentEvent(kAgentInstance, "open_file", {{"path", path.c_str()}});
-    }
+    });
   }
   if (contents_.dontShowAgainCheckBox && contents_.dontShowAgainCheckBox->isOn) {
     if (type_ == kLockResult) SetShowLockNotification(false);

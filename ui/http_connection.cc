@@ -8,6 +8,7 @@
 
 #include "base/logger.h"
 #include "base/string_utils.h"
+#include "deployment.h"
 #include "platform/desktop.h"
 #include "settings/account_list.h"
 #include "settings/update_settings.h"
@@ -15,7 +16,7 @@
 namespace kelvo {
 namespace {
 
-constexpr char kApiPath[] = "/KelvoWebApi?clientId=7QK31MZ0R9C4TW8N2B6YH05FXJ3V";
+constexpr char kApiPath[] = "/KelvoWebApi?clientId=";
 constexpr std::chrono::seconds kRequestTimeout{30};
 constexpr std::size_t kUsualQuerySize = 256;
 constexpr std::size_t kUsualAnswerSize = 256;
@@ -100,7 +101,7 @@ void HTTPConnection::sendCommand(const StringMap& parameters, Selector didReceiv
 
 void HTTPConnection::sendCommandString(const std::string& query, Selector didReceived,
                                        Selector didFailed) {
-  sendRequest(m_baseUrl_ + kApiPath + query, didReceived, didFailed);
+  sendRequest(m_baseUrl_ + kApiPath + deployment::kClientId + query, didReceived, didFailed);
 }
 
 // The receiver may destroy this object: what calls it does nothing after that.

@@ -12,7 +12,7 @@
 #include "platform/linux/glib_run_loop.h"
 #include "platform/linux/helper_pasteboard.h"
 #include "tests/support/fixture.h"
-#include "tests/tools/main_context.h"
+#include "tests/support/main_context.h"
 #include "ui/confirmation_dialog_controller.h"
 
 namespace kelvo::test {

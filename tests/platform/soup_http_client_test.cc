@@ -9,7 +9,7 @@
 #include <string>
 #include <thread>
 
-#include "tests/tools/main_context.h"
+#include "tests/support/main_context.h"
 
 namespace kelvo::test {
 namespace {
