@@ -13,6 +13,23 @@ constexpr std::size_t kMaxTitle = 240;  // bytes
 
 bool ContinuesCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xc0) == 0x80; }
 
+// The order of UTF-8 is that of the characters.
+bool IsBetween(std::string_view character, std::string_view first, std::string_view last) {
+  return character >= first && character <= last;
+}
+
+// Control characters and what separates lines.
+bool IsShownAsBlank(std::string_view character) {
+  const auto code = static_cast<unsigned char>(character.front());
+  return code < 0x20 || IsBetween(character, "\x7f", "\u009f") ||
+         IsBetween(character, "\u2028", "\u2029");
+}
+
+// With these a file's name could make the line read as something else.
+bool ReordersText(std::string_view character) {
+  return IsBetween(character, "\u202a", "\u202e") || IsBetween(character, "\u2066", "\u2069");
+}
+
 }  // namespace
 
 std::vector<std::string> UniqueNames(const FileMenu& menu) {
@@ -39,10 +56,13 @@ std::string ShownTitle(std::string_view title, bool mnemonics) {
     title = title.substr(0, end);
   }
   std::string shown;
-  for (const char byte : title) {
-    const auto code = static_cast<unsigned char>(byte);
-    shown += code < 0x20 || code == 0x7f ? ' ' : byte;
-    if (byte == '_' && mnemonics) shown += byte;
+  for (std::size_t end = 0; !title.empty(); title.remove_prefix(end)) {
+    end = 1;
+    while (end < title.size() && ContinuesCharacter(title[end])) ++end;
+    const std::string_view character = title.substr(0, end);
+    if (ReordersText(character)) continue;
+    shown += IsShownAsBlank(character) ? " " : character;
+    if (character == "_" && mnemonics) shown += character;
   }
   if (cut) shown += "\u2026";
   return shown;

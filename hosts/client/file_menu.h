@@ -24,6 +24,7 @@ struct FileMenuLine {
 struct FileMenu {
   std::string extension;  // the process that made it, by its unique name
   std::uint32_t serial = 0;
+  std::shared_ptr<const std::vector<std::string>> items = {};  // the selection's paths
   std::vector<FileMenuLine> lines;
 };
 using FileMenuPtr = std::shared_ptr<const FileMenu>;
@@ -31,8 +32,8 @@ using FileMenuPtr = std::shared_ptr<const FileMenu>;
 // Names for the menu's lines, in order, each once, and the same for the same line of a later menu.
 std::vector<std::string> UniqueNames(const FileMenu& menu);
 
-// The title as a menu can show it: on one line and of bearable length. `mnemonics`: whether the
-// menu takes an underscore for the mark of a key.
+// The title as a menu can show it: on one line, in the order it is written in, and of bearable
+// length. `mnemonics`: whether the menu takes an underscore for the mark of a key.
 std::string ShownTitle(std::string_view title, bool mnemonics);
 
 }  // namespace kelvo

@@ -165,7 +165,7 @@ void FinderClient::ExtensionUp(GDBusConnection* connection, const char* owner) {
       connection, owner, kProperties, "PropertiesChanged", kExtensionPath, kExtensionInterface,
       G_DBUS_SIGNAL_FLAGS_NONE, OnSignal, this, nullptr);
   menus_.ExtensionUp(connection, extension_);
-  hostObject_.Export(connection, extension_);
+  if (!hostObject_.Export(connection, extension_)) g_debug("the clipboard is not offered");
   AskProperties();
 }
 

@@ -22,8 +22,8 @@ HostObject::HostObject(SetClipboard setClipboard) : setClipboard_(std::move(setC
 
 HostObject::~HostObject() { Withdraw(); }
 
-void HostObject::Export(GDBusConnection* connection, const std::string& extension) {
-  if (!setClipboard_) return;
+bool HostObject::Export(GDBusConnection* connection, const std::string& extension) {
+  if (!setClipboard_) return true;
   static GDBusNodeInfo* const node = g_dbus_node_info_new_for_xml(kHostXml, nullptr);
   static const GDBusInterfaceVTable functions = {OnCall, nullptr, nullptr, {}};
   Withdraw();
@@ -31,6 +31,7 @@ void HostObject::Export(GDBusConnection* connection, const std::string& extensio
   extension_ = extension;
   registration_ = g_dbus_connection_register_object(connection, kHostPath, node->interfaces[0],
                                                     &functions, this, nullptr, nullptr);
+  return registration_ != 0;
 }
 
 void HostObject::Withdraw() {

@@ -23,8 +23,9 @@ class HostObject {
   HostObject(const HostObject&) = delete;
   HostObject& operator=(const HostObject&) = delete;
 
-  // `extension`: the unique name of the only process that may call.
-  void Export(GDBusConnection* connection, const std::string& extension);
+  // `extension`: the unique name of the only process that may call. False when the connection does
+  // not take the object: it has such a one already.
+  [[nodiscard]] bool Export(GDBusConnection* connection, const std::string& extension);
   void Withdraw();
 
  private:

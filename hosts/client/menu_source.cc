@@ -12,6 +12,9 @@ namespace {
 
 constexpr guint kItemsKind = 0;  // the menu of selected items
 constexpr char kMenuType[] = "(ua(ussbsb))";
+constexpr char kStaleMenu[] = "com.kelvo.FinderSync1.Error.StaleMenu";
+
+using ItemsPtr = std::shared_ptr<const std::vector<std::string>>;
 
 std::size_t HashOf(const std::vector<std::string>& items) {
   std::size_t hash = items.size();
@@ -31,8 +34,8 @@ bool SameLines(const FileMenuPtr& a, const FileMenuPtr& b) {
   return aEmpty || bEmpty ? aEmpty == bEmpty : a->lines == b->lines;
 }
 
-FileMenu MenuOf(GVariant* reply, const std::string& extension) {
-  FileMenu menu{extension, g_variant_get_uint32(Child(reply, 0).get()), {}};
+FileMenu MenuOf(GVariant* reply, const std::string& extension, ItemsPtr items) {
+  FileMenu menu{extension, g_variant_get_uint32(Child(reply, 0).get()), std::move(items), {}};
   const GLibPtr<GVariant> lines = Child(reply, 1);
   for (gsize i = 0; i < g_variant_n_children(lines.get()); ++i) {
     const GLibPtr<GVariant> value = Child(lines.get(), i);
@@ -51,7 +54,7 @@ FileMenu MenuOf(GVariant* reply, const std::string& extension) {
 }  // namespace
 
 struct MenuSource::Selection {
-  std::vector<std::string> items;
+  ItemsPtr items;
   std::size_t hash = 0;
   std::size_t size = 0;            // bytes
   std::shared_ptr<FileMenu> menu;  // the last answer; null before the first
@@ -67,6 +70,14 @@ struct MenuSource::Question {
   MenuSource* source;
   SelectionPtr selection;
   std::uint64_t number;
+};
+
+struct MenuSource::Choice {
+  MenuSource* source;
+  ItemsPtr items;
+  std::string action;
+  std::string activationToken;
+  bool first;  // not yet asked anew
 };
 
 bool MenuSource::HasLines(const SelectionPtr& selection) {
@@ -92,6 +103,7 @@ void MenuSource::ExtensionDown() {
   g_cancellable_cancel(cancel_.get());
   connection_.reset();
   const bool shown = std::any_of(selections_.begin(), selections_.end(), HasLines);
+  refused_ = refused_ || !selections_.empty();
   selections_.clear();
   directories_ = WatchedDirectories();
   lastFolder_.clear();
@@ -144,7 +156,7 @@ MenuSource::SelectionPtr MenuSource::FindOrAdd(std::vector<std::string> items) {
   const std::size_t hash = HashOf(items);
   const auto found =
       std::find_if(selections_.begin(), selections_.end(), [&](const SelectionPtr& selection) {
-        return selection->hash == hash && selection->items == items;
+        return selection->hash == hash && *selection->items == items;
       });
   if (found != selections_.end()) {
     std::rotate(selections_.begin(), found, found + 1);
@@ -156,7 +168,7 @@ MenuSource::SelectionPtr MenuSource::FindOrAdd(std::vector<std::string> items) {
     return nullptr;
   }
   auto selection = std::make_shared<Selection>();
-  selection->items = std::move(items);
+  selection->items = std::make_shared<const std::vector<std::string>>(std::move(items));
   selection->hash = hash;
   selection->size = size;
   selections_.insert(selections_.begin(), selection);
@@ -215,7 +227,7 @@ void MenuSource::Ask(const SelectionPtr& selection) {
   // Without a limit: a hung extension that goes on answers everything, one that ends fails it.
   g_dbus_connection_call(
       connection_.get(), extension_.c_str(), kExtensionPath, kExtensionInterface, "MenuForItems",
-      g_variant_new("(u@aay)", kItemsKind, Paths(selection->items)), G_VARIANT_TYPE(kMenuType),
+      g_variant_new("(u@aay)", kItemsKind, Paths(*selection->items)), G_VARIANT_TYPE(kMenuType),
       G_DBUS_CALL_FLAGS_NO_AUTO_START, G_MAXINT, cancel_.get(), OnAnswer, question.release());
 }
 
@@ -245,7 +257,7 @@ void MenuSource::AskAndWait(Selection& selection) {
   GErrorSlot error;
   const GLibPtr<GVariant> reply(g_dbus_connection_call_sync(
       connection_.get(), extension_.c_str(), kExtensionPath, kExtensionInterface, "MenuForItems",
-      g_variant_new("(u@aay)", kItemsKind, Paths(selection.items)), G_VARIANT_TYPE(kMenuType),
+      g_variant_new("(u@aay)", kItemsKind, Paths(*selection.items)), G_VARIANT_TYPE(kMenuType),
       G_DBUS_CALL_FLAGS_NO_AUTO_START, static_cast<int>(kWait.count()), cancel_.get(),
       error.out()));
   if (!reply) g_debug("no menu: %s", error.text());
@@ -264,7 +276,7 @@ void MenuSource::TakeAnswer(Selection& selection, std::uint64_t number, GVariant
     selection.outdated = true;
     return;
   }
-  FileMenu menu = MenuOf(reply, extension_);
+  FileMenu menu = MenuOf(reply, extension_, selection.items);
   // A newer question ends the work on an older one, which is answered with nothing then.
   if (menu.lines.empty() && number != lastQuestion_) {
     selection.outdated = true;
@@ -300,30 +312,79 @@ void MenuSource::Announce() {
 
 void MenuSource::Choose(const FileMenu& menu, const FileMenuLine& line,
                         const std::string& activationToken) {
-  if (!connection_ || menu.extension != extension_) {
-    g_debug("the extension that made the menu has gone");
-    return;
-  }
   for (const SelectionPtr& selection : selections_) {
     if (selection->menu.get() == &menu) selection->outdated = true;
   }
-  GVariantBuilder data;
-  g_variant_builder_init(&data, G_VARIANT_TYPE_VARDICT);
-  if (!activationToken.empty()) {
-    g_variant_builder_add(&data, "{sv}", "activation-token",
-                          g_variant_new_string(activationToken.c_str()));
+  auto choice =
+      std::make_unique<Choice>(Choice{this, menu.items, line.action, activationToken, true});
+  if (connection_ && menu.extension == extension_) {
+    Perform(std::move(choice), menu.serial, line.index);
+  } else {
+    AskAnew(std::move(choice));
   }
-  g_dbus_connection_call(connection_.get(), extension_.c_str(), kExtensionPath, kExtensionInterface,
-                         "ChooseMenuItem",
-                         g_variant_new("(uua{sv})", menu.serial, line.index, &data), nullptr,
-                         G_DBUS_CALL_FLAGS_NO_AUTO_START, -1, nullptr, OnChosen, nullptr);
 }
 
-void MenuSource::OnChosen(GObject* source, GAsyncResult* result, gpointer) {
+void MenuSource::Perform(std::unique_ptr<Choice> choice, std::uint32_t serial,
+                         std::uint32_t index) {
+  GVariantBuilder data;
+  g_variant_builder_init(&data, G_VARIANT_TYPE_VARDICT);
+  if (!choice->activationToken.empty()) {
+    g_variant_builder_add(&data, "{sv}", "activation-token",
+                          g_variant_new_string(choice->activationToken.c_str()));
+  }
+  g_dbus_connection_call(connection_.get(), extension_.c_str(), kExtensionPath, kExtensionInterface,
+                         "ChooseMenuItem", g_variant_new("(uua{sv})", serial, index, &data),
+                         nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START, -1, cancel_.get(), OnChosen,
+                         choice.release());
+}
+
+void MenuSource::OnChosen(GObject* source, GAsyncResult* result, gpointer data) {
+  std::unique_ptr<Choice> choice(static_cast<Choice*>(data));
   GErrorSlot error;
   const GLibPtr<GVariant> reply(
       g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, error.out()));
-  if (!reply) g_debug("a menu's line was not performed: %s", error.text());
+  if (reply) return;
+  g_debug("a menu's line was not performed: %s", error.text());
+  if (g_error_matches(error.get(), G_IO_ERROR, G_IO_ERROR_CANCELLED)) return;  // nobody is there
+  const GLibPtr<char> name(g_dbus_error_get_remote_error(error.get()));
+  if (!choice->first || g_strcmp0(name.get(), kStaleMenu) != 0) return;
+  Quietly([&] { choice->source->AskAnew(std::move(choice)); });
+}
+
+// A file manager may show a menu for longer than the extension keeps it.
+void MenuSource::AskAnew(std::unique_ptr<Choice> choice) {
+  const auto covered = [this](const std::string& item) { return Covers(item); };
+  if (!connection_ || !std::all_of(choice->items->begin(), choice->items->end(), covered)) {
+    g_debug("there is no menu for the items any more");
+    return;
+  }
+  choice->first = false;
+  ++lastQuestion_;
+  GVariant* const question = g_variant_new("(u@aay)", kItemsKind, Paths(*choice->items));
+  g_dbus_connection_call(connection_.get(), extension_.c_str(), kExtensionPath, kExtensionInterface,
+                         "MenuForItems", question, G_VARIANT_TYPE(kMenuType),
+                         G_DBUS_CALL_FLAGS_NO_AUTO_START, -1, cancel_.get(), OnAskedAnew,
+                         choice.release());
+}
+
+void MenuSource::OnAskedAnew(GObject* source, GAsyncResult* result, gpointer data) {
+  std::unique_ptr<Choice> choice(static_cast<Choice*>(data));
+  GErrorSlot error;
+  const GLibPtr<GVariant> reply(
+      g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, error.out()));
+  if (!reply) {
+    g_debug("no new menu to choose from: %s", error.text());
+    return;
+  }
+  Quietly([&] {
+    MenuSource* const self = choice->source;
+    const FileMenu menu = MenuOf(reply.get(), self->extension_, choice->items);
+    const auto line =
+        std::find_if(menu.lines.begin(), menu.lines.end(), [&](const FileMenuLine& candidate) {
+          return candidate.enabled && candidate.action == choice->action;
+        });
+    if (line != menu.lines.end()) self->Perform(std::move(choice), menu.serial, line->index);
+  });
 }
 
 }  // namespace kelvo

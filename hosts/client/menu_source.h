@@ -61,7 +61,9 @@ class MenuSource {
   bool Covers(std::string_view path);
   // For items that are all covered; null when there are no lines, or none that are known yet.
   FileMenuPtr MenuFor(std::vector<std::string> items);
-  // `line`: of the menu. `activationToken`: what the desktop gave the user's click; may be empty.
+  // `line`: of the menu. Where the extension has it no longer, the line of the same action in a new
+  // one for the same items is chosen. `activationToken`: what the desktop gave the user's click;
+  // may be empty.
   void Choose(const FileMenu& menu, const FileMenuLine& line, const std::string& activationToken);
 
   // From the extension.
@@ -73,10 +75,12 @@ class MenuSource {
  private:
   struct Selection;
   struct Question;
+  struct Choice;
   using SelectionPtr = std::shared_ptr<Selection>;
 
   static void OnAnswer(GObject* source, GAsyncResult* result, gpointer question);
-  static void OnChosen(GObject* source, GAsyncResult* result, gpointer unused);
+  static void OnChosen(GObject* source, GAsyncResult* result, gpointer choice);
+  static void OnAskedAnew(GObject* source, GAsyncResult* result, gpointer choice);
   static gboolean OnRenewal(gpointer self);
 
   static bool HasLines(const SelectionPtr& selection);
@@ -92,6 +96,8 @@ class MenuSource {
   void TakeAnswer(Selection& selection, std::uint64_t number, GVariant* reply);
   void TakeMenu(Selection& selection, std::uint64_t number, FileMenu menu);
   void Announce();
+  void Perform(std::unique_ptr<Choice> choice, std::uint32_t serial, std::uint32_t index);
+  void AskAnew(std::unique_ptr<Choice> choice);
 
   const Clock& clock_;
   const MenuWaiting waiting_;

@@ -33,6 +33,9 @@ TEST(FileMenuTest, TitlesAreShownAsTextOfBearableLength) {
            {"Locked by <b>a_b</b> %s & co", false, "Locked by <b>a_b</b> %s & co"},
            {"_a__b_", true, "__a____b__"},
            {"two\nlines\tand\x7f", true, "two lines and "},
+           {"a\u0085b\u2028c\u2029d", true, "a b c d"},
+           {"\u202aa\u202eb\u2066c\u2069d", true, "abcd"},
+           {"\u00a0\u2027\u202f\u2065\u206a", true, "\u00a0\u2027\u202f\u2065\u206a"},
            {std::string(240, 'x'), true, std::string(240, 'x')},
            {"x" + wide, true, "x" + wide.substr(0, 238) + "\u2026"},
        }) {

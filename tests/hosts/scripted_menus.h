@@ -68,10 +68,23 @@ class ScriptedMenus {
         menus->Answer(message);
       }
     } else {
-      const GLibPtr<char> text(g_variant_print(g_dbus_message_get_body(message), FALSE));
-      menus->chosen_.emplace_back(text.get());
+      menus->TakeChoice(message);
     }
     return nullptr;
+  }
+  void TakeChoice(GDBusMessage* choice) {
+    GVariant* const body = g_dbus_message_get_body(choice);
+    const GLibPtr<char> text(g_variant_print(body, FALSE));
+    chosen_.emplace_back(text.get());
+    guint serial = 0;
+    g_variant_get_child(body, 0, "u", &serial);
+    const GObjectPtr<GDBusMessage> reply(
+        serial <= serial_ && serial_ - serial < 16
+            ? g_dbus_message_new_method_reply(choice)
+            : g_dbus_message_new_method_error_literal(
+                  choice, "com.kelvo.FinderSync1.Error.StaleMenu", "too old"));
+    g_dbus_connection_send_message(connection_, reply.get(), G_DBUS_SEND_MESSAGE_FLAGS_NONE,
+                                   nullptr, nullptr);
   }
   void Answer(GDBusMessage* question) {
     const GObjectPtr<GDBusMessage> reply(g_dbus_message_new_method_reply(question));

@@ -108,8 +108,9 @@ bool MenuClient::TakeClipboard(std::string* error) {
   }
   const char* name = nullptr;
   g_variant_get(owner.get(), "(&s)", &name);
-  host_.Export(extension_.Connection(), name);
-  return true;
+  if (host_.Export(extension_.Connection(), name)) return true;
+  *error = "the bus connection does not take the object that receives the clipboard's text";
+  return false;
 }
 
 std::optional<std::string> MenuClient::WaitForClipboard(milliseconds limit) {
