@@ -112,6 +112,13 @@ bool SplitPath(std::string_view path, std::string* directory, std::string* name)
   return true;
 }
 
+std::string LastPathComponent(std::string_view path) {
+  const std::size_t end = path.find_last_not_of('/');
+  if (end == std::string_view::npos) return std::string(path.substr(0, 1));
+  path = path.substr(0, end + 1);
+  return std::string(path.substr(path.rfind('/') + 1));
+}
+
 std::string ExpandTildeInPath(std::string_view path) {
   if (!path.starts_with('~')) return std::string(path);
   const char* home = std::getenv("HOME");

@@ -15,6 +15,9 @@ namespace kelvo {
                              std::string_view* name);
 [[nodiscard]] bool SplitPath(std::string_view path, std::string* directory, std::string* name);
 
+// What follows the last "/" but those at the very end: "/a/b/" gives "b", "/" itself.
+std::string LastPathComponent(std::string_view path);
+
 // "~" at the very start becomes the value of HOME, empty when unset. A user name after the tilde is
 // not understood: the home folder is simply followed by the rest.
 std::string ExpandTildeInPath(std::string_view path);

@@ -62,6 +62,7 @@ FinderSync::~FinderSync() {
   *alive_ = nullptr;
   m_Instance = nullptr;
   KelvoConfirmationDialogController::SetSources(nullptr);
+  SetNotificationPreferences(&platform_.userDefaults);
   CloseAlert();
   CNotificationModule::m_Instance = nullptr;
   CSyncCache::m_Instance = nullptr;
@@ -74,7 +75,10 @@ void FinderSync::init() {
       kLoggerName, kSystemLogInfo,
       "-[FinderSync init] launched from " + bundle_->path() + " ; compiled at " + kBuildTime);
   SetSecretStore(&platform_.secretStore);
-  SetNotificationPreferences(&platform_.userDefaults);
+  // A line of the menu is named after one of them.
+  SetNotificationPreferences(&platform_.userDefaults, [this] {
+    if (observer_ != nullptr) observer_->onMenusChanged();
+  });
   KelvoConfirmationDialogController::SetSources(dialogSources_.get());
   configuration_ = std::make_unique<CFinderConfiguration>();
   CFinderConfiguration::m_Instance = configuration_.get();

@@ -30,10 +30,12 @@ class Pasteboard;
 class ProjectsList;
 struct DialogSources;
 
+using MenuContextPtr = std::shared_ptr<KelvoMenuContext>;
+
 // A menu, and what performs its lines; kept as long as it can be chosen from.
 struct FinderMenu {
   Menu menu;
-  std::shared_ptr<KelvoMenuContext> context;
+  MenuContextPtr context;
 };
 
 // The extension: creates the process-wide objects, tells the file manager which folders to watch
@@ -86,19 +88,21 @@ class FinderSync final : private NotificationsBridgeDelegate, private AgentEvent
                                             const std::atomic<bool>& cancelled);
   // The actions of a menu's lines, each forwarded as it needs. Any thread but the main loop's; the
   // first two go on on a thread of their own, unlocking goes on on the main loop.
-  void openKelvoHereButtonPressed(const std::shared_ptr<KelvoMenuContext>& context);
-  void addCommentButtonPressed(const std::shared_ptr<KelvoMenuContext>& context);
-  void lockButtonPressed(const std::shared_ptr<KelvoMenuContext>& context);
-  void unlockButtonPressed(const std::shared_ptr<KelvoMenuContext>& context);
-  void unlockButtonPerform(const std::shared_ptr<KelvoMenuContext>& context);  // main loop
-  void fixViolationsPressed(const std::shared_ptr<KelvoMenuContext>& context);
+  // `activationToken`: see KelvoMenuContext.
+  void openKelvoHereButtonPressed(const MenuContextPtr& context,
+                                  const std::string& activationToken);
+  void addCommentButtonPressed(const MenuContextPtr& context, const std::string& activationToken);
+  void lockButtonPressed(const MenuContextPtr& context, const std::string& activationToken);
+  void unlockButtonPressed(const MenuContextPtr& context, const std::string& activationToken);
+  // Main loop.
+  void unlockButtonPerform(const MenuContextPtr& context, const std::string& activationToken);
+  void fixViolationsPressed(const MenuContextPtr& context);
   // May wait for a settings file and for the pasteboard.
-  void copyLinkButtonPressed(const std::shared_ptr<KelvoMenuContext>& context,
-                             Pasteboard& pasteboard);
-  void createPublicLinkButtonPressed(const std::shared_ptr<KelvoMenuContext>& context);
+  void copyLinkButtonPressed(const MenuContextPtr& context, Pasteboard& pasteboard);
+  void createPublicLinkButtonPressed(const MenuContextPtr& context);
   // The one of these that `action` names; none for any other name.
-  void performAction(Selector action, const std::shared_ptr<KelvoMenuContext>& context,
-                     Pasteboard& pasteboard);
+  void performAction(Selector action, const MenuContextPtr& context, Pasteboard& pasteboard,
+                     const std::string& activationToken);
 
   // The identifier that the path has by what is known, without asking the Agent. Any thread.
   std::string knownBadgeIdentifier(const std::string& path, bool isDirectory) const;
@@ -125,7 +129,7 @@ class FinderSync final : private NotificationsBridgeDelegate, private AgentEvent
   void performSelector(Selector selector, const PropertyList::Dictionary& userInfo) override;
 
   void createProjectsList();
-  std::shared_ptr<KelvoMenuContext> makeMenuContext() const;
+  MenuContextPtr makeMenuContext() const;
   void waitForItems(KelvoMenuContext& context, const std::vector<std::string>& items,
                     const std::atomic<bool>& cancelled);
   void registerAgentEvents();

@@ -1,6 +1,5 @@
 // The menu for a selection, and what its lines lead to.
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -33,7 +32,7 @@ constexpr std::size_t kItemsBetweenLooksAtTheClock = 64;
 
 }  // namespace
 
-std::shared_ptr<KelvoMenuContext> FinderSync::makeMenuContext() const {
+MenuContextPtr FinderSync::makeMenuContext() const {
   auto context = std::make_shared<KelvoMenuContext>(
       MenuSources{*syncCache_, *syncApi_, *notificationModule_, *configuration_, platform_.clock,
                   platform_.runLoop, platform_.httpClient, platform_.desktop, platform_.dialogs});
@@ -83,55 +82,63 @@ void FinderSync::waitForItems(KelvoMenuContext& context, const std::vector<std::
   KELVO_LOG(kLogInformation, "Timed out requesting menu items");
 }
 
-void FinderSync::openKelvoHereButtonPressed(const std::shared_ptr<KelvoMenuContext>& context) {
-  platform_.threads.detachNewThread([context] { context->openKelvoHereButtonPressed(); });
+void FinderSync::openKelvoHereButtonPressed(const MenuContextPtr& context,
+                                            const std::string& activationToken) {
+  platform_.threads.detachNewThread(
+      [context, activationToken] { context->openKelvoHereButtonPressed(activationToken); });
 }
 
-void FinderSync::addCommentButtonPressed(const std::shared_ptr<KelvoMenuContext>& context) {
-  platform_.threads.detachNewThread([context] { context->addCommentButtonPressed(); });
+void FinderSync::addCommentButtonPressed(const MenuContextPtr& context,
+                                         const std::string& activationToken) {
+  platform_.threads.detachNewThread(
+      [context, activationToken] { context->addCommentButtonPressed(activationToken); });
 }
 
-void FinderSync::lockButtonPressed(const std::shared_ptr<KelvoMenuContext>& context) {
-  context->lockButtonPressed();
+void FinderSync::lockButtonPressed(const MenuContextPtr& context,
+                                   const std::string& activationToken) {
+  context->lockButtonPressed(activationToken);
 }
 
-void FinderSync::unlockButtonPressed(const std::shared_ptr<KelvoMenuContext>& context) {
-  platform_.runLoop.Post([alive = alive_, context] {
-    if (*alive != nullptr) (*alive)->unlockButtonPerform(context);
+void FinderSync::unlockButtonPressed(const MenuContextPtr& context,
+                                     const std::string& activationToken) {
+  platform_.runLoop.Post([alive = alive_, context, activationToken] {
+    if (*alive != nullptr) (*alive)->unlockButtonPerform(context, activationToken);
   });
 }
 
-void FinderSync::unlockButtonPerform(const std::shared_ptr<KelvoMenuContext>& context) {
-  context->unlockButtonPressed();
+void FinderSync::unlockButtonPerform(const MenuContextPtr& context,
+                                     const std::string& activationToken) {
+  context->unlockButtonPressed(activationToken);
 }
 
-void FinderSync::fixViolationsPressed(const std::shared_ptr<KelvoMenuContext>& context) {
+void FinderSync::fixViolationsPressed(const MenuContextPtr& context) {
   context->fixViolationsPressed();
 }
 
-void FinderSync::copyLinkButtonPressed(const std::shared_ptr<KelvoMenuContext>& context,
-                                       Pasteboard& pasteboard) {
+void FinderSync::copyLinkButtonPressed(const MenuContextPtr& context, Pasteboard& pasteboard) {
   context->copyLinkButtonPressed(pasteboard);
 }
 
-void FinderSync::createPublicLinkButtonPressed(const std::shared_ptr<KelvoMenuContext>& context) {
+void FinderSync::createPublicLinkButtonPressed(const MenuContextPtr& context) {
   context->createPublicLinkButtonPressed();
 }
 
-void FinderSync::performAction(Selector action, const std::shared_ptr<KelvoMenuContext>& context,
-                               Pasteboard& pasteboard) {
-  using Operation = void (FinderSync::*)(const std::shared_ptr<KelvoMenuContext>&);
-  static constexpr std::array<std::pair<Selector, Operation>, 6> kOperations = {{
-      {menu_action::kOpenKelvoHere, &FinderSync::openKelvoHereButtonPressed},
-      {menu_action::kAddComment, &FinderSync::addCommentButtonPressed},
-      {menu_action::kLock, &FinderSync::lockButtonPressed},
-      {menu_action::kUnlock, &FinderSync::unlockButtonPressed},
-      {menu_action::kFixViolations, &FinderSync::fixViolationsPressed},
-      {menu_action::kCreatePublicLink, &FinderSync::createPublicLinkButtonPressed},
-  }};
-  if (action == menu_action::kCopyLink) return copyLinkButtonPressed(context, pasteboard);
-  for (const auto& [selector, operation] : kOperations) {
-    if (selector == action) (this->*operation)(context);
+void FinderSync::performAction(Selector action, const MenuContextPtr& context,
+                               Pasteboard& pasteboard, const std::string& activationToken) {
+  if (action == menu_action::kOpenKelvoHere) {
+    openKelvoHereButtonPressed(context, activationToken);
+  } else if (action == menu_action::kAddComment) {
+    addCommentButtonPressed(context, activationToken);
+  } else if (action == menu_action::kLock) {
+    lockButtonPressed(context, activationToken);
+  } else if (action == menu_action::kUnlock) {
+    unlockButtonPressed(context, activationToken);
+  } else if (action == menu_action::kFixViolations) {
+    fixViolationsPressed(context);
+  } else if (action == menu_action::kCopyLink) {
+    copyLinkButtonPressed(context, pasteboard);
+  } else if (action == menu_action::kCreatePublicLink) {
+    createPublicLinkButtonPressed(context);
   }
 }
 

@@ -44,13 +44,17 @@ class DialogWindow {
   virtual ~DialogWindow() = default;
   // Replaces what is shown, except that a box shown before keeps the state the user gave it.
   virtual void update(const DialogContents& contents) = 0;
+  // With the stored activation token, which is used up by it. A window that does not follow within
+  // seconds is lost.
   virtual void makeKeyAndOrderFront() = 0;
 };
 
 // Draws dialogs. Main loop; nothing blocks.
 class Dialogs {
  public:
-  using Closed = std::function<void(const DialogAnswer& answer)>;
+  // Without an answer the window was lost after it was shown, as at the end of the display: nothing
+  // in it was the user's choice.
+  using Closed = std::function<void(const std::optional<DialogAnswer>& answer)>;
 
   virtual ~Dialogs() = default;
   // Opens a window in the middle of the screen, in front of all others. `closed` is called once,
@@ -59,8 +63,8 @@ class Dialogs {
   // in the log and, where there is such a service, as a notification; it counts as closed at once
   // with OK and its boxes as they stand.
   virtual std::unique_ptr<DialogWindow> open(const DialogContents& contents, Closed closed) = 0;
-  // What the desktop gave a choice of the user, for the next window to come to the front with; used
-  // once. Empty for none. Any thread.
+  // What the desktop gave a choice of the user, for the next window that is opened or brought to
+  // the front; used once. Empty for none. Any thread.
   virtual void setActivationToken(const std::string& token) = 0;
 };
 

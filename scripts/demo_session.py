@@ -179,10 +179,10 @@ class Demo:
         def opened():
             self.session.run(["xdotool", "key", "Escape", "shift+F10"])
             try:
-                return wait_until(lambda: LOCK in shown_menu_items(), 3, LOCK)
+                return wait_until(lambda: LOCK in shown_menu_items(), 5, LOCK)
             except SessionError:
                 return False
-        wait_until(opened, PATIENCE, "the menu in Nemo")
+        wait_until(opened, 2 * PATIENCE, "the menu in Nemo")
 
     def show_external(self, name):
         """The folder of an external project instead of the Workplace."""

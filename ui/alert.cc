@@ -1,6 +1,7 @@
 #include "ui/alert.h"
 
 #include <memory>
+#include <optional>
 
 #include "platform/dialogs.h"
 #include "ui/display_text.h"
@@ -31,7 +32,7 @@ void ShowAlert(Dialogs& dialogs, const std::string& title, const std::string& me
     alert->makeKeyAndOrderFront();
     return;
   }
-  alert = dialogs.open(contents, [](const DialogAnswer&) { CloseAlert(); });
+  alert = dialogs.open(contents, [](const std::optional<DialogAnswer>&) { CloseAlert(); });
 }
 
 void CloseAlert() { OpenAlert().reset(); }

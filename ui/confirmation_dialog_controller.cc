@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <cstdint>
 #include <iterator>
-#include <optional>
 
 #include "agent/notifications_bridge.h"
 #include "agent/paced_requests.h"
 #include "base/format_text.h"
 #include "base/logger.h"
+#include "base/string_utils.h"
 #include "cache/badge_status.h"
 #include "core/overlays.h"
 #include "platform/run_loop.h"
@@ -32,13 +32,6 @@ constexpr LocalizedText kErrors[] = {
 std::string BadgePicture(BadgeStatus status) {
   const std::optional<BadgeImage>& image = Overlays::getImageForStatus(static_cast<int>(status));
   return image ? image->path : std::string();
-}
-
-std::string LastPathComponent(const std::string& path) {
-  const std::size_t end = path.find_last_not_of('/');
-  if (end == std::string::npos) return path;
-  const std::string component = path.substr(0, end + 1);
-  return component.substr(component.rfind('/') + 1);
 }
 
 std::string OpenFilesTitle(std::size_t count) {
@@ -166,7 +159,9 @@ void KelvoConfirmationDialogController::showDialog(int type, const std::string& 
   controller->updateWithImage(image, title, text, path);
   controller->window_ = theSources->dialogs.open(
       controller->contents_,
-      [opened = controller.get()](const DialogAnswer& answer) { opened->windowAnswered(answer); });
+      [opened = controller.get()](const std::optional<DialogAnswer>& answer) {
+        opened->windowAnswered(answer);
+      });
 }
 
 void KelvoConfirmationDialogController::updateWithImage(const std::string& image,
@@ -195,14 +190,18 @@ std::string KelvoConfirmationDialogController::fileListLine() const {
                     {first, static_cast<std::int64_t>(files_.size() - 1)});
 }
 
-void KelvoConfirmationDialogController::windowAnswered(const DialogAnswer& answer) {
+void KelvoConfirmationDialogController::windowAnswered(const std::optional<DialogAnswer>& answer) {
+  if (!answer) {
+    KELVO_LOG(kLogWarning, "A dialog was lost, nothing is taken from it: " << contents_.fileName);
+    return release();
+  }
   if (contents_.dontShowAgainCheckBox) {
-    contents_.dontShowAgainCheckBox->isOn = answer.dontShowAgain;
+    contents_.dontShowAgainCheckBox->isOn = answer->dontShowAgain;
   }
   if (contents_.openFileAfterLocking) {
-    contents_.openFileAfterLocking->isOn = answer.openFileAfterLocking;
+    contents_.openFileAfterLocking->isOn = answer->openFileAfterLocking;
   }
-  if (answer.ok) {
+  if (answer->ok) {
     OKButton();
   } else {
     CancelButton();
@@ -235,6 +234,10 @@ void KelvoConfirmationDialogController::windowWillClose() {
     modalSession_->returnCode = modalReturnCode_;
     modalSession_->isOver = true;
   }
+  release();
+}
+
+void KelvoConfirmationDialogController::release() {
   openDialogs()[static_cast<std::size_t>(type_)].reset();
 }
 

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -65,8 +66,9 @@ class KelvoConfirmationDialogController {
   void updateWithImage(const std::string& image, const std::string& title, const std::string& text,
                        const std::string& path);
   std::string fileListLine() const;
-  void windowAnswered(const DialogAnswer& answer);
-  // These three end with the controller's own end.
+  // These end with the controller's own end.
+  void windowAnswered(const std::optional<DialogAnswer>& answer);
+  void release();
   void OKButton();
   void CancelButton();
   void windowWillClose();

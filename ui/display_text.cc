@@ -20,8 +20,10 @@ struct Range {
   char32_t last;
 };
 
-// Controls, separators of lines and paragraphs, embeddings, overrides and isolates.
-constexpr Range kUnfit[] = {{0, 0x1F}, {0x7F, 0x9F}, {0x2028, 0x202E}, {0x2066, 0x2069}};
+// Controls, directional marks, separators of lines and paragraphs, embeddings, overrides and
+// isolates.
+constexpr Range kUnfit[] = {{0, 0x1F},        {0x7F, 0x9F},     {0x61C, 0x61C},
+                            {0x200E, 0x200F}, {0x2028, 0x202E}, {0x2066, 0x2069}};
 constexpr Range kRightToLeft[] = {
     {0x590, 0x8FF}, {0xFB1D, 0xFDFF}, {0xFE70, 0xFEFE}, {0x10800, 0x10FFF}, {0x1E800, 0x1EFFF}};
 

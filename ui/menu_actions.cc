@@ -9,6 +9,7 @@
 #include "agent/sync_api.h"
 #include "base/format_text.h"
 #include "base/logger.h"
+#include "base/string_utils.h"
 #include "cache/sync_cache.h"
 #include "core/finder_configuration.h"
 #include "platform/clock.h"
@@ -25,39 +26,33 @@ namespace {
 constexpr std::int64_t kPendingWebCommand = 10;  // seconds
 constexpr char kNoticeTimeout[] = "5";           // seconds
 
-std::string LastPathComponent(const std::string& path) { return path.substr(path.rfind('/') + 1); }
-
 // In the user's language, since the program's locale is the user's.
 std::string LongDate(std::int64_t when) {
   const time_t time = when;
   tm local{};
   char buffer[64];
+  tzset();  // localtime_r alone need not look
   if (localtime_r(&time, &local) == nullptr) return {};
   return {buffer, strftime(buffer, sizeof buffer, "%B %d, %Y", &local)};
 }
 
 }  // namespace
 
-void KelvoMenuContext::setActivationToken(const std::string& token) {
-  CMutexLock lock(tokenMutex_);
-  activationToken_ = token;
-}
-
-std::string KelvoMenuContext::activationToken() const {
-  CMutexLock lock(tokenMutex_);
-  return activationToken_;
+// The cache may have dropped the item since its menu was made.
+std::string KelvoMenuContext::fileIdOfFirst() const {
+  std::string fileId = sources_.cache.GetFileId(selection_.path(0));
+  return fileId.empty() ? fileIdInMenu_ : fileId;
 }
 
 void KelvoMenuContext::createPublicLinkButtonPressed() {
-  const std::string& path = selection_.path(0);
-  sources_.syncApi.RequestShowPublicLinkDialog(path, sources_.cache.GetFileId(path));
+  sources_.syncApi.RequestShowPublicLinkDialog(selection_.path(0), fileIdOfFirst());
 }
 
 void KelvoMenuContext::copyLinkButtonPressed(Pasteboard& pasteboard) {
   pasteboard.clearContents();
   const std::string& path = selection_.path(0);
   const std::optional<std::string> linkPath =
-      PublicLink::generateLinkURLForUserID(userId_, sources_.cache.GetFileId(path));
+      PublicLink::generateLinkURLForUserID(userId_, fileIdOfFirst());
   if (!linkPath) return;
   const std::string cellId = sources_.configuration.CellId();
   std::string url = WebAccess::baseUrl();
@@ -72,14 +67,14 @@ void KelvoMenuContext::copyLinkButtonPressed(Pasteboard& pasteboard) {
 }
 
 // "Lock & Open" asks for the same: opening the file is up to whoever hears the result.
-void KelvoMenuContext::lockButtonPressed() {
-  sources_.dialogs.setActivationToken(activationToken());
+void KelvoMenuContext::lockButtonPressed(const std::string& activationToken) {
+  sources_.dialogs.setActivationToken(activationToken);
   SendPaced(sources_.runLoop, selection_.paths(),
             [&api = sources_.syncApi](const std::string& path) { api.RequestLock(path, 0); });
 }
 
-void KelvoMenuContext::unlockButtonPressed() {
-  sources_.dialogs.setActivationToken(activationToken());
+void KelvoMenuContext::unlockButtonPressed(const std::string& activationToken) {
+  sources_.dialogs.setActivationToken(activationToken);
   const std::string& first = selection_.path(0);
   const std::string owner = sources_.cache.GetLockOwner(first);
   if (owner.empty()) {
@@ -98,18 +93,20 @@ void KelvoMenuContext::fixViolationsPressed() {
   sources_.syncApi.RequestShowViolationsPermissionsDialog();
 }
 
-void KelvoMenuContext::startWebCommand(const std::string& command) {
-  const std::string fileId = sources_.cache.GetFileId(selection_.path(0));
+void KelvoMenuContext::startWebCommand(const std::string& command,
+                                       const std::string& activationToken) {
+  const std::string fileId = fileIdOfFirst();
   if (fileId.empty() || rcid_.empty()) {
     KELVO_LOG(kLogDebug, "Unable to run webcommand for fileId: " << fileId << " rcid: " << rcid_);
     return;
   }
-  webAccess_.generateUrlForCommand(command, fileId, rcid_);
+  webAccess_.generateUrlForCommand(command, fileId, rcid_, activationToken);
   if (!synchronous_) setPendingWebCommand(sources_.clock.Now() + kPendingWebCommand);
 }
 
-void KelvoMenuContext::webAccessUrlGenerated(const std::optional<std::string>& url) {
-  if (url) HTTPConnection::openUrl(sources_.desktop, *url, activationToken());
+void KelvoMenuContext::webAccessUrlGenerated(const std::optional<std::string>& url,
+                                             const std::string& activationToken) {
+  if (url) HTTPConnection::openUrl(sources_.desktop, *url, activationToken);
   setPendingWebCommand(0);
 }
 

@@ -102,6 +102,7 @@ void KelvoMenuContext::insertKelvoMenu() {
   KELVO_LOG(kLogDebug, "insert kelvo menu");
   // Deliberate: the answer is not used.
   (void)IsDirectory(selection_.path(0));
+  fileIdInMenu_ = sources_.cache.GetFileId(selection_.path(0));
   const bool isIdle = isWebCommandIdle();
   insertMenuItemWithTitle(FormatText(LocalizedString("ContextMenu.OpenKelvoHere1", "Open %@ Here"),
                                      {std::string(kBrand)}),

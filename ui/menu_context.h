@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "agent/sync_enums.h"
-#include "base/mutex.h"
 #include "base/selector.h"
 #include "ui/menu.h"
 #include "ui/menu_selection.h"
@@ -89,31 +88,35 @@ class KelvoMenuContext final : private WebAccessDelegate {
   static std::string stringForPermission(sync::EItemPermissions permission);
 
   // The actions. They act on the selection that was set, whatever has become of it since.
+  // `activationToken`: what the desktop gave the user's choice, for the window or the browser that
+  // it leads to; may be empty.
   //
-  // These two wait for web servers, up to a minute, when requests are synchronous; else they belong
-  // on the main loop. Ignored while such a command is under way anywhere.
-  void openKelvoHereButtonPressed() { startWebCommand("desktopExploreFile"); }
-  void addCommentButtonPressed() { startWebCommand("fileAddComment"); }
+  // These two wait for web servers when requests are synchronous; else they belong on the main
+  // loop. Ignored while such a command is under way anywhere.
+  void openKelvoHereButtonPressed(const std::string& activationToken) {
+    startWebCommand("desktopExploreFile", activationToken);
+  }
+  void addCommentButtonPressed(const std::string& activationToken) {
+    startWebCommand("fileAddComment", activationToken);
+  }
   void createPublicLinkButtonPressed();
   // May wait for a settings file and for the pasteboard; not on the main loop.
   void copyLinkButtonPressed(Pasteboard& pasteboard);
-  void lockButtonPressed();
+  void lockButtonPressed(const std::string& activationToken);
   // Main loop, which it turns while it asks the user about somebody else's lock.
-  void unlockButtonPressed();
+  void unlockButtonPressed(const std::string& activationToken);
   void fixViolationsPressed();
-
-  // What the desktop gave the user's choice, for the window or the browser that it leads to. Any
-  // thread.
-  void setActivationToken(const std::string& token);
 
   // A web command counts as under way until this moment, in seconds since 1970. Any thread.
   std::int64_t pendingWebCommand() const { return pendingWebCommand_; }
   void setPendingWebCommand(std::int64_t until) { pendingWebCommand_ = until; }
 
  private:
-  void webAccessUrlGenerated(const std::optional<std::string>& url) override;
-  void startWebCommand(const std::string& command);
-  std::string activationToken() const;
+  void webAccessUrlGenerated(const std::optional<std::string>& url,
+                             const std::string& activationToken) override;
+  void startWebCommand(const std::string& command, const std::string& activationToken);
+
+  std::string fileIdOfFirst() const;
 
   void insertKelvoMenu();
   void insertFileLockMenu();
@@ -130,11 +133,10 @@ class KelvoMenuContext final : private WebAccessDelegate {
   std::size_t menuPosition_ = 0;
   MenuSelection selection_;
   std::atomic<std::int64_t> pendingWebCommand_{0};
+  std::string fileIdInMenu_;  // the first item's, when its lines were made
   bool injected_ = false;
   bool insertSeparator_ = true;
   bool synchronous_ = false;
-  mutable CMutex tokenMutex_{kMutexNormal};
-  std::string activationToken_ KELVO_GUARDED_BY(tokenMutex_);
   WebAccess webAccess_;
 };
 

@@ -1,6 +1,7 @@
 #include "ui/notification_preferences.h"
 
 #include <atomic>
+#include <utility>
 
 namespace kelvo {
 namespace {
@@ -11,6 +12,11 @@ constexpr char kOpenFileAfterLock[] = "kelvo-open-file-after-lock";
 
 std::atomic<UserDefaults*> theDefaults{nullptr};
 
+std::function<void()>& Changed() {
+  static auto* changed = new std::function<void()>;
+  return *changed;
+}
+
 bool Get(const char* key) {
   const UserDefaults* defaults = theDefaults.load(std::memory_order_acquire);
   return defaults != nullptr && defaults->GetBool(key);
@@ -18,13 +24,17 @@ bool Get(const char* key) {
 
 void Set(const char* key, bool value) {
   UserDefaults* defaults = theDefaults.load(std::memory_order_acquire);
-  if (defaults != nullptr) defaults->SetBool(key, value);
+  if (defaults == nullptr) return;
+  const bool isNew = defaults->GetBool(key) != value;
+  defaults->SetBool(key, value);
+  if (isNew && Changed()) Changed()();
 }
 
 }  // namespace
 
-void SetNotificationPreferences(UserDefaults* defaults) {
+void SetNotificationPreferences(UserDefaults* defaults, std::function<void()> changed) {
   theDefaults.store(defaults, std::memory_order_release);
+  Changed() = std::move(changed);
 }
 
 // The two kinds of notice are stored inverted, so that an absent key shows them.

@@ -1,14 +1,17 @@
 // The user's three choices in the lock dialogs.
 //
-// Any thread; nothing blocks. What is set is in force at once and written later.
+// Getters any thread, setters main loop; nothing blocks. What is set is in force at once and
+// written later.
 #pragma once
+
+#include <functional>
 
 #include "platform/user_defaults.h"
 
 namespace kelvo {
 
-// The defaults of this process; set once at start.
-void SetNotificationPreferences(UserDefaults* defaults);
+// The defaults of this process; set once at start. `changed` is called after each change.
+void SetNotificationPreferences(UserDefaults* defaults, std::function<void()> changed = nullptr);
 
 void SetShowUnlockNotification(bool show);
 bool GetShowUnlockNotification();

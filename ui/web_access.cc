@@ -65,11 +65,17 @@ std::string WebAccess::baseUrl() {
 }
 
 void WebAccess::generateUrlForCommand(const std::string& command, const std::string& fileID,
-                                      const std::string& rcid) {
-  if (handshakeUnderWay_.exchange(true, std::memory_order_acquire)) return;
+                                      const std::string& rcid, const std::string& activationToken) {
+  // Before the mark is taken: it may wait for another program's lock.
+  const std::string server = baseUrl();
+  if (handshakeUnderWay_.exchange(true, std::memory_order_acquire)) {
+    KELVO_LOG(kLogInformation, "A web command is under way; ignored: " << command);
+    return;
+  }
+  activationToken_ = activationToken;
   context_ = {{"command", command}, {"fileID", fileID}, {"rcID", rcid}};
   HTTPConnectionReceiver& receiver = *this;
-  connection_ = std::make_unique<HTTPConnection>(sources_.httpClient, receiver, baseUrl());
+  connection_ = std::make_unique<HTTPConnection>(sources_.httpClient, receiver, server);
   connection_->setSynchronous(synchronous_);
   connection_->sendCommand({{"command", "createOnetimeToken"}, {"rcId", EncodeHttpParameter(rcid)}},
                            kReceiveOneTimePassword, kReceiveError);
@@ -108,8 +114,9 @@ void WebAccess::receiveLoginTicket(const std::string& data) {
   const std::string url = baseUrl() + "/directnavigation?view=" + context_["command"] +
                           "&ticket=" + *ticket + "&rcid=" + context_["rcID"] +
                           "&fileID=" + context_["fileID"];
+  const std::string token = activationToken_;
   endHandshake();
-  delegate_->webAccessUrlGenerated(url);
+  delegate_->webAccessUrlGenerated(url, token);
 }
 
 void WebAccess::receiveError(const std::optional<HttpError>& error) {
@@ -119,9 +126,11 @@ void WebAccess::receiveError(const std::optional<HttpError>& error) {
   const std::string message = FormatText(
       LocalizedString("WebAccess.ReceiveError", "Connection failed! Error - %@"), {reason});
   const WebSources sources = sources_;  // the delegate may destroy this object
+  const std::string token = activationToken_;
   endHandshake();
-  delegate_->webAccessUrlGenerated(std::nullopt);
-  sources.runLoop.Post([&dialogs = sources.dialogs, message] {
+  delegate_->webAccessUrlGenerated(std::nullopt, token);
+  sources.runLoop.Post([&dialogs = sources.dialogs, message, token] {
+    dialogs.setActivationToken(token);
     ShowAlert(dialogs, LocalizedString("WebAccess.NetworkError", "Network error"), message,
               LocalizedString("WebAccess.OK", "OK"));
   });
@@ -129,8 +138,9 @@ void WebAccess::receiveError(const std::optional<HttpError>& error) {
 
 void WebAccess::sendError(const std::string& text) {
   KELVO_LOG(kLogError, "Error in WebAccess: " << text);
+  const std::string token = activationToken_;
   endHandshake();
-  delegate_->webAccessUrlGenerated(std::nullopt);
+  delegate_->webAccessUrlGenerated(std::nullopt, token);
 }
 
 // Before the delegate is called, which may begin another. From here on another thread may begin

@@ -16,8 +16,10 @@ class RunLoop;
 
 class WebAccessDelegate {
  public:
-  // Once per handshake: the address, or nothing after any failure.
-  virtual void webAccessUrlGenerated(const std::optional<std::string>& url) = 0;
+  // Once per handshake: the address, or nothing after any failure. `activationToken`: the
+  // handshake's.
+  virtual void webAccessUrlGenerated(const std::optional<std::string>& url,
+                                     const std::string& activationToken) = 0;
 
  protected:
   ~WebAccessDelegate() = default;
@@ -35,8 +37,8 @@ struct WebSources {
 // one-time token, buys a login ticket with a hash of the account's authentication key and that
 // token. In the whole process one handshake is under way at a time.
 //
-// Threads: synchronously any, one at a time, blocked for up to a minute, the delegate called from
-// inside; else the main loop.
+// Threads: synchronously any, one at a time, blocked as long as two requests with their redirects
+// take, the delegate called from inside; else the main loop.
 // Lifetime: not destroyed while a synchronous handshake is under way. Destroying it ends any other
 // without a call of the delegate; the delegate may destroy it.
 class WebAccess final : private HTTPConnectionReceiver {
@@ -50,10 +52,12 @@ class WebAccess final : private HTTPConnectionReceiver {
   static std::string baseUrl();
 
   void setSynchronous(bool synchronous) { synchronous_ = synchronous; }
-  // `command`: a view of the web application, "desktopExploreFile" or "fileAddComment". Ignored,
-  // without a call of the delegate, while a handshake is under way anywhere in the process.
+  // `command`: a view of the web application, "desktopExploreFile" or "fileAddComment".
+  // `activationToken`: what the desktop gave the user's choice, for the window that it leads to;
+  // may be empty. Ignored (logged), without a call of the delegate, while a handshake is under way
+  // anywhere in the process.
   void generateUrlForCommand(const std::string& command, const std::string& fileID,
-                             const std::string& rcid);
+                             const std::string& rcid, const std::string& activationToken);
 
  private:
   void connectionReceived(Selector action, const std::string& body) override;
@@ -70,6 +74,7 @@ class WebAccess final : private HTTPConnectionReceiver {
   WebAccessDelegate* const delegate_;
   std::unique_ptr<HTTPConnection> connection_;
   StringMap context_;  // "command", "fileID", "rcID"
+  std::string activationToken_;
   bool synchronous_ = false;
 };
 

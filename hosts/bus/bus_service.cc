@@ -5,15 +5,21 @@
 #include <atomic>
 #include <utility>
 
+#include "base/logger.h"
 #include "core/overlays.h"
 #include "deployment.h"
 #include "hosts/bus/bus_interface.h"
 #include "hosts/bus/bus_paths.h"
 #include "hosts/bus/menu_variant.h"
 #include "hosts/bus/projects_variant.h"
+#include "ui/menu_context.h"
 
 namespace kelvo {
 namespace {
+
+// A menu for more takes too long to be worth its answer.
+constexpr gsize kMaxMenuItems = 100'000;
+constexpr gsize kMaxMenuBytes = gsize{17} << 20;  // 16 MiB of paths, and where each ends
 
 // Installed icons of the badges 1 to 6.
 constexpr std::array<const char*, kBadges.size()> kBadgeIcons = {
@@ -214,6 +220,10 @@ void BusService::BuildMenu(MenuCall& call, const std::string& client) {
   const VariantPtr argument = Argument(call.invocation.get(), 1);
   std::vector<std::string> items;
   const gsize count = g_variant_n_children(argument.get());
+  if (count > kMaxMenuItems || g_variant_get_size(argument.get()) > kMaxMenuBytes) {
+    KELVO_LOG(kLogWarning, "No menu for a selection of " << count << " items");
+    return Return(call.invocation, MenuToVariant(0, {}));
+  }
   items.reserve(count);
   for (gsize i = 0; i < count; ++i) {
     const VariantPtr item(g_variant_get_child_value(argument.get(), i));
@@ -246,7 +256,8 @@ void BusService::ChooseMenuItem(const Invocation& invocation, const std::string&
   }
   Return(invocation, nullptr);
   const std::string token = ActivationTokenIn(platformData.get());
-  lanes_.RunAction(client, line.action.name,
+  const bool needsClient = line.action == menu_action::kCopyLink;
+  lanes_.RunAction(client, needsClient,
                    [this, client, line, token] { calls_->perform(client, line, token); });
 }
 

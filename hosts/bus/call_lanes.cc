@@ -47,11 +47,8 @@ void CallLanes::RunMenu(const std::string& client, Task task) {
   });
 }
 
-void CallLanes::RunAction(const std::string& client, std::string_view action, Task task) {
-  std::string lane = client;
-  lane += ' ';
-  lane += action;
-  actions_.Run(lane, std::move(task));
+void CallLanes::RunAction(const std::string& client, bool needsClient, Task task) {
+  actions_.Run(needsClient ? client + " with itself" : client, std::move(task));
 }
 
 bool CallLanes::Finish(std::chrono::milliseconds limit) {

@@ -5,7 +5,6 @@
 #include <deque>
 #include <map>
 #include <string>
-#include <string_view>
 
 #include "base/mutex.h"
 #include "platform/linux/worker_threads.h"
@@ -40,8 +39,9 @@ class OrderedLanes {
 // The order of the calls of the bus's clients: a client's calls run one after the other, except
 // that a menu, when its turn has come, goes on in a lane and with workers of its own. So a menu
 // sees what was called before it, one menu of a client is worked on at a time, and no badge ever
-// waits for a menu. What a menu leads to waits for nothing but the same action of the same client:
-// it may need the client, which may be waiting for a menu.
+// waits for a menu. The actions of a menu keep the client's order among themselves and wait for
+// nothing else; one that needs the client goes beside them, as the client may be waiting for a
+// menu.
 //
 // Threads, lifetime: as OrderedLanes.
 class CallLanes {
@@ -50,15 +50,17 @@ class CallLanes {
 
   void Run(const std::string& client, Task task);
   void RunMenu(const std::string& client, Task task);
-  void RunAction(const std::string& client, std::string_view action, Task task);
+  void RunAction(const std::string& client, bool needsClient, Task task);
   [[nodiscard]] bool Finish(std::chrono::milliseconds limit);
 
  private:
   static constexpr std::size_t kWorkers = 4;
+  // These mostly sleep, waiting for the Agent's answer or for a client.
+  static constexpr std::size_t kMenuWorkers = 32;
   static constexpr std::size_t kActionWorkers = 8;
 
   OrderedLanes actions_{kActionWorkers};
-  OrderedLanes menus_{kWorkers};
+  OrderedLanes menus_{kMenuWorkers};
   OrderedLanes calls_{kWorkers};
 };
 

@@ -58,9 +58,8 @@ ChosenLine FinderCalls::lineOfMenu(const std::string& client, std::uint32_t seri
 
 void FinderCalls::perform(const std::string& client, const ChosenLine& line,
                           const std::string& activationToken) {
-  line.context->setActivationToken(activationToken);
   const std::unique_ptr<Pasteboard> pasteboard = pasteboardOf_(client);
-  finderSync_.performAction(line.action, line.context, *pasteboard);
+  finderSync_.performAction(line.action, line.context, *pasteboard, activationToken);
 }
 
 void FinderCalls::clientGone(const std::string& client) {

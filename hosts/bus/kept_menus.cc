@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <iterator>
+#include <optional>
 #include <random>
 #include <utility>
 
@@ -27,14 +28,14 @@ KeptMenus::Key KeptMenus::FolderKey(std::string_view folder) {
 std::vector<KeptMenus::Key> KeptMenus::KeysOf(const std::vector<std::string>& items) {
   std::vector<Key> keys;
   keys.reserve(items.size() + 1);
-  std::string_view last;
+  std::optional<std::string_view> last;
   for (const std::string& item : items) {
     std::string_view folder;
     std::string_view name;
     if (item.empty()) continue;
     keys.push_back(ItemKey(item));
     if (!SplitPath(item, &folder, &name)) continue;
-    if (keys.size() > 1 && folder == last) continue;  // a selection is mostly of one folder
+    if (folder == last) continue;  // a selection is mostly of one folder
     keys.push_back(FolderKey(folder));
     last = folder;
   }
@@ -113,7 +114,10 @@ void KeptMenus::ClientGone(const std::string& client) {
 
 // Leaves the youngest.
 void KeptMenus::Drop(Entries& entries, std::size_t most, Entries* dropped) {
-  while (entries.size() > most) {
+  std::size_t items = 0;
+  for (const Entry& entry : entries) items += entry.keys.size();
+  while (entries.size() > most || (items > kItemsPerClient && entries.size() > 1)) {
+    items -= entries.front().keys.size();
     Forget(entries.front());
     dropped->push_back(std::move(entries.front()));
     entries.pop_front();

@@ -26,6 +26,8 @@ namespace kelvo {
 class KeptMenus {
  public:
   static constexpr std::size_t kMenusPerClient = 16;
+  // Of one client, in all; beyond it the oldest menus go first.
+  static constexpr std::size_t kItemsPerClient = 200'000;
   static constexpr std::chrono::minutes kKeptFor{10};
 
   // Serials begin anywhere, so that what a client has from an earlier process is unknown to this.

@@ -10,6 +10,8 @@
 namespace kelvo {
 namespace {
 
+constexpr std::size_t kMaxToken = 4096;
+
 struct Icon {
   std::string_view image;
   const char* installed;
@@ -41,7 +43,10 @@ GVariant* MenuToVariant(std::uint32_t serial, const Menu& menu) {
 std::string ActivationTokenIn(GVariant* platformData) {
   const GLibPtr<GVariant> token(
       g_variant_lookup_value(platformData, "activation-token", G_VARIANT_TYPE_STRING));
-  return token ? g_variant_get_string(token.get(), nullptr) : "";
+  const std::string text = token ? g_variant_get_string(token.get(), nullptr) : "";
+  // It goes into the environment of programs, which is bounded.
+  const bool isToken = text.size() <= kMaxToken && EscapeControlCharacters(text) == text;
+  return isToken ? text : std::string();
 }
 
 }  // namespace kelvo

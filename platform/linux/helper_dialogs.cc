@@ -18,6 +18,7 @@ using std::chrono::milliseconds;
 
 constexpr std::size_t kMaxMessageFromHelper = std::size_t{64} << 10;
 constexpr std::size_t kMaxLoggedName = 40;
+constexpr std::size_t kMaxLoggedReason = 300;
 // A helper that reads nothing for so long is stuck.
 constexpr std::chrono::seconds kSendLimit{30};
 // Results that arrive together change the window once.
@@ -27,13 +28,13 @@ constexpr milliseconds kUpdateDelay{50};
 
 class HelperDialogs::Window final : public DialogWindow, private AgentPortDelegate {
  public:
-  Window(GMainContext* context, GDBusConnection* bus, const DialogContents& contents, Closed closed)
-      : context_(context), bus_(bus), contents_(contents), closed_(std::move(closed)) {}
+  Window(HelperDialogs& dialogs, const DialogContents& contents, Closed closed)
+      : dialogs_(dialogs), contents_(contents), closed_(std::move(closed)) {}
   ~Window() override { Kill(); }
   Window(const Window&) = delete;
   Window& operator=(const Window&) = delete;
 
-  void start(const Options& options, const std::string& activationToken);
+  void start();
   void update(const DialogContents& contents) override;
   void makeKeyAndOrderFront() override;
 
@@ -49,26 +50,25 @@ class HelperDialogs::Window final : public DialogWindow, private AgentPortDelega
   template <void (Window::*kMethod)()>
   GSourcePtr After(milliseconds delay);
   void Send(const char* name, const PropertyList::Dictionary& dictionary);
-  void OnImpatience() { Lose("has shown no window in time"); }
+  void OnImpatience() { Lose(shown_ ? "hangs" : "has shown no window in time"); }
   void OnUpdate();
 
   // Each of these may end with the end of the window itself.
   void Lose(const std::string& reason);
   void NotShown();
   void Finish(bool ok);
-  void Finish(const DialogAnswer& answer);
+  void Finish(const std::optional<DialogAnswer>& answer);
 
   bool IsQuestion() const { return contents_.cancelButton.has_value(); }
   void Kill();
 
-  GMainContext* const context_;
-  GDBusConnection* const bus_;
+  HelperDialogs& dialogs_;
   DialogContents contents_;
   Closed closed_;  // empty once it is called
   bool shown_ = false;
   GObjectPtr<GSubprocess> process_;      // until it has answered
   std::unique_ptr<UnixAgentPort> port_;  // null when there is nobody to talk to
-  GSourcePtr impatience_;                // until the window is there
+  GSourcePtr impatience_;                // until the window is there, or at the front
   GSourcePtr update_;                    // an update is owed
 };
 
@@ -82,19 +82,21 @@ GSourcePtr HelperDialogs::Window::After(milliseconds delay) {
         return G_SOURCE_REMOVE;
       },
       this, nullptr);
-  g_source_attach(source.get(), context_);
+  g_source_attach(source.get(), dialogs_.context_.get());
   return source;
 }
 
-void HelperDialogs::Window::start(const Options& options, const std::string& activationToken) {
-  std::optional<DialogProcess> helper = StartDialogProcess(options.program, activationToken);
+void HelperDialogs::Window::start() {
+  const Options& options = dialogs_.options_;
+  std::optional<DialogProcess> helper =
+      StartDialogProcess(options.program, dialogs_.takeActivationToken());
   if (!helper) {
     impatience_ = After<&Window::NotShown>(milliseconds(0));
     return;
   }
   process_ = std::move(helper->process);
   port_ = std::make_unique<UnixAgentPort>(
-      context_, std::move(helper->channel), options.program,
+      dialogs_.context_.get(), std::move(helper->channel), options.program,
       UnixAgentPort::Options{kSendLimit, kMaxMessageFromHelper, "the dialog helper"},
       static_cast<AgentPortDelegate&>(*this));
   impatience_ = After<&Window::OnImpatience>(options.patience);
@@ -120,15 +122,19 @@ void HelperDialogs::Window::OnUpdate() {
 }
 
 void HelperDialogs::Window::makeKeyAndOrderFront() {
-  if (port_ != nullptr && shown_) Send(dialog::kFront, {});
+  const std::string token = dialogs_.takeActivationToken();
+  // What is still opening, or coming to the front already, needs no telling.
+  if (port_ == nullptr || impatience_ != nullptr) return;
+  impatience_ = After<&Window::OnImpatience>(dialogs_.options_.frontPatience);
+  Send(dialog::kFront, {{dialog::kActivationToken, token}});
 }
 
 void HelperDialogs::Window::handlePortMessage(AgentPort& /*port*/, std::string name,
                                               std::string archive) {
-  if (name == dialog::kShown && !shown_) {
-    shown_ = true;
+  if (name == dialog::kShown && impatience_ != nullptr) {
     impatience_.reset();
-    if (update_ != nullptr) update_ = After<&Window::OnUpdate>(milliseconds(0));
+    const bool wasShown = std::exchange(shown_, true);
+    if (!wasShown && update_ != nullptr) update_ = After<&Window::OnUpdate>(milliseconds(0));
     return;
   }
   std::string error;
@@ -138,13 +144,15 @@ void HelperDialogs::Window::handlePortMessage(AgentPort& /*port*/, std::string n
     process_.reset();  // it ends by itself
     return Finish(dialog::AnswerOf(*values));
   }
-  if (name == dialog::kFailed) return Lose("failed: " + dialog::TextOf(*values, dialog::kReason));
+  if (name == dialog::kFailed) {
+    return Lose("failed: " + dialog::TextOf(*values, dialog::kReason).substr(0, kMaxLoggedReason));
+  }
   Lose("sent an unexpected message: " + name.substr(0, kMaxLoggedName));
 }
 
 void HelperDialogs::Window::Lose(const std::string& reason) {
   KELVO_LOG(kLogWarning, "the dialog helper " << reason);
-  if (shown_) return Finish(false);
+  if (shown_) return Finish(std::nullopt);
   NotShown();
 }
 
@@ -152,26 +160,27 @@ void HelperDialogs::Window::NotShown() {
   const std::string text =
       contents_.informationText + " " + contents_.fileName + " " + contents_.additionalInformation;
   if (IsQuestion()) {
-    KELVO_LOG(kLogInformation, "No window for a question, taken as cancelled: " << text);
+    KELVO_LOG(kLogWarning, "No window for a question, taken as cancelled: " << text);
     return Finish(false);
   }
-  KELVO_LOG(kLogInformation, "No window for a message: " << text);
+  KELVO_LOG(kLogWarning, "No window for a message: " << text);
   std::string body = contents_.fileName;
   if (!body.empty() && !contents_.additionalInformation.empty()) body += "\n";
   body += contents_.additionalInformation;
   const bool isWarning = contents_.image == kCautionImage;
   SendDesktopNotification(
-      bus_, {contents_.windowTitle, isWarning ? "dialog-warning" : "dialog-information",
-             contents_.informationText, body});
+      dialogs_.bus_, {contents_.windowTitle, isWarning ? "dialog-warning" : "dialog-information",
+                      contents_.informationText, body});
   Finish(true);
 }
 
 void HelperDialogs::Window::Finish(bool ok) {
   const auto isOn = [](const std::optional<DialogCheckBox>& box) { return box && box->isOn; };
-  Finish({ok, isOn(contents_.dontShowAgainCheckBox), isOn(contents_.openFileAfterLocking)});
+  Finish(DialogAnswer{ok, isOn(contents_.dontShowAgainCheckBox),
+                      isOn(contents_.openFileAfterLocking)});
 }
 
-void HelperDialogs::Window::Finish(const DialogAnswer& answer) {
+void HelperDialogs::Window::Finish(const std::optional<DialogAnswer>& answer) {
   Kill();
   port_.reset();
   impatience_.reset();
@@ -193,19 +202,19 @@ HelperDialogs::HelperDialogs(GMainContext* context, GDBusConnection* bus, Option
 HelperDialogs::~HelperDialogs() = default;
 
 std::unique_ptr<DialogWindow> HelperDialogs::open(const DialogContents& contents, Closed closed) {
-  std::string token;
-  {
-    CMutexLock lock(mutex_);
-    token = std::exchange(activationToken_, {});
-  }
-  auto window = std::make_unique<Window>(context_.get(), bus_, contents, std::move(closed));
-  window->start(options_, token);
+  auto window = std::make_unique<Window>(*this, contents, std::move(closed));
+  window->start();
   return window;
 }
 
 void HelperDialogs::setActivationToken(const std::string& token) {
   CMutexLock lock(mutex_);
   activationToken_ = token;
+}
+
+std::string HelperDialogs::takeActivationToken() {
+  CMutexLock lock(mutex_);
+  return std::exchange(activationToken_, {});
 }
 
 }  // namespace kelvo

@@ -15,8 +15,7 @@ namespace kelvo {
 // Dialogs drawn by the program kelvo-finder-dialog, one process for each window, so that neither
 // its toolkit nor its end is the extension's.
 //
-// When a helper dies after its window was shown, a question is answered with Cancel; any other
-// dialog counts as closed without OK, its boxes as they started.
+// A helper that dies, or hangs when it is spoken to, after its window was shown loses the window.
 // Threads: as Dialogs. Lifetime: outlives its windows.
 class HelperDialogs : public Dialogs {
  public:
@@ -25,6 +24,8 @@ class HelperDialogs : public Dialogs {
     std::string interfaceFile;  // the dialogs' description
     // A window that is not there by then counts as one that cannot be shown.
     std::chrono::milliseconds patience = std::chrono::seconds(30);
+    // A window that has not come to the front by then is lost.
+    std::chrono::milliseconds frontPatience = std::chrono::seconds(10);
   };
 
   // `bus`: where notifications go; outlives this, may be null for none.
@@ -38,6 +39,8 @@ class HelperDialogs : public Dialogs {
 
  private:
   class Window;
+
+  std::string takeActivationToken();
 
   const GLibPtr<GMainContext> context_;
   GDBusConnection* const bus_;

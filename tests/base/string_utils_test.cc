@@ -31,6 +31,12 @@ TEST(SplitPathTest, SplitsAtTheLastSlash) {
   EXPECT_EQ(path, "/a rather long folder name");
 }
 
+TEST(LastPathComponentTest, SlashesAtTheEndDoNotCount) {
+  const std::pair<const char*, const char*> rows[] = {{"/a/b", "b"}, {"/a/b//", "b"}, {"a", "a"},
+                                                      {"/", "/"},    {"//", "/"},     {"", ""}};
+  for (const auto& [path, name] : rows) EXPECT_EQ(LastPathComponent(path), name) << path;
+}
+
 using ExpandTildeTest = test::Fixture;
 
 TEST_F(ExpandTildeTest, OnlyTheFirstCharacterCounts) {

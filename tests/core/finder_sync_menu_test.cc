@@ -40,21 +40,23 @@ class FinderSyncMenuTest : public StartedExtension {
 
 TEST_F(FinderSyncMenuTest, WaitsForTheAgentsListAndNoLonger) {
   Connect();
-  const std::string path = Home("Work/a");
   std::optional<FinderMenu> menu;
-  // The list may come a moment too late on a busy machine; then the next menu has it at once.
-  auto waiting = AskAside({path}, Home("Work"));
-  SendList(Home("Work"), {{.name = "a", .fileId = "f"}});
-  menu = waiting.get();
-  if (!menu) menu = MenuFor({path});
+  int asked = 0;
+  // On a busy machine a list may come a moment too late, but not always.
+  for (; !menu && asked < 20; ++asked) {
+    const std::string folder = Home("Work/") + std::to_string(asked);
+    auto waiting = AskAside({folder + "/a"}, folder);
+    SendList(folder, {{.name = "a", .fileId = "f"}});
+    menu = waiting.get();
+  }
   ASSERT_TRUE(menu);
   EXPECT_EQ(menu->menu.items().front().title, "Open Kelvo Here");
   EXPECT_FALSE(menu->menu.items().back().separator);
-  EXPECT_EQ(LogCount("Timed out requesting menu items"), 1) << "said also when it came in time";
-  EXPECT_EQ(changedItems_, std::vector<std::string>{Home("Work/*")});
+  EXPECT_EQ(LogCount("Timed out requesting menu items"), asked) << "also when it came in time";
+  EXPECT_EQ(changedItems_.back(), Home("Work/") + std::to_string(asked - 1) + "/*");
 
   EXPECT_FALSE(MenuFor({Home("Other/b")})) << "nobody answers";
-  EXPECT_FALSE(MenuFor({path, ""}));
+  EXPECT_FALSE(MenuFor({Home("Work/0/a"), ""}));
   EXPECT_FALSE(MenuFor({}));
 }
 
@@ -74,7 +76,7 @@ TEST_F(FinderSyncMenuTest, ForwardsActionsAsTheyNeed) {
   std::weak_ptr<KelvoMenuContext> kept = menu->context;
   FakePasteboard pasteboard;
   const auto choose = [&](Selector action) {
-    extension_->performAction(action, menu->context, pasteboard);
+    extension_->performAction(action, menu->context, pasteboard, "");
   };
   choose(menu_action::kUnlock);
   EXPECT_TRUE(fake_.transport.Events("unlock").empty()) << "on the main loop";

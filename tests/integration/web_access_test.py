@@ -8,6 +8,7 @@ import os
 import plistlib
 import subprocess
 import sys
+import time
 import unittest
 
 from gi.repository import GLib
@@ -97,6 +98,25 @@ class WebAccessTest(unittest.TestCase):
                          if line.title == title and line.enabled), None)
         self.client.choose(*wait_until(find, PATIENCE, "the entry " + title), **data)
 
+    def choose_until(self, done, what, title, **data):
+        """Until `done`; once more if the server hears nothing.
+
+        A choice is ignored while an earlier one is still signing in, which may be a moment longer
+        than what is seen of it.
+        """
+        heard, chosen = len(self.server.requests), time.monotonic()
+        self.choose(title, **data)
+
+        def is_done():
+            nonlocal chosen
+            if done():
+                return True
+            if len(self.server.requests) == heard and time.monotonic() - chosen > PATIENCE / 3:
+                chosen = time.monotonic()
+                self.choose(title, **data)
+            return False
+        wait_until(is_done, PATIENCE, lambda: "%s in\n%s" % (what, self.log()))
+
     def opened(self):
         try:
             with open(self.visits, encoding="utf-8") as file:
@@ -114,16 +134,13 @@ class WebAccessTest(unittest.TestCase):
         self.server.answers = {"createOnetimeToken": TOKEN,
                                "generateLoginTicketFromSecret": TICKET, **answers}
         before = self.log().count(text)
-        self.choose("Add Comment")
-        wait_until(lambda: self.log().count(text) > before, PATIENCE,
-                   lambda: "%r in\n%s" % (text, self.log()))
+        self.choose_until(lambda: self.log().count(text) > before, repr(text), "Add Comment")
 
     def test_entries_open_pages_signed_in(self):
         self.server.answers = {"createOnetimeToken": TOKEN, "generateLoginTicketFromSecret": TICKET}
-        self.choose("Open Kelvo Here", activation_token=GLib.Variant("s", "token 1"))
-        wait_until(self.opened, PATIENCE, lambda: "a page\n" + self.log())
-        self.choose("Add Comment")
-        wait_until(lambda: len(self.opened()) == 2, PATIENCE, lambda: "a second page\n" + self.log())
+        self.choose_until(self.opened, "a page", "Open Kelvo Here",
+                          activation_token=GLib.Variant("s", "token 1"))
+        self.choose_until(lambda: len(self.opened()) == 2, "a second page", "Add Comment")
         page = ("https://" + self.server.name +
                 "/directnavigation?view=%s&ticket=T%%2F;$(id)&rcid=ab c/1&fileID=6\"7 %% ")
         self.assertEqual(self.opened(), [page % "desktopExploreFile" + "token 1 token 1",
@@ -152,8 +169,7 @@ class WebAccessTest(unittest.TestCase):
         wait_until(lambda: "Network error" in self.log(), PATIENCE, lambda: "an alert\n" + self.log())
 
         self.write_settings("server_info", {"web_server": self.server.name})
-        self.choose("Open Kelvo Here")
-        wait_until(self.opened, PATIENCE, lambda: "a page\n" + self.log())
+        self.choose_until(self.opened, "a page", "Open Kelvo Here")
         self.assertEqual(len(self.opened()), 1)
 
 

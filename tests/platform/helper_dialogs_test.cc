@@ -6,7 +6,9 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "base/unique_fd.h"
 #include "platform/linux/glib_run_loop.h"
@@ -34,15 +36,16 @@ class HelperDialogsTest : public Fixture {
     if (isQuestion) contents.cancelButton = "Cancel";
     return contents;
   }
-  static std::string Text(const DialogAnswer& answer) {
-    return std::string(answer.ok ? "ok" : "cancel") + (answer.dontShowAgain ? " never" : "") +
-           (answer.openFileAfterLocking ? " open" : "");
+  static std::string Text(const std::optional<DialogAnswer>& answer) {
+    if (!answer) return "lost";
+    return std::string(answer->ok ? "ok" : "cancel") + (answer->dontShowAgain ? " never" : "") +
+           (answer->openFileAfterLocking ? " open" : "");
   }
   // The answer of a dialog that is destroyed in it.
   static std::string Answer(Dialogs& dialogs, const DialogContents& contents) {
     std::string text;
     std::unique_ptr<DialogWindow> window;
-    window = dialogs.open(contents, [&](const DialogAnswer& answer) {
+    window = dialogs.open(contents, [&](const std::optional<DialogAnswer>& answer) {
       text += Text(answer);
       window.reset();
     });
@@ -62,10 +65,10 @@ TEST_F(HelperDialogsTest, EachEndOfAHelperAnswersOnce) {
   } rows[] = {
       {"shown close", "ok never", "ok never", ""},
       {"close garbage", "ok never", "ok never", ""},
-      {"shown die", "cancel open", "cancel open", "the dialog helper has ended"},
-      {"shown garbage", "cancel open", "cancel open", "the dialog helper broke the framing"},
-      {"shown no-archive", "cancel open", "cancel open", "sent what cannot be read"},
-      {"flood", "cancel open", "cancel open", "sent an unexpected message: shown"},
+      {"shown die", "lost", "lost", "the dialog helper has ended"},
+      {"shown garbage", "lost", "lost", "the dialog helper broke the framing"},
+      {"shown no-archive", "lost", "lost", "sent what cannot be read"},
+      {"flood", "lost", "lost", "sent an unexpected message: shown"},
       {"die", "ok open", "cancel open", "No window for a message: die a&b more <b>"},
       {"failed", "ok open", "cancel open", "the dialog helper failed: "},
       {"huge", "ok open", "cancel open", "the dialog helper broke the framing"},
@@ -75,6 +78,7 @@ TEST_F(HelperDialogsTest, EachEndOfAHelperAnswersOnce) {
     EXPECT_EQ(row.question, Answer(dialogs_, Contents(row.steps, true))) << row.steps;
     EXPECT_TRUE(*row.log == '\0' || LogCount(row.log) >= 1) << row.steps;
   }
+  EXPECT_EQ(1, LogCount("No window for a question, taken as cancelled: die a&b more <b>"));
   HelperDialogs absent(g_main_context_default(), nullptr, {Home("absent"), ""});
   EXPECT_EQ("ok open", Answer(absent, Contents("x")));
   EXPECT_EQ(1, LogCount("cannot start " + Home("absent")));
@@ -89,15 +93,34 @@ TEST_F(HelperDialogsTest, AHelperIsGivenItsChannelAndATokenForOneWindow) {
   for (int i = 0; i < 2; ++i) Answer(dialogs_, Contents("failed"));
   unsetenv("XDG_ACTIVATION_TOKEN");
   EXPECT_EQ(1, LogCount("failed: . .. 0 1 2 3 DES=T XDG=T"));
-  EXPECT_EQ(2, LogCount("failed: . .. 0 1 2 3 "));
+  // A new token in each turn, until the window is there to be brought to the front.
+  HelperDialogs impatient(g_main_context_default(), nullptr,
+                          {kHelper, "/x.ui", seconds(30), milliseconds(100)});
+  for (const char* steps : {"shown front", "shown stop"}) {
+    std::string end;
+    const auto window = impatient.open(
+        Contents(steps), [&](const std::optional<DialogAnswer>& answer) { end = Text(answer); });
+    EXPECT_TRUE(TurnUntil([&] {
+      impatient.setActivationToken("F");
+      window->makeKeyAndOrderFront();
+      return !end.empty();
+    }));
+    EXPECT_EQ("lost", end) << steps;
+  }
+  Answer(impatient, Contents("failed"));
+  EXPECT_EQ(1, LogCount("failed: front F"));
+  EXPECT_EQ(1, LogCount("the dialog helper hangs"));
+  EXPECT_EQ(3, LogCount("failed: . .. 0 1 2 3 "));
+  EXPECT_EQ(1, LogCount("DES=")) << "a token is used once";
 }
 
 TEST_F(HelperDialogsTest, WindowsLiveSideBySideAndManyUpdatesAreFew) {
   std::string answers;
   const auto open = [&](const char* steps) {
-    return dialogs_.open(Contents(steps), [&answers, steps](const DialogAnswer& answer) {
-      answers += steps + (": " + Text(answer));
-    });
+    return dialogs_.open(Contents(steps),
+                         [&answers, steps](const std::optional<DialogAnswer>& answer) {
+                           answers += steps + (": " + Text(answer));
+                         });
   };
   std::unique_ptr<DialogWindow> stuck = open("shown stop");
   const std::unique_ptr<DialogWindow> updated = open("shown updated close");
@@ -156,17 +179,24 @@ TEST_F(HelperDialogsTest, AMessageWithoutAWindowIsANotificationInPlainText) {
   Answer(dialogs, Contents("die"));
   EXPECT_TRUE(TurnUntil([&] { return LogCount("no desktop notification: ") == 1; }, 60));
 
-  std::string notified;
+  std::vector<std::string> notified;
   const GLibPtr<GDBusNodeInfo> node(g_dbus_node_info_new_for_xml(
       "<node><interface name='org.freedesktop.Notifications'><method name='Notify'>"
       "<arg type='s'/><arg type='u'/><arg type='s'/><arg type='s'/><arg type='s'/>"
       "<arg type='as'/><arg type='a{sv}'/><arg type='i'/><arg type='u' direction='out'/>"
-      "</method></interface></node>",
+      "</method><method name='GetCapabilities'><arg type='as' direction='out'/></method>"
+      "</interface></node>",
       nullptr));
   const GDBusInterfaceVTable functions = {
-      [](GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*, GVariant* values,
-         GDBusMethodInvocation* invocation, gpointer text) {
-        *static_cast<std::string*>(text) += GLibPtr<char>(g_variant_print(values, FALSE)).get();
+      [](GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar* member,
+         GVariant* values, GDBusMethodInvocation* invocation, gpointer data) {
+        auto* texts = static_cast<std::vector<std::string>*>(data);
+        if (member == std::string("GetCapabilities")) {
+          return g_dbus_method_invocation_return_value(
+              invocation, texts->empty() ? g_variant_new_parsed("(@as [],)")
+                                         : g_variant_new_parsed("(['body', 'body-markup'],)"));
+        }
+        texts->push_back(GLibPtr<char>(g_variant_print(values, FALSE)).get());
         g_dbus_method_invocation_return_value(invocation, g_variant_new("(u)", 1u));
       },
       nullptr,
@@ -177,9 +207,13 @@ TEST_F(HelperDialogsTest, AMessageWithoutAWindowIsANotificationInPlainText) {
   g_bus_own_name_on_connection(bus.get(), "org.freedesktop.Notifications",
                                G_BUS_NAME_OWNER_FLAGS_NONE, nullptr, nullptr, nullptr, nullptr);
   Answer(dialogs, Contents("die", true));
-  Answer(dialogs, Contents("die"));
-  EXPECT_TRUE(TurnUntil([&] { return !notified.empty(); }, 60));
-  EXPECT_EQ("('W', 0, 'dialog-information', 'die', 'a&amp;b\\nmore &lt;b&gt;', [], {}, -1)",
+  for (std::size_t count = 1; count <= 2; ++count) {
+    Answer(dialogs, Contents("die"));
+    EXPECT_TRUE(TurnUntil([&] { return notified.size() == count; }, 60));
+  }
+  const std::string head = "('W', 0, 'dialog-information', 'die', ";
+  EXPECT_EQ((std::vector{head + "'a&b\\nmore <b>', [], {}, -1)",
+                         head + "'a&amp;b\\nmore &lt;b&gt;', [], {}, -1)"}),
             notified);
   g_dbus_connection_close_sync(bus.get(), nullptr, nullptr);
   g_test_dbus_down(daemon.get());

@@ -66,6 +66,10 @@ void Perform(const std::string& step) {
   if (step == "huge") SendBytes(EncodeMessageFrame("x", std::string(100'000, '#')));
   if (step == "stop") raise(SIGSTOP);
   while (step == "flood") Send(kShown);
+  if (step == "front") {
+    const auto [name, values] = Receive();
+    Send(kFailed, {{kReason, name + " " + TextOf(values, kActivationToken)}});
+  }
   int updates = 0;
   while (step == "updated") {
     const auto [name, values] = Receive();

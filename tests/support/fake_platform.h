@@ -267,6 +267,8 @@ class FakeDialogs : public Dialogs {
   std::vector<DialogContents> Open() const;
   // Closes the open dialog of that position.
   void Close(std::size_t index, const DialogAnswer& answer);
+  // Ends it without an answer.
+  void Lose(std::size_t index);
 
   std::string activationToken;
   int opened = 0;
@@ -274,6 +276,7 @@ class FakeDialogs : public Dialogs {
 
  private:
   class Window;
+  void Finish(std::size_t index, const std::optional<DialogAnswer>& answer);
   std::vector<Window*> windows_;
 };
 

@@ -112,7 +112,11 @@ std::vector<DialogContents> FakeDialogs::Open() const {
   return shown;
 }
 
-void FakeDialogs::Close(std::size_t index, const DialogAnswer& answer) {
+void FakeDialogs::Close(std::size_t index, const DialogAnswer& answer) { Finish(index, answer); }
+
+void FakeDialogs::Lose(std::size_t index) { Finish(index, std::nullopt); }
+
+void FakeDialogs::Finish(std::size_t index, const std::optional<DialogAnswer>& answer) {
   ASSERT_LT(index, windows_.size());
   const Closed closed = std::move(windows_[index]->closed);
   closed(answer);

@@ -264,6 +264,14 @@ class FinderTest(unittest.TestCase):
         self.assertEqual(self.finder("choose", "--stdin0", "copy all", given=b"x\0"),
                          (0, b"", b""))
         self.assertEqual(extension.chosen, [(7, 2, {})])
+        asked = len(extension.asked)
+        long = b"x" * ((1 << 20) - len(self.folder) - 1)  # an absolute path of 1 MiB
+        for given, code in ((b"a\0" * 100000, 0), (b"a\0" * 3000000, 1),
+                            ((long + b"\0") * 16, 0), ((long + b"\0") * 16 + b"a", 1)):
+            answer = self.finder("menu", "--stdin0", given=given)
+            self.assertEqual(answer[0], code)
+            self.assertEqual(b"no menu: more than 100000 items" in answer[2], code == 1)
+        self.assertEqual([len(items) for items in extension.asked[asked:]], [100000, 16])
 
     def test_a_copied_link_is_printed_if_it_is_the_extensions(self):
         extension = self.start_extension()

@@ -82,6 +82,13 @@ TEST_F(KelvoConfirmationDialogControllerTest, LocksCollectInOneDialogAndOpenThei
   fake_.dialogs.Close(0, {});
   EXPECT_EQ("", Opened());
   EXPECT_FALSE(GetOpenFileAfterLock()) << "the box of a window that is simply closed counts, too";
+
+  SetOpenFileAfterLock(true);
+  Respond("lock", "/w/f", "0");
+  fake_.dialogs.Lose(0);
+  EXPECT_EQ("0 dialogs", Shown());
+  EXPECT_EQ("", Opened()) << "a window that is lost tells no choice";
+  EXPECT_TRUE(GetOpenFileAfterLock());
   SetNotificationPreferences(nullptr);
 }
 
@@ -130,6 +137,10 @@ TEST_F(KelvoConfirmationDialogControllerTest, AQuestionIsAnsweredOnceAndHoldsOne
     EXPECT_EQ(ok, Ask());
   }
   EXPECT_EQ("", Opened());
+  fake_.runLoop.Post([&] { fake_.dialogs.Lose(0); });
+  EXPECT_FALSE(Ask());
+  EXPECT_EQ("0 dialogs", Shown());
+  EXPECT_EQ(1, LogCount("A dialog was lost, nothing is taken from it: a"));
   EXPECT_FALSE(Ask()) << "the loop ends first";
   EXPECT_EQ("0 dialogs", Shown());
   fake_.runLoop.Post([] { Controller::SetSources(nullptr); });
@@ -157,6 +168,7 @@ TEST(DisplayTextTest, NamesFitInALineAndInASentence) {
       {std::string("\xff\u20ac\0b", 6), "\uFFFD\u20ac", "\uFFFD\u20ac"},
       {x + "\U0001F600", x.substr(0, 40) + "…" + x.substr(0, 38) + "\U0001F600",
        x.substr(0, 40) + "…" + x.substr(0, 38) + "\U0001F600"},
+      {"a\u061C\u200E\u200F", "a\uFFFD\uFFFD\uFFFD", "a\uFFFD\uFFFD\uFFFD"},
       {"\u05d0\u202E\u2069", "\u05d0\uFFFD\uFFFD", "\u2068\u05d0\uFFFD\uFFFD\u2069"},
   };
   for (const auto& row : rows) {

@@ -60,11 +60,11 @@ class MenuActionsTest : public StartedExtension {
 TEST_F(MenuActionsTest, LocksAndUnlocksWhatTheMenuWasFor) {
   auto context = ContextFor({{.name = "a"}, {.name = "b"}});
   SendList(Home("Work"), {});  // both are gone; the user chose them all the same
-  context->lockButtonPressed();
+  context->lockButtonPressed("");
   EXPECT_EQ(Asked("lock"), "a b ");
   EXPECT_EQ(*fake_.transport.Events("lock")[0].at("expire").AsString(), "0");
   context = ContextFor({{.name = "a", .lock = 2}, {.name = "b", .lock = 2}, {.name = "c"}});
-  context->unlockButtonPressed();
+  context->unlockButtonPressed("");
   EXPECT_EQ(Asked("unlock"), "a b c ");
   EXPECT_EQ(fake_.dialogs.opened, 0);
 }
@@ -72,11 +72,11 @@ TEST_F(MenuActionsTest, LocksAndUnlocksWhatTheMenuWasFor) {
 TEST_F(MenuActionsTest, LocksManyAsFastAsTheAgentReads) {
   const auto asked = [&] { return fake_.transport.Events("lock").size(); };
   auto context = ContextFor(std::vector<ListRecord>(5000, ListRecord{.name = "a"}));
-  context->lockButtonPressed();
+  context->lockButtonPressed("");
   fake_.runLoop.RunPosted();
   EXPECT_EQ(asked(), 5000u);
   fake_.transport.outgoingBytes = 100'000;
-  context->lockButtonPressed();
+  context->lockButtonPressed("");
   fake_.runLoop.Advance(std::chrono::seconds(2));
   const std::size_t few = asked() - 5000;
   EXPECT_LT(few, 500u);
@@ -86,7 +86,7 @@ TEST_F(MenuActionsTest, LocksManyAsFastAsTheAgentReads) {
   fake_.runLoop.Advance(std::chrono::seconds(2));
   EXPECT_EQ(asked(), 10'000u);
   fake_.transport.outgoingBytes = 100'000;
-  context->lockButtonPressed();
+  context->lockButtonPressed("");
   fake_.runLoop.Advance(std::chrono::seconds(10));
   fake_.transport.outgoingBytes = 0;
   fake_.runLoop.Advance(std::chrono::seconds(10));
@@ -99,7 +99,6 @@ TEST_F(MenuActionsTest, AsksBeforeUnlockingWhatSomebodyElseLocked) {
       {.name = "a", .lock = 1, .lockHolder = "<b>Eve</b> %@", .lockTime = kTime},
       {.name = "b", .lock = 2}};
   auto context = ContextFor(locked);
-  context->setActivationToken("token");
   for (const bool agrees : {false, true}) {
     fake_.runLoop.Post([&] {
       ASSERT_EQ(fake_.dialogs.Open().size(), 1u);
@@ -107,7 +106,7 @@ TEST_F(MenuActionsTest, AsksBeforeUnlockingWhatSomebodyElseLocked) {
                 "This file was locked by <b>Eve</b> %@\non November 14, 2023.");
       fake_.dialogs.Close(0, {.ok = agrees});
     });
-    context->unlockButtonPressed();
+    context->unlockButtonPressed("token");
     EXPECT_EQ(Asked("unlock"), agrees ? "a " : "");
   }
   EXPECT_EQ(fake_.dialogs.activationToken, "token");
@@ -120,6 +119,7 @@ TEST_F(MenuActionsTest, CopiesTheLinkAndHasTheAgentSaySo) {
   context->copyLinkButtonPressed(pasteboard_);
   fake_.runLoop.RunPosted();
   EXPECT_TRUE(fake_.transport.Events("show_message").empty());
+  EXPECT_FALSE(pasteboard_.text) << "cleared";
   pasteboard_.fails = false;
   context->copyLinkButtonPressed(pasteboard_);
   EXPECT_EQ(pasteboard_.text, "https://www.kelvo.example/filelink/daoi-eete-jgszmpdw");
@@ -131,6 +131,7 @@ TEST_F(MenuActionsTest, CopiesTheLinkAndHasTheAgentSaySo) {
   EXPECT_EQ(*notices[0].at("title").AsString(), "Kelvo Agent");
   EXPECT_EQ(*notices[0].at("timeout").AsString(), "5");
 
+  SendList(Home("Work"), {});  // it is gone; the user chose it all the same
   WriteUserInfo(UserInfo("<key>cell_id</key><string>eu2</string>"));
   WriteFile(Home("Library/Preferences/com.kelvo.vip/server_info.plist"),
             "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>web_server</key>"
@@ -149,16 +150,16 @@ TEST_F(MenuActionsTest, HasTheAgentShowItsDialogs) {
   const auto links = fake_.transport.Events("show-public-link-dialog");
   ASSERT_EQ(links.size(), 1u);
   EXPECT_EQ(*links[0].at("path").AsString(), Home("Work/a"));
+  EXPECT_EQ(*links[0].at("file-id").AsString(), "f\"1 %");
 }
 
 TEST_F(MenuActionsTest, AWebCommandUnderWayKeepsOthersFromStarting) {
   auto context = ContextFor({{.name = "a", .fileId = "f1"}});
-  context->setActivationToken("token");
-  context->addCommentButtonPressed();
+  context->addCommentButtonPressed("token");
   EXPECT_EQ(context->pendingWebCommand(), fake_.clock.Now() + 10);
-  context->openKelvoHereButtonPressed();
+  context->openKelvoHereButtonPressed("");
   auto other = ContextFor({{.name = "a", .fileId = "f1"}});
-  other->openKelvoHereButtonPressed();
+  other->openKelvoHereButtonPressed("");
   EXPECT_EQ(fake_.http.requests.size(), 1u);
   fake_.http.Answer({.body = kToken});
   fake_.http.Answer({.body = kTicket});
@@ -168,10 +169,10 @@ TEST_F(MenuActionsTest, AWebCommandUnderWayKeepsOthersFromStarting) {
                 "https://www.kelvo.example/directnavigation?view=fileAddComment&ticket=T1&"
                 "rcid=r1&fileID=f1 token"});
   // After a failure the next may start at once.
-  context->openKelvoHereButtonPressed();
+  context->openKelvoHereButtonPressed("");
   fake_.http.Answer({.error = HttpError{"no route", ""}});
   EXPECT_EQ(context->pendingWebCommand(), 0);
-  other->openKelvoHereButtonPressed();
+  other->openKelvoHereButtonPressed("");
   EXPECT_EQ(fake_.http.requests.size(), 4u);
 }
 
@@ -179,13 +180,16 @@ TEST_F(MenuActionsTest, ASynchronousWebCommandIsNeverPending) {
   auto context = ContextFor({{.name = "a", .fileId = "f1"}});
   context->setSynchronous(true);
   fake_.http.answers = {{.body = kToken}, {.body = kTicket}};
-  context->openKelvoHereButtonPressed();
+  context->openKelvoHereButtonPressed("");
   EXPECT_EQ(context->pendingWebCommand(), 0);
   EXPECT_EQ(fake_.desktop.opened.size(), 1u);
 
-  SetLogLevel(4);
   context = ContextFor({{.name = "a"}});
-  context->openKelvoHereButtonPressed();
+  SetLogLevel(3);
+  context->openKelvoHereButtonPressed("");
+  EXPECT_EQ(LogCount("Unable to run webcommand"), 0);
+  SetLogLevel(4);
+  context->openKelvoHereButtonPressed("");
   EXPECT_EQ(LogCount("Unable to run webcommand for fileId:  rcid: r1"), 1);
   EXPECT_EQ(fake_.http.requests.size(), 2u);
 }

@@ -39,7 +39,8 @@ class WebAccessTest : public Fixture, public WebAccessDelegate {
               "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>" + key + "</key><string>" +
                   value + "</string></dict></plist>");
   }
-  void webAccessUrlGenerated(const std::optional<std::string>& url) override {
+  void webAccessUrlGenerated(const std::optional<std::string>& url,
+                             const std::string& /*activationToken*/) override {
     urls_.push_back(url.value_or(kNothing));
     onUrl_();
   }
@@ -49,7 +50,7 @@ class WebAccessTest : public Fixture, public WebAccessDelegate {
     fake_.http.answers.assign(answers.begin(), answers.end());
     urls_.clear();
     access_->setSynchronous(synchronous);
-    access_->generateUrlForCommand("desktopExploreFile", "f\"1 %", "ab c/1");
+    access_->generateUrlForCommand("desktopExploreFile", "f\"1 %", "ab c/1", "token");
     if (synchronous) return;
     for (const auto& answer : answers) {
       EXPECT_TRUE(urls_.empty());
@@ -106,12 +107,13 @@ TEST_F(WebAccessTest, BuysATicketWithAHashOfKeyAndToken) {
 }
 
 TEST_F(WebAccessTest, EveryFailureEndsWithOneCallAndLeavesTheNextFree) {
+  SetLogLevel(kLogError);
   const FakeHttpClient::Reply token = {.body = Xml("<onetimetoken>t</onetimetoken>")};
   const FakeHttpClient::Reply wrong = {.body = Xml("<other/>")};
   const FakeHttpClient::Reply failed = {.error = HttpError{"no route\nforged", "https://u"}};
   const struct {
     std::vector<FakeHttpClient::Reply> answers;
-    std::string log;  // at level 1
+    std::string log;
     std::string alert = {};
   } kRows[] = {
       {{{}}, "Error in WebAccess: No XML in receiveOneTimePassword"},
@@ -150,18 +152,18 @@ TEST_F(WebAccessTest, EveryFailureEndsWithOneCallAndLeavesTheNextFree) {
 TEST_F(WebAccessTest, OneHandshakeAtATimeInTheProcess) {
   const FakeHttpClient::Reply wrong = {.body = "no"};
   WebAccess other(WebSources{fake_.http, fake_.dialogs, fake_.runLoop, configuration_}, *this);
-  access_->generateUrlForCommand("fileAddComment", "1", "r");
-  access_->generateUrlForCommand("fileAddComment", "1", "r");
+  access_->generateUrlForCommand("fileAddComment", "1", "r", "");
+  access_->generateUrlForCommand("fileAddComment", "1", "r", "");
   std::thread([&other] {
     other.setSynchronous(true);
-    other.generateUrlForCommand("fileAddComment", "2", "r");
+    other.generateUrlForCommand("fileAddComment", "2", "r", "");
     other.setSynchronous(false);
   }).join();
   EXPECT_EQ(fake_.http.requests.size(), 1u);
   EXPECT_TRUE(urls_.empty());
   // The delegate may begin the next one, and may destroy the one that calls it.
   onUrl_ = [&] {
-    if (urls_.size() == 1) other.generateUrlForCommand("fileAddComment", "2", "r");
+    if (urls_.size() == 1) other.generateUrlForCommand("fileAddComment", "2", "r", "");
     access_.reset();
   };
   fake_.http.Answer(wrong);
@@ -171,10 +173,10 @@ TEST_F(WebAccessTest, OneHandshakeAtATimeInTheProcess) {
   // One that is destroyed holds up nobody.
   access_ = std::make_unique<WebAccess>(
       WebSources{fake_.http, fake_.dialogs, fake_.runLoop, configuration_}, *this);
-  access_->generateUrlForCommand("fileAddComment", "1", "r");
+  access_->generateUrlForCommand("fileAddComment", "1", "r", "");
   access_.reset();
   EXPECT_FALSE(fake_.http.IsBusy());
-  other.generateUrlForCommand("fileAddComment", "2", "r");
+  other.generateUrlForCommand("fileAddComment", "2", "r", "");
   EXPECT_TRUE(fake_.http.IsBusy());
   EXPECT_EQ(urls_.size(), 2u);
 }

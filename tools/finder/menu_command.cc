@@ -1,6 +1,5 @@
 #include <glib.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstdio>
@@ -22,12 +21,36 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kWaitToChoose{5000};
 constexpr milliseconds kWaitForLink{10'000};
-constexpr std::size_t kMostInput = std::size_t{64} << 20;  // bytes; the bus takes no more
+// The extension has no menu for a larger selection.
+constexpr std::size_t kMostItems = 100'000;
+constexpr std::size_t kMostBytes = std::size_t{16} << 20;  // of the absolute paths
+constexpr char kTooLarge[] = "no menu: more than 100000 items or 16 MiB of paths";
 constexpr char kCopyLink[] = "copyLinkButtonPressed";
+
+// The absolute paths of a selection that is not too large.
+class SelectedPaths {
+ public:
+  void Add(const std::string& path) {
+    if (tooLarge_ || path.size() > kMostBytes) {
+      tooLarge_ = true;
+      return;
+    }
+    paths_.push_back(AbsolutePath(path));
+    bytes_ += paths_.back().size();
+    tooLarge_ = paths_.size() > kMostItems || bytes_ > kMostBytes;
+  }
+  bool TooLarge() const { return tooLarge_; }
+  const std::vector<std::string>& Paths() const { return paths_; }
+
+ private:
+  std::vector<std::string> paths_;
+  std::size_t bytes_ = 0;
+  bool tooLarge_ = false;
+};
 
 struct MenuOptions {
   std::string title;  // of the line to choose
-  std::vector<std::string> paths;
+  SelectedPaths selected;
   bool readInput = false;
   milliseconds wait{0};
 };
@@ -52,43 +75,54 @@ std::optional<MenuOptions> Parse(const Arguments& arguments, bool titled, millis
     } else if (titled && options.title.empty()) {
       options.title = argument;
     } else {
-      options.paths.push_back(AbsolutePath(argument));
+      options.selected.Add(argument);
     }
   }
   if (titled == options.title.empty()) return std::nullopt;
-  if (options.readInput != options.paths.empty()) return std::nullopt;
+  if (options.readInput != options.selected.Paths().empty()) return std::nullopt;
   return options;
 }
 
-// Paths from standard input, each ended by a zero byte but perhaps the last. False, told.
-bool ReadInput(std::vector<std::string>* paths) {
-  std::string input;
+// Paths from standard input, each ended by a zero byte but perhaps the last. Stops where the
+// selection becomes too large.
+void ReadInput(SelectedPaths* selected) {
+  std::string path;
   char bytes[65536];
   while (const std::size_t count = std::fread(bytes, 1, sizeof bytes, stdin)) {
-    input.append(bytes, count);
-    if (input.size() > kMostInput) {
-      tools::PrintError("there are too many paths on standard input");
-      return false;
+    std::string_view left(bytes, count);
+    for (std::size_t end = left.find('\0'); end != left.npos; end = left.find('\0')) {
+      path.append(left.substr(0, end));
+      if (!path.empty()) selected->Add(path);
+      path.clear();
+      left.remove_prefix(end + 1);
+      if (selected->TooLarge()) return;
     }
+    path.append(left);
+    if (path.size() > kMostBytes) break;
   }
-  for (std::size_t begin = 0; begin < input.size();) {
-    const std::size_t end = std::min(input.find('\0', begin), input.size());
-    if (end > begin) paths->push_back(AbsolutePath(input.substr(begin, end - begin)));
-    begin = end + 1;
+  if (!path.empty()) selected->Add(path);
+}
+
+// The paths are known and few enough for a menu. False, told.
+bool CompletePaths(MenuOptions* options) {
+  if (options->readInput) ReadInput(&options->selected);
+  if (options->selected.TooLarge()) {
+    tools::PrintError(kTooLarge);
+    return false;
   }
-  if (paths->empty()) tools::PrintError("there are no paths on standard input");
-  return !paths->empty();
+  if (options->selected.Paths().empty()) tools::PrintError("there are no paths on standard input");
+  return !options->selected.Paths().empty();
 }
 
 // The selection's menu with at least one line; nullopt, told, when there is none.
 std::optional<SelectionMenu> AskMenu(ExtensionClient& extension, MenuClient& menus,
                                      const MenuOptions& options) {
   std::string error;
-  std::optional<SelectionMenu> menu = menus.Ask(options.paths, options.wait, &error);
+  std::optional<SelectionMenu> menu = menus.Ask(options.selected.Paths(), options.wait, &error);
   if (!menu.has_value()) {
     tools::PrintError(error);
   } else if (menu->lines.empty()) {
-    const std::string reason = ReasonForNothing(extension, options.paths);
+    const std::string reason = ReasonForNothing(extension, options.selected.Paths());
     tools::PrintError("no menu" + (reason.empty() ? " for this selection" : ": " + reason));
     menu.reset();
   }
@@ -149,7 +183,7 @@ int ChooseLine(MenuClient& menus, const SelectionMenu& menu, const MenuLine& lin
 int RunMenu(const Command& command, const Arguments& arguments) {
   std::optional<MenuOptions> options = Parse(arguments, false, milliseconds(0));
   if (!options.has_value()) return Complain(command);
-  if (options->readInput && !ReadInput(&options->paths)) return kFailure;
+  if (!CompletePaths(&*options)) return kFailure;
 
   std::string error;
   const auto extension = ExtensionClient::Connect(&error);
@@ -166,7 +200,7 @@ int RunMenu(const Command& command, const Arguments& arguments) {
 int RunChoose(const Command& command, const Arguments& arguments) {
   std::optional<MenuOptions> options = Parse(arguments, true, kWaitToChoose);
   if (!options.has_value()) return Complain(command);
-  if (options->readInput && !ReadInput(&options->paths)) return kFailure;
+  if (!CompletePaths(&*options)) return kFailure;
 
   std::string error;
   const auto extension = ExtensionClient::Connect(&error);

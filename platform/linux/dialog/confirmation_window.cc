@@ -159,11 +159,14 @@ void ConfirmationWindow::Update(const DialogContents& contents) {
 }
 
 void ConfirmationWindow::Present() {
-  if (!isShown_) {
-    gtk_widget_grab_focus(GTK_WIDGET(okButton_));
-    gtk_widget_realize(GTK_WIDGET(window_));
-    MakeDialogOfWindowManager(window_);
-  }
+  gtk_widget_grab_focus(GTK_WIDGET(okButton_));
+  gtk_widget_realize(GTK_WIDGET(window_));
+  MakeDialogOfWindowManager(window_);
+  gtk_window_present(window_);
+}
+
+void ConfirmationWindow::ComeToFront(const std::string& activationToken) {
+  if (!activationToken.empty()) gtk_window_set_startup_id(window_, activationToken.c_str());
   gtk_window_present(window_);
 }
 

@@ -29,8 +29,10 @@ class ConfirmationWindow {
 
   // A box shown before keeps its state.
   void Update(const DialogContents& contents);
-  // Opens the window, or brings it to the front.
+  // Opens the window.
   void Present();
+  // With what the desktop gave the user's choice; empty for none.
+  void ComeToFront(const std::string& activationToken);
 
  private:
   explicit ConfirmationWindow(Events events) : events_(std::move(events)) {}

@@ -36,7 +36,8 @@ void DialogHelper::Receive(const std::string& name, const PropertyList::Dictiona
   } else if (window_ != nullptr && name == kUpdate) {
     window_->Update(ContentsOf(dictionary));
   } else if (window_ != nullptr && name == kFront) {
-    window_->Present();
+    window_->ComeToFront(TextOf(dictionary, kActivationToken));
+    channel_.Send(kShown);
   } else {
     Complain("message \"" + name + "\" ignored");
   }

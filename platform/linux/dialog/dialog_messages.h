@@ -15,19 +15,20 @@ namespace kelvo::dialog {
 inline constexpr int kChannel = 3;
 
 // To the helper. The first message is kShow, or kSetClipboard for a helper without a window.
-inline constexpr char kShow[] = "show";      // the contents, kInterfaceFile
-inline constexpr char kUpdate[] = "update";  // the contents
-inline constexpr char kFront[] = "front";
+inline constexpr char kShow[] = "show";                   // the contents, kInterfaceFile
+inline constexpr char kUpdate[] = "update";               // the contents
+inline constexpr char kFront[] = "front";                 // kActivationToken, empty for none
 inline constexpr char kSetClipboard[] = "set_clipboard";  // kText
 
 // From the helper, which need not exit at once after its last message, but has no window by then.
-// Any other message, a second kShown, or one over 64 KiB makes the extension end the helper.
-inline constexpr char kShown[] = "shown";    // the window is there
+// Any other message, a kShown out of turn, or one over 64 KiB makes the extension end the helper.
+inline constexpr char kShown[] = "shown";    // the window is there; also the answer to each kFront
 inline constexpr char kFailed[] = "failed";  // kReason; the last message
 inline constexpr char kClosed[] = "closed";  // the answer; the last message
 inline constexpr char kClipboardWritten[] = "clipboard_written";
 
 inline constexpr char kInterfaceFile[] = "interface_file";
+inline constexpr char kActivationToken[] = "activation_token";
 inline constexpr char kText[] = "text";
 inline constexpr char kReason[] = "reason";
 
