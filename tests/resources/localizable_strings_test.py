@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Proves that the base table holds every text that the code looks up, with the code's default.
+"""Proves that the base table holds every text that the code looks up, with the code's default, and
+that every language has all texts of the base table, with the same values to fill in.
 
 Usage: localizable_strings_test.py
 
@@ -15,7 +16,8 @@ import sys
 import xml.etree.ElementTree
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-TABLE = ROOT / "resources" / "Base.lproj" / "Localizable.strings"
+RESOURCES = ROOT / "resources"
+TABLE = RESOURCES / "Base.lproj" / "Localizable.strings"
 FOLDERS = ("base", "settings", "agent", "cache", "projects", "ui", "core", "platform", "hosts",
            "tools")
 SUFFIXES = {".h", ".hpp", ".cc", ".cpp", ".mm", ".in"}
@@ -32,6 +34,13 @@ TOKEN = re.compile(
     r"|(?P<number>\d(?:'?\w)*)"
     r'|(?P<name>[A-Za-z_]\w*)'
     r'|(?P<sign>.)', re.DOTALL)
+# As FormatText reads it: position, flags with width and precision, conversion.
+SPECIFIER = re.compile(r"%(?:%|(?:(\d+)\$)?([-+ #0']*\d*(?:\.\d+)?[hlqjzt]*[@A-Za-z]))")
+CONTROL = re.compile(r"[\x00-\x09\x0b-\x1f\x7f-\x9f\u200b\u2028-\u202e\ufeff\ufffd]")
+# Prose, as opposed to "OK", "US1" or "%.1f KB".
+WORDS = re.compile(r"[a-z]{2}")
+MAX_UNTRANSLATED = 0.05
+
 ESCAPES = {"n": "\n", "t": "\t", "\\": "\\", '"': '"', "'": "'"}
 
 
@@ -95,20 +104,78 @@ def faults_in_source(name, source, table):
                    f" and {table[pair[0]]!r} in the base table")
 
 
-def read_table(data):
+def read_table(data, name="the base table"):
     """The table and its faults; plistlib alone would let the last of two equal keys win."""
     try:
         table = plistlib.loads(data, fmt=plistlib.FMT_XML)
         entries = xml.etree.ElementTree.fromstring(data).findall("dict/key")
     except Exception as error:  # whatever a broken file makes the parsers raise
-        return {}, [f"the base table does not parse: {error}"]
+        return {}, [f"{name} does not parse: {error}"]
     if not isinstance(table, dict):
-        return {}, ["the base table is no dictionary"]
-    faults = [f"the base table's value of {key!r} is no string"
+        return {}, [f"{name} is no dictionary"]
+    faults = [f"{name}: the value of {key!r} is no string"
               for key, value in table.items() if not isinstance(value, str)]
     if len(entries) != len(table):
-        faults.append("the base table holds a key twice")
+        faults.append(f"{name} holds a key twice")
     return table, faults
+
+
+def specifiers_of(text):
+    """The specifiers in order of their arguments, and how many "%" belong to none."""
+    arguments = []
+    in_order = 0
+    for match in SPECIFIER.finditer(text):
+        if match[0] != "%%":
+            in_order += match[1] is None
+            arguments.append((int(match[1] or in_order), match[2]))
+    return sorted(arguments), SPECIFIER.sub("", text).count("%")
+
+
+def edges_of(text):
+    return text[:len(text) - len(text.lstrip())], text[len(text.rstrip()):]
+
+
+def faults_in_text(text, base):
+    if not isinstance(text, str):
+        return  # told by read_table
+    if specifiers_of(text) != specifiers_of(base):
+        yield f"does not take the same values as {base!r}"
+    if edges_of(text) != edges_of(base):
+        yield f"does not begin and end with the blanks of {base!r}"
+    if not text.strip() and base.strip():
+        yield "is empty"
+    if CONTROL.search(text):
+        yield "holds control characters"
+
+
+def faults_in_language(name, table, base):
+    yield from (f"{name} lacks {key!r}" for key in base if key not in table)
+    yield from (f"{name}: {key!r} is not in the base table" for key in table if key not in base)
+    common = [key for key in base if key in table]
+    if [key for key in table if key in base] != common:
+        yield f"{name}: the keys are not in the order of the base table"
+    for key in common:
+        for fault in faults_in_text(table[key], base[key]):
+            yield f"{name}: {key!r} is {table[key]!r} and {fault}"
+    prose = [key for key in common if WORDS.search(SPECIFIER.sub("", base[key]))]
+    same = [key for key in prose if table[key] == base[key]]
+    if len(same) > MAX_UNTRANSLATED * len(prose):
+        yield f"{name}: too many texts are those of the base table: {', '.join(same)}"
+
+
+def faults_in_languages(base):
+    """Of every language's folder, and of the list of those that are built and installed."""
+    build_file = (RESOURCES / "CMakeLists.txt").read_text(encoding="utf-8")
+    listed = re.search(r"set\(kelvo_languages ([^)]*)\)", build_file)
+    folders = {path.stem for path in RESOURCES.glob("*.lproj")}
+    for name in sorted(folders ^ set(listed[1].split() if listed else ())):
+        yield f"{name}: its folder and the list kelvo_languages do not agree"
+    for name in sorted(folders - {"Base"}):
+        path = RESOURCES / f"{name}.lproj" / TABLE.name
+        table, faults = read_table(path.read_bytes() if path.exists() else b"", name)
+        yield from faults
+        if table:
+            yield from faults_in_language(name, table, base)
 
 
 CHECK_TABLE = {"A.One": 'two "words"\nand more', "A.Two": "%@"}
@@ -145,6 +212,13 @@ BROKEN_TABLES = (
     b"<plist><dict><key>a</key><integer>1</integer></dict></plist>",
     b"<plist><dict><key>a</key><string/><key>a</key><string/></dict></plist>",
 )
+BASE_TEXTS = {"A": "%@ at %d", "B": " (sync)", "C": "three"}
+TRANSLATED = {"A": "%2$d, %1$@", "B": " (synchron)", "C": "drei"}
+BROKEN_TRANSLATIONS = (
+    {"C": "drei\t"}, {"C": " "}, {"B": "(synchron)"}, {"A": "%@ um %@"}, {"A": "%d um %@"},
+    {"A": "%1$d, %2$@"}, {"A": "%@ um"}, {"A": "%@ um %d, 50 %"}, {"A": "%@\u202e um %d"},
+    {"C": "three"}, {"D": "vier"},
+)
 
 
 def check_itself():
@@ -158,12 +232,20 @@ def check_itself():
     for data in BROKEN_TABLES:
         if not read_table(data)[1]:
             yield f"the check lets pass the table {data!r}"
+    yield from faults_in_language("translated sample", TRANSLATED, BASE_TEXTS)
+    for change in BROKEN_TRANSLATIONS:
+        if not list(faults_in_language("sample", TRANSLATED | change, BASE_TEXTS)):
+            yield f"the check lets pass the translation {change!r}"
+    if not list(faults_in_language("sample", {"A": "%@, %d", "B": " (s)"}, BASE_TEXTS)):
+        yield "the check lets pass a missing key"
 
 
 def main():
     faults = list(check_itself())
     table, table_faults = read_table(TABLE.read_bytes())
     faults += table_faults
+    if table:
+        faults += faults_in_languages(table)
     calls = 0
     for folder in FOLDERS:
         for path in sorted((ROOT / folder).rglob("*")):
