@@ -442,10 +442,10 @@ TEST_F(FinderClientTest, APopupWaitsForAHungExtensionOnce) {
   EXPECT_EQ(Menu("/w/b"), "");
   const gint64 first = g_get_monotonic_time();
   EXPECT_GE(first - begin, 200'000);
-  EXPECT_LT(first - begin, 1'000'000);
-  for (int i = 0; i < 5; ++i) EXPECT_EQ(Menu("/w/c" + std::to_string(i)), "");
+  EXPECT_LT(first - begin, 10'000'000) << "it is not waited for as long as a call may take";
+  for (int i = 0; i < 20; ++i) EXPECT_EQ(Menu("/w/c" + std::to_string(i % 5)), "");
   EXPECT_EQ(Menu("/w/a"), "Lock;");
-  EXPECT_LT(g_get_monotonic_time() - first, 1'000'000) << "not 200 ms each";
+  EXPECT_LT(g_get_monotonic_time() - first, 3'000'000) << "not 200 ms each";
   EXPECT_LE(extension.menus.Asked(), 4U);
   extension.menus.Hang(false);
   EXPECT_TRUE(TurnUntil([&] { return Menu("/w/d") == "Lock;"; }));

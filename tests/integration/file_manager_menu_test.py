@@ -24,8 +24,7 @@ gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi, GLib  # noqa: E402
 
 PATIENCE = 30  # seconds; what it waits for takes one to three
-HOLD_UP = 4.0  # seconds; a menu that waits for somebody stopped waits for ever
-AGAIN = 0.15  # seconds; a popup that waits for a stopped extension takes 0.2 more
+HOLD_UP = 20.0  # seconds; a menu that waits for somebody stopped takes 25 or for ever
 FILES = ["plain", "copied", "a_b.txt", "sub/unknown", "sub/other", "pair/one",
          "pair/two"]
 INFORMATION = ["Last Modified by: Me", "Modify"]
@@ -101,18 +100,6 @@ class MenuTest:
                 return lines
             self.key("Escape")
         raise SessionError("no menu with %s: %s" % (wanted, list(lines)))
-
-    def popup_time(self):
-        """How long the menu of what is selected takes; it is closed again."""
-        begin = time.monotonic()
-        self.key("shift+F10")
-        while "Properties" not in self.menu_lines():
-            if time.monotonic() > begin + PATIENCE:
-                raise SessionError("no menu")
-        took = time.monotonic() - begin
-        self.key("Escape")
-        wait_until(lambda: "Properties" not in self.menu_lines(), PATIENCE, "no menu")
-        return took
 
     def click(self, node):
         with contextlib.suppress(GLib.GError):  # it may be gone before it answers
@@ -196,33 +183,20 @@ class MenuTest:
         wait_until(lambda: re.match(r"https?://\S+$", clipboard() or ""), PATIENCE,
                    lambda: "a link in the clipboard: %r" % clipboard())
 
-    def check_held_up(self, name, process, unhindered=None):
-        """While the process is stopped, a menu comes as fast as ever; `unhindered`: so fast."""
+    def check_held_up(self, name, process):
+        """While the process is stopped, a menu comes all the same."""
         os.kill(process, signal.SIGSTOP)
         try:
             self.select(name)
             self.open_menu("Rename")
             self.key("Escape")
             expect(self.menu_took < HOLD_UP, True, "a menu in time (%.1f s)" % self.menu_took)
-            if unhindered is not None:
-                self.check_again(unhindered)
         finally:
             os.kill(process, signal.SIGCONT)
 
-    def check_again(self, unhindered):
-        """The next popup does not wait. Several tries: a busy computer slows any of them."""
-        took = []
-        while not took or min(took) > unhindered + AGAIN:
-            expect(len(took) < 10, True, "one of %s as fast as %.2f s" % (took, unhindered))
-            took.append(self.popup_time())
-        print("     popups in %.2f s, with nobody stopped in %.2f s" % (min(took), unhindered))
-
     def check_stopped_extension(self):
         self.select("sub/unknown")
-        self.open_menu("Rename")
-        self.key("Escape")
-        unhindered = min(self.popup_time() for _ in range(3))
-        self.check_held_up("sub/other", self.session.owner_process(NAME), unhindered)
+        self.check_held_up("sub/other", self.session.owner_process(NAME))
 
     def run(self):
         checks = [("an own lock of one file", lambda: self.check_lock("plain")),
