@@ -342,8 +342,8 @@ TEST_F(FinderClientTest, MenusAreAskedForInTheBackgroundAndOnlyNewsAreTold) {
   extension.SignalMenus();
   ASSERT_TRUE(TurnUntil([&] { return former->serial > serial; })) << "the same menu, made anew";
   EXPECT_EQ(menusChanged_, 2);
-  extension.menus.Set("[(0, 'Locked', '', false, '', false), (1, 'Unlock', '', true, 'u', false)]");
   extension.menus.Hang(true);
+  extension.menus.Set("[(0, 'Locked', '', false, '', false), (1, 'Unlock', '', true, 'u', false)]");
   const std::size_t asked = extension.menus.Asked();
   extension.SignalMenus();
   ASSERT_TRUE(TurnUntil([&] { return extension.menus.Asked() > asked; }));

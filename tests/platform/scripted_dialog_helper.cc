@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -84,6 +85,8 @@ void Perform(const std::string& step) {
 
 int main() {
   using namespace kelvo::dialog;
+  // One that stands still must not outlive a test that ends before GLib's thread has killed it.
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
   const auto [name, values] = Receive();
   const bool isWindow = name == kShow && TextOf(values, kInterfaceFile) == "/x.ui";
   std::istringstream steps(isWindow ? ContentsOf(values).informationText : TextOf(values, kText));
