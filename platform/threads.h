@@ -8,7 +8,8 @@ namespace kelvo {
 class Threads {
  public:
   virtual ~Threads() = default;
-  // Any thread. Starts `work` at once on a thread of its own.
+  // Any thread; returns at once. `work` runs on a thread of its own; where the platform bounds
+  // their number, it may have to wait for one.
   virtual void detachNewThread(std::function<void()> work) = 0;
 };
 

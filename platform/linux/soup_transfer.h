@@ -26,9 +26,8 @@ UriPtr ParseWebUrl(const std::string& url);
 // One transfer with what its redirects lead to.
 //
 // Threads: that of its main context, which is the thread's default: libsoup works in that.
-// Lifetime: may be destroyed at any moment, also inside a call
-// of its delegate; calls of libsoup's that are then still under way end by themselves in the
-// context.
+// Lifetime: may be destroyed at any moment, also inside a call of its delegate; calls of libsoup's
+// that are then still under way end by themselves in the context.
 class SoupTransfer final : public HttpTransfer {
  public:
   using Ended = std::function<void(const std::optional<HttpError>& error)>;
