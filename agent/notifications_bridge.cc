@@ -25,6 +25,8 @@ constexpr std::size_t kMaxOutgoingBytes = std::size_t{8} << 20;
 // keep the loop from everything else.
 constexpr int kMessagesPerTurn = 256;
 
+constexpr std::size_t kMaxNotedName = 200;  // bytes of a message's name
+
 constexpr std::uint64_t kFailuresPerLogLine = 1000;
 constexpr milliseconds kQuietAfterRun = seconds{4};  // a run of failures is over after that
 
@@ -62,6 +64,7 @@ void NotificationsBridge::startCommunication() {
   {
     CMutexLock lock(mutex_);
     sendFailures_ = 0;
+    contact_.connectedSince = clock_.Now();
   }
   sendInitiation();
 }
@@ -121,6 +124,21 @@ std::size_t NotificationsBridge::outgoingBytes() {
   return atPort + outgoingBytes_;
 }
 
+AgentContact NotificationsBridge::contact() const {
+  CMutexLock lock(mutex_);
+  return contact_;
+}
+
+void NotificationsBridge::noteMessage(const std::string& name,
+                                      const PropertyList::Dictionary* info) {
+  const bool isEvent = info != nullptr && name == kAgentEventName;
+  const PropertyList* event = isEvent ? FindValue(*info, "event_name") : nullptr;
+  const std::string* eventName = event == nullptr ? nullptr : event->AsString();
+  CMutexLock lock(mutex_);
+  contact_.lastMessageTime = clock_.Now();
+  contact_.lastMessage.assign(eventName == nullptr ? name : *eventName, 0, kMaxNotedName);
+}
+
 void NotificationsBridge::postDrain() {
   {
     CMutexLock lock(mutex_);
@@ -176,6 +194,7 @@ void NotificationsBridge::handlePortMessage(AgentPort& port, std::string name,
   }
   std::string error;
   const auto info = DecodeKeyedArchive(archive, &error);
+  noteMessage(name, info ? &*info : nullptr);
   if (!info) {
     KELVO_LOG(kLogError, "message \"" << name << "\" of the Agent skipped: " << error);
     return;
@@ -219,6 +238,10 @@ void NotificationsBridge::cancelPendingStart() {
 
 void NotificationsBridge::losePort() {
   remotePort_.reset();
+  {
+    CMutexLock lock(mutex_);
+    contact_.connectedSince.reset();
+  }
   if (opening_ == Opening::kHeld) {
     opening_ = Opening::kDone;
     CMutexLock lock(mutex_);

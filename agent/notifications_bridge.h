@@ -7,6 +7,7 @@
 #include <functional>
 #include <initializer_list>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "base/mutex.h"
@@ -43,10 +44,18 @@ class NotificationsBridgeDelegate {
   ~NotificationsBridgeDelegate() = default;
 };
 
+// How the channel fares, for people who look into things. Times are seconds since 1970.
+struct AgentContact {
+  std::optional<std::int64_t> connectedSince = {};  // none while there is no connection
+  std::optional<std::int64_t> lastMessageTime = {};
+  // Of the Agent's last message, of an event its event name; cut to a few hundred bytes.
+  std::string lastMessage = {};
+};
+
 // The channel to the Agent: finds the Agent's port, sends messages to it, and posts what arrives on
 // the local notification center.
 //
-// Threads: main loop; sendNotificationWithName from any thread.
+// Threads: main loop; sendNotificationWithName and contact from any thread.
 class NotificationsBridge final : private AgentPortDelegate {
  public:
   // Looks for the Agent at once, so the delegate may be called before the constructor returns.
@@ -62,6 +71,7 @@ class NotificationsBridge final : private AgentPortDelegate {
   void sendNotificationWithName(const std::string& name, const PropertyList::Dictionary& info);
   bool isConnected() const { return remotePort_ != nullptr; }
   std::size_t outgoingBytes();
+  AgentContact contact() const;
   // See HoldBridgeOpening and FinishBridgeOpening.
   std::uint64_t holdOpening();
   void finishOpening(std::uint64_t opening, const std::function<void()>& send);
@@ -86,6 +96,7 @@ class NotificationsBridge final : private AgentPortDelegate {
   void sendInitiation();
   void drainOutgoing();
   void postDrain();
+  void noteMessage(const std::string& name, const PropertyList::Dictionary* info);
   void logSendFailure() KELVO_EXCLUDES(mutex_);
   void scheduleStart(std::chrono::milliseconds delay);
   void cancelPendingStart();
@@ -107,12 +118,13 @@ class NotificationsBridge final : private AgentPortDelegate {
   // Proof for tasks on the loop that the bridge is still there.
   std::shared_ptr<NotificationsBridge*> alive_;
 
-  CMutex mutex_{kMutexNormal};
+  mutable CMutex mutex_{kMutexNormal};
   std::deque<Outgoing> outgoing_ KELVO_GUARDED_BY(mutex_);
   std::size_t outgoingBytes_ KELVO_GUARDED_BY(mutex_) = 0;
   bool drainPosted_ KELVO_GUARDED_BY(mutex_) = false;
   std::uint64_t sendFailures_ KELVO_GUARDED_BY(mutex_) = 0;  // in the present run of failures
   std::chrono::milliseconds lastSendFailure_ KELVO_GUARDED_BY(mutex_){0};
+  AgentContact contact_ KELVO_GUARDED_BY(mutex_);
 };
 
 // Creates the process's one bridge. Main loop, once.
@@ -125,6 +137,8 @@ void InitializeBridge(const std::string& name, const CFinderConfiguration* confi
 void DeallocBridge();
 // Whether the bridge exists and has found the Agent. Main loop.
 bool IsBridgeConnected();
+// Nothing without a bridge. Any thread.
+AgentContact BridgeContact();
 // What was sent and has not been taken by the Agent's side yet. Main loop.
 std::size_t AgentOutgoingBytes();
 

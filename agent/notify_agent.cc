@@ -80,6 +80,11 @@ std::size_t AgentOutgoingBytes() {
   return bridge == nullptr ? 0 : bridge->outgoingBytes();
 }
 
+AgentContact BridgeContact() {
+  const NotificationsBridge* bridge = theBridge.load(std::memory_order_acquire);
+  return bridge == nullptr ? AgentContact{} : bridge->contact();
+}
+
 bool IsBridgeConnected() {
   const NotificationsBridge* bridge = theBridge.load(std::memory_order_acquire);
   return bridge != nullptr && bridge->isConnected();

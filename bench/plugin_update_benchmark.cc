@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "hosts/client/badge_store.h"
@@ -24,6 +25,10 @@ class SteadyClock : public Clock {
   std::chrono::milliseconds skipped{0};
 };
 
+std::size_t Count(const std::string& names) {
+  return static_cast<std::size_t>(std::count(names.begin(), names.end(), '\0'));
+}
+
 // An extension that answers at once that everything is in sync.
 class InSync : public BadgeStore::Surroundings {
  public:
@@ -31,18 +36,37 @@ class InSync : public BadgeStore::Surroundings {
   void EndObserving(const std::string&) override {}
   void RequestBadges(const std::string& folder, const std::string& names,
                      std::uint64_t ticket) override {
-    asked.push_back({folder, ticket, std::count(names.begin(), names.end(), '\0')});
+    asked.push_back({folder, ticket, Count(names)});
+  }
+  void DescribeItems(const std::string& folder, const std::string& names,
+                     std::uint64_t ticket) override {
+    described.push_back({folder, ticket, Count(names)});
   }
   void BadgeChanged(const std::string&, const std::string&) override {}
   void WorkSoon() override {}
   void WorkAfter(std::chrono::milliseconds) override {}
 
+  // False when nothing was asked.
+  bool AnswerAll(BadgeStore& store) {
+    const auto badges = std::exchange(asked, {});
+    const auto descriptions = std::exchange(described, {});
+    for (const Request& call : badges) {
+      store.OnAnswer(call.folder, call.ticket, std::string(call.count, '1'));
+    }
+    for (const Request& call : descriptions) {
+      const std::vector<std::uint32_t> which(call.count, 1);
+      const DescribedItems answer{{{}, {"In sync", "", "Full Access"}}, which};
+      store.OnDescribed(call.folder, call.ticket, &answer);
+    }
+    return !badges.empty() || !descriptions.empty();
+  }
+
   struct Request {
     std::string folder;
     std::uint64_t ticket;
-    std::ptrdiff_t count;
+    std::size_t count;
   };
-  std::vector<Request> asked;
+  std::vector<Request> asked, described;
 };
 
 std::vector<std::string> Paths(std::int64_t count) {
@@ -61,16 +85,12 @@ void KnownFile(benchmark::State& state) {
   BadgeStore store(clock, extension);
   store.ExtensionAppeared({"/home/somebody/Workplace"});
   for (const std::string& path : paths) store.Lookup(path);
-  for (store.Work(); !extension.asked.empty(); store.Work()) {
-    const InSync::Request request = extension.asked.back();
-    extension.asked.pop_back();
-    store.OnAnswer(request.folder, request.ticket,
-                   std::string(static_cast<std::size_t>(request.count), '1'));
-    clock.skipped += BadgeStore::kPace;
-  }
+  for (store.Work(); extension.AnswerAll(store); store.Work()) clock.skipped += BadgeStore::kPace;
   std::size_t at = 0;
   for (auto _ : state) {
-    if (store.Lookup(paths[at]).badge != '1') state.SkipWithError("a badge is missing");
+    const BadgeStore::Answer answer = store.Lookup(paths[at]);
+    if (answer.badge != '1') state.SkipWithError("a badge is missing");
+    if (answer.description->state.empty()) state.SkipWithError("a description is missing");
     if (++at == paths.size()) at = 0;
   }
   state.SetItemsProcessed(state.iterations());

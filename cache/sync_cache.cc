@@ -105,15 +105,27 @@ sync::EPermissionsDenied CSyncCache::GetDenied(std::string_view path) {
   return Query<sync::EPermissionsDenied>(path, &CSyncCacheFolder::GetDenied);
 }
 
-BadgeStatus CSyncCache::PeekStatus(std::string_view path) const {
+const CSyncCacheItem* CSyncCache::Peek(std::string_view path) const {
   std::string_view directory;
   std::string_view name;
-  if (!SplitPath(path, &directory, &name)) return BadgeStatus::kNone;
-  CMutexLock lock(mutex_);
+  if (!SplitPath(path, &directory, &name)) return nullptr;
   auto found = folders_.find(directory);
-  const CSyncCacheItem* item =
-      found == folders_.end() ? nullptr : std::as_const(found->second).Peek(name);
+  return found == folders_.end() ? nullptr : found->second.Peek(name);
+}
+
+BadgeStatus CSyncCache::PeekStatus(std::string_view path) const {
+  CMutexLock lock(mutex_);
+  const CSyncCacheItem* item = Peek(path);
   return item == nullptr ? BadgeStatus::kNone : item->status;
+}
+
+std::optional<CSyncCacheItem> CSyncCache::PeekItem(std::string_view path) const {
+  CMutexLock lock(mutex_);
+  const CSyncCacheItem* item = Peek(path);
+  if (item == nullptr) return std::nullopt;
+  std::optional<CSyncCacheItem> answer(*item);
+  if (item->lock == sync::ESyncItemLock::NO_SYNC_LOCK) answer->lockOwner.clear();
+  return answer;
 }
 
 bool CSyncCache::IsListed(std::string_view directory) const {

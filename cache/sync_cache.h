@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -57,6 +58,9 @@ class CSyncCache : public CSyncApiClient, public CTarget, public CSyncApi::Cache
 
   // As GetStatus, but asks nobody and counts as no access.
   BadgeStatus PeekStatus(std::string_view path) const;
+  // All that is known of the item, as the queries would answer it, in one look-up; otherwise as
+  // PeekStatus.
+  std::optional<CSyncCacheItem> PeekItem(std::string_view path) const;
   // Whether the directory's list is stored, whether it is awaited, whether Finder shows it.
   bool IsListed(std::string_view directory) const;
   bool IsAwaited(std::string_view directory) const;
@@ -92,6 +96,7 @@ class CSyncCache : public CSyncApiClient, public CTarget, public CSyncApi::Cache
  private:
   using Folders = std::map<std::string, CSyncCacheFolder, std::less<>>;
 
+  const CSyncCacheItem* Peek(std::string_view path) const KELVO_REQUIRES(mutex_);
   template <typename Answer, typename Getter>
   Answer Query(std::string_view path, Getter getter);
   // The wall clock; moves every lastAccess along when that was set since the last call.

@@ -6,7 +6,8 @@
 
 namespace kelvo {
 
-AgentNews::AgentNews(Changed changed) : changed_(std::move(changed)) {}
+AgentNews::AgentNews(Changed changed, std::function<void()> publicLinksChanged)
+    : changed_(std::move(changed)), publicLinksChanged_(std::move(publicLinksChanged)) {}
 
 std::uint64_t AgentNews::Count() const {
   std::lock_guard lock(mutex_);
@@ -18,12 +19,16 @@ void AgentNews::Wait(std::uint64_t count, std::chrono::steady_clock::time_point 
   more_.wait_until(lock, limit, [&] { return count_ > count; });
 }
 
-void AgentNews::Tell(const std::string& path, bool isList) {
+void AgentNews::WakeAll() {
   {
     std::lock_guard lock(mutex_);
     ++count_;
   }
   more_.notify_all();
+}
+
+void AgentNews::Tell(const std::string& path, bool isList) {
+  WakeAll();
   changed_(path, isList);
 }
 
@@ -36,6 +41,9 @@ void AgentNews::OnSyncStatusChanged(const SSyncApiItemStatus& item) { Tell(item.
 void AgentNews::OnSyncStatusReset() { Tell({}, false); }
 
 // The public links.
-void AgentNews::OnSyncSyncList(const std::string&, const std::string&) { Tell({}, false); }
+void AgentNews::OnSyncSyncList(const std::string&, const std::string&) {
+  WakeAll();
+  publicLinksChanged_();
+}
 
 }  // namespace kelvo

@@ -22,7 +22,7 @@ class AgentNews final : public CSyncApiClient {
   // changed.
   using Changed = std::function<void(const std::string& path, bool isList)>;
 
-  explicit AgentNews(Changed changed);
+  AgentNews(Changed changed, std::function<void()> publicLinksChanged);
 
   // How much news there was so far.
   std::uint64_t Count() const;
@@ -35,9 +35,11 @@ class AgentNews final : public CSyncApiClient {
   void OnSyncSyncList(const std::string& listId, const std::string& list) override;
 
  private:
+  void WakeAll();
   void Tell(const std::string& path, bool isList);
 
   const Changed changed_;
+  const std::function<void()> publicLinksChanged_;
   mutable std::mutex mutex_;
   mutable std::condition_variable more_;
   std::uint64_t count_ = 0;  // under mutex_

@@ -37,7 +37,8 @@ CFinderConfiguration::Settings CFinderConfiguration::ReadSettings() const {
   if (properties_) {
     reader.Load(*properties_);
   } else {
-    reader.Load(GetConfigurationPath("user_info.plist"));
+    s.file = GetConfigurationPath("user_info.plist");
+    s.isRead = reader.Load(s.file);
   }
   reader.Get("config_label", s.configLabel, kDefaultLabel);
   reader.Get("server", s.server, deployment::kDefaultServer);
@@ -98,6 +99,21 @@ bool CFinderConfiguration::IsUserMe(const std::string& name) const {
   if (name.empty()) return true;
   CMutexLock lock(mutex_);
   return name == settings_.fullName;
+}
+
+std::string CFinderConfiguration::File() const {
+  CMutexLock lock(mutex_);
+  return settings_.file;
+}
+
+bool CFinderConfiguration::IsRead() const {
+  CMutexLock lock(mutex_);
+  return settings_.isRead;
+}
+
+std::string CFinderConfiguration::Label() const {
+  CMutexLock lock(mutex_);
+  return settings_.configLabel;
 }
 
 std::string CFinderConfiguration::WorkplaceFolder() const {

@@ -36,6 +36,10 @@ class CFinderConfiguration {
   // Whether the name is the signed-in user's; the empty name is.
   bool IsUserMe(const std::string& name) const;
 
+  // The settings file and whether Load could read it; empty and false before the first Load.
+  std::string File() const;
+  bool IsRead() const;
+  std::string Label() const;
   std::string WorkplaceFolder() const;  // "master_project_folder"
   int TraceLevel() const;
   bool ShowGreenCheckmarks() const;
@@ -45,6 +49,8 @@ class CFinderConfiguration {
  private:
   struct Settings {
     std::string configurationPath;
+    std::string file;
+    bool isRead = false;
     std::string configLabel;
     std::string server;
     std::string cellId;

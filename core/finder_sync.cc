@@ -12,6 +12,7 @@
 #include "cache/sync_cache.h"
 #include "core/agent_news.h"
 #include "core/build_date.h"
+#include "core/diagnostics.h"
 #include "core/finder_configuration.h"
 #include "core/overlays.h"
 #include "deployment.h"
@@ -30,6 +31,10 @@ namespace kelvo {
 namespace {
 
 constexpr char kLoggerName[] = "Kelvo Plugin";
+constexpr char kLogFile[] = "~/Library/Logs/KelvoAgentPlugin.log";
+
+std::string AgentName() { return std::string(kNotificationObject) + "." + kExtensionName; }
+
 constexpr Selector kHandleConfigurationUpdated{"handleConfigurationUpdated"};
 constexpr Selector kHandleReinitLogger{"handleReinitLogger"};
 constexpr Selector kHandleProjectsListChanged{"handleProjectsListChanged:"};
@@ -89,8 +94,8 @@ void FinderSync::init() {
                                                                 << ")");
   registerAgentEvents();
   SetApplicationBundle(bundle_);
-  InitializeBridge(std::string(kNotificationObject) + "." + kExtensionName, configuration_.get(),
-                   this, platform_.agentTransport, platform_.runLoop, platform_.clock);
+  InitializeBridge(AgentName(), configuration_.get(), this, platform_.agentTransport,
+                   platform_.runLoop, platform_.clock);
   createProjectsList();
   NotifyAgentEvent(kAgentInstance, "configuration_init");
 }
@@ -116,8 +121,7 @@ void FinderSync::dealloc() {
 }
 
 void FinderSync::initLogger() {
-  auto* logger = new CLoggerMac(
-      kLoggerName, ExpandTildeInPath("~/Library/Logs/KelvoAgentPlugin.log"), platform_.systemLog);
+  auto* logger = new CLoggerMac(kLoggerName, ExpandTildeInPath(kLogFile), platform_.systemLog);
   logger->SetLevel(configuration_->TraceLevel());
   CLogger* former = CLogger::m_Instance.exchange(logger);
   if (former == nullptr) return;
@@ -202,9 +206,13 @@ void FinderSync::startUp() {
   syncApi_->Initialize(configuration_.get());
   syncCache_->Initialize(configuration_.get(), syncApi_.get());
   notificationModule_->Initialize(configuration_.get(), syncApi_.get(), syncCache_.get());
-  news_ = std::make_unique<AgentNews>([this](const std::string& path, bool isList) {
-    if (observer_ != nullptr) observer_->onItemsChanged(path, isList);
-  });
+  news_ = std::make_unique<AgentNews>(
+      [this](const std::string& path, bool isList) {
+        if (observer_ != nullptr) observer_->onItemsChanged(path, isList);
+      },
+      [this] {
+        if (observer_ != nullptr) observer_->onPublicLinksChanged();
+      });
   syncApi_->AddClient(news_.get());
   syncCache_->SetSweepObserver(
       [this](const std::vector<std::string>& expired) { foldersSwept(expired); });
@@ -287,6 +295,20 @@ void FinderSync::connectionStatusChanged(void* target, const char* /*agentId*/, 
   if (self->connectionStatus_ == status) return;
   self->connectionStatus_ = status;
   if (self->observer_ != nullptr) self->observer_->onMenusChanged();
+}
+
+Diagnostics FinderSync::diagnostics() const {
+  Diagnostics facts;
+  facts.agentAddress = platform_.agentTransport.addressOf(AgentName());
+  facts.agent = BridgeContact();
+  if (const CFinderConfiguration* configuration = CFinderConfiguration::m_Instance) {
+    facts.configurationFile = configuration->File();
+    facts.configurationLabel = configuration->Label();
+    facts.configurationRead = configuration->IsRead();
+  }
+  facts.logFile = ExpandTildeInPath(kLogFile);
+  facts.started = started_;
+  return facts;
 }
 
 void FinderSync::postToSelf(void (FinderSync::*task)()) {

@@ -6,6 +6,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "agent/agent_event_dispatcher.h"
@@ -29,6 +30,8 @@ class KelvoMenuContext;
 class Pasteboard;
 class ProjectsList;
 struct DialogSources;
+struct WordsOfItems;
+struct Diagnostics;
 
 using MenuContextPtr = std::shared_ptr<KelvoMenuContext>;
 
@@ -55,6 +58,7 @@ class FinderSync final : private NotificationsBridgeDelegate, private AgentEvent
     // The Agent has said something new of an item, or with `isList` of all items of a folder; of
     // anything at all with an empty path.
     virtual void onItemsChanged(const std::string& path, bool isList) = 0;
+    virtual void onPublicLinksChanged() = 0;
     // The cache has expired these folders. Not told while the channel is down, when what was asked
     // for is still owed an answer.
     virtual void onFoldersSwept(const std::vector<std::string>& folders) = 0;
@@ -106,6 +110,12 @@ class FinderSync final : private NotificationsBridgeDelegate, private AgentEvent
 
   // The identifier that the path has by what is known, without asking the Agent. Any thread.
   std::string knownBadgeIdentifier(const std::string& path, bool isDirectory) const;
+  // What is known of the folder's items, in words; asks nobody. An empty name is one of which
+  // nothing is known. Any thread.
+  WordsOfItems describeItems(const std::string& folder,
+                             const std::vector<std::string_view>& names) const;
+  // Any thread, before init, too.
+  Diagnostics diagnostics() const;
   // Whether anything is known of the folder, or could soon be: listed, awaited or observed.
   bool isFolderOfInterest(const std::string& directory) const;
   bool isStarted() const { return started_; }

@@ -14,6 +14,7 @@
 #include "platform/finder_controller.h"
 #include "platform/run_loop.h"
 #include "projects/projects_list.h"
+#include "ui/item_words.h"
 
 namespace kelvo {
 namespace {
@@ -77,6 +78,20 @@ std::string FinderSync::knownBadgeIdentifier(const std::string& path, bool isDir
   const CSyncCache* cache = CSyncCache::m_Instance;
   const BadgeStatus status = cache == nullptr ? BadgeStatus::kNone : cache->PeekStatus(path);
   return Overlays::getIdentifierForStatus(static_cast<int>(status), isDirectory);
+}
+
+WordsOfItems FinderSync::describeItems(const std::string& folder,
+                                       const std::vector<std::string_view>& names) const {
+  const CSyncCache* cache = CSyncCache::m_Instance;
+  ItemDescriber describer(names.size());
+  std::string path = folder == "/" ? folder : folder + "/";
+  const std::size_t prefix = path.size();
+  for (std::string_view name : names) {
+    path.resize(prefix);
+    path += name;
+    describer.Add(cache == nullptr || name.empty() ? std::nullopt : cache->PeekItem(path));
+  }
+  return std::move(describer).Take();
 }
 
 bool FinderSync::isFolderOfInterest(const std::string& directory) const {

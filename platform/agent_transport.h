@@ -38,7 +38,7 @@ class AgentPort {
   virtual std::string Description() const = 0;
 };
 
-// Finds Agents. Main loop only.
+// Finds Agents. Main loop only, except addressOf.
 class AgentTransport {
  public:
   virtual ~AgentTransport() = default;
@@ -46,6 +46,9 @@ class AgentTransport {
   // none that may be talked to; a reason other than absence is logged.
   virtual std::unique_ptr<AgentPort> portForName(const std::string& name,
                                                  AgentPortDelegate& delegate) = 0;
+  // The path by which an Agent of that name is found, for people who look into things; empty where
+  // there is none. Any thread.
+  virtual std::string addressOf(const std::string& /*name*/) const { return {}; }
 };
 
 }  // namespace kelvo

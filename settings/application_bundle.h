@@ -15,8 +15,8 @@ namespace kelvo {
 // Threads: constant after construction; any thread.
 class Bundle {
  public:
-  // `languages`: the user's, most wanted first, such as {"de_CH", "de"}; tables that are missing or
-  // broken are skipped (the latter logged).
+  // `languages`: see PreferredLanguages; tables that are missing or broken are skipped (the latter
+  // logged).
   Bundle(std::string path, const std::vector<std::string>& languages);
 
   const std::string& path() const { return path_; }
@@ -31,9 +31,6 @@ class Bundle {
   std::string path_;
   std::vector<PropertyList::Dictionary> tables_;  // most wanted first, the base table last
 };
-
-// The user's languages as the environment names them (LANGUAGE, LC_ALL, LC_MESSAGES, LANG).
-std::vector<std::string> PreferredLanguages();
 
 // The bundle of this process; null before the extension has set it. Set once at start, then read
 // from any thread.

@@ -13,6 +13,8 @@ namespace {
 // The C library has no time of day without seconds in the locale's own form, so all that is taken
 // from the locale is whether its clock has twelve hours.
 bool HasTwelveHourClock() {
+  // Some locales have one but no words for its halves, without which nobody knows which is meant.
+  if (*::nl_langinfo(PM_STR) == '\0') return false;
   const std::string_view format = ::nl_langinfo(T_FMT);
   for (const char* conversion : {"%r", "%I", "%OI", "%l", "%-I", "%p"}) {
     if (format.find(conversion) != std::string_view::npos) return true;

@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "base/string_utils.h"
+#include "base/user_languages.h"
 #include "deployment.h"
 #include "hosts/bus/bus_interface.h"
 #include "hosts/bus/client_pasteboard.h"
@@ -83,6 +84,14 @@ Application::Application(std::unique_ptr<BusConnection> connection)
           [this](const std::string& folder, const std::string& entries) {
             service_.EmitBadgesChanged(folder, entries);
           }),
+      descriptions_(
+          runLoop_, clock_,
+          [this](const std::string& folder, const std::vector<std::string_view>& names) {
+            return finderSync_.describeItems(folder, names);
+          },
+          [this](const std::string& folder, const std::string& names) {
+            service_.EmitDescriptionsChanged(folder, names);
+          }),
       finderController_(badges_, service_),
       agentTransport_(runLoop_.context()),
       userDefaults_(ExpandTildeInPath(kUserDefaultsFile), settingsQueue_),
@@ -98,7 +107,7 @@ Application::Application(std::unique_ptr<BusConnection> connection)
                            finderController_, secretStore_, userDefaults_, systemLog_, threads_,
                            httpClient_, desktop_, dialogs_},
                   bundle_, this),
-      calls_(finderSync_, badges_, clock_, [this](const std::string& client) {
+      calls_(finderSync_, badges_, descriptions_, clock_, [this](const std::string& client) {
         return std::make_unique<ClientPasteboard>(connection_->get(), client, pasteboard_);
       }) {}
 
@@ -162,13 +171,21 @@ void Application::onAgentConnected(bool connected) {
 void Application::onMenusChanged() { menusChanged_.Request(); }
 
 void Application::onItemsChanged(const std::string& path, bool isList) {
+  descriptions_.NoteChange(path, isList);
   if (calls_.isMenuAbout(path, isList)) menusChanged_.Request();
+}
+
+void Application::onPublicLinksChanged() {
+  if (calls_.isMenuAbout({}, false)) menusChanged_.Request();
 }
 
 void Application::onFoldersSwept(const std::vector<std::string>& /*folders*/) {
   // An expired folder is of no interest, unless somebody has asked for it again since.
-  badges_.Swept(
-      [this](const std::string& directory) { return finderSync_.isFolderOfInterest(directory); });
+  const auto isOfInterest = [this](const std::string& directory) {
+    return finderSync_.isFolderOfInterest(directory);
+  };
+  badges_.Swept(isOfInterest);
+  descriptions_.Swept(isOfInterest);
 }
 
 int RunApplication(int argc, char** argv) {

@@ -9,6 +9,7 @@
 #include "hosts/bus/bus_connection.h"
 #include "hosts/bus/bus_finder_controller.h"
 #include "hosts/bus/bus_service.h"
+#include "hosts/bus/description_news.h"
 #include "hosts/bus/finder_calls.h"
 #include "hosts/bus/paced_signal.h"
 #include "platform/linux/gio_desktop.h"
@@ -42,6 +43,7 @@ class Application : private FinderSync::Observer {
   void onAgentConnected(bool connected) override;
   void onMenusChanged() override;
   void onItemsChanged(const std::string& path, bool isList) override;
+  void onPublicLinksChanged() override;
   void onFoldersSwept(const std::vector<std::string>& folders) override;
 
   bool Serve();
@@ -55,6 +57,7 @@ class Application : private FinderSync::Observer {
   const std::unique_ptr<BusConnection> connection_;
   BusService service_;
   BadgeTable badges_;
+  DescriptionNews descriptions_;
   BusFinderController finderController_;
   UnixAgentTransport agentTransport_;
   SecretServiceStore secretStore_;

@@ -13,6 +13,8 @@
 
 namespace kelvo {
 
+struct WordsOfItems;
+struct Diagnostics;
 class KelvoMenuContext;
 class ProjectsList;
 
@@ -38,6 +40,11 @@ class BusCalls {
   virtual void requestBadges(const std::string& client, const std::string& folder,
                              const std::vector<std::string_view>& names,
                              const std::function<void(const std::string& badges)>& reply) = 0;
+  // `reply` must be called exactly once; it takes one description per name and does not block.
+  // Nothing is asked of the Agent or the disk.
+  virtual void describeItems(const std::string& client, const std::string& folder,
+                             const std::vector<std::string_view>& names,
+                             const std::function<void(const WordsOfItems& items)>& reply) = 0;
   // `use` is called on the main loop, later; not at all when the extension closes before.
   virtual void withProjects(std::function<void(const ProjectsList& projects)> use) = 0;
   // The menu for the items, absolute paths or empty, kept so that it can be chosen from; serial 0
@@ -56,8 +63,9 @@ class BusCalls {
                        const std::string& activationToken) = 0;
   // The client has left the bus; its last call, but for what it has chosen.
   virtual void clientGone(const std::string& client) = 0;
-  // Any thread.
+  // Any thread; waits for nothing.
   virtual bool isStarted() const = 0;
+  virtual Diagnostics diagnostics() const = 0;
 
  protected:
   ~BusCalls() = default;

@@ -27,9 +27,20 @@ constexpr char kIntrospection[] = R"xml(<node>
       <arg type="aa{sv}" name="projects" direction="out"/>
       <arg type="a{sv}" name="totals" direction="out"/>
     </method>
+    <method name="DescribeItems">
+      <arg type="ay" name="folder" direction="in"/>
+      <arg type="ay" name="names" direction="in"/>
+      <arg type="a(sss)" name="descriptions" direction="out"/>
+      <arg type="au" name="which" direction="out"/>
+    </method>
+    <method name="Diagnose"><arg type="a{sv}" name="facts" direction="out"/></method>
     <signal name="BadgesChanged">
       <arg type="ay" name="folder"/>
       <arg type="ay" name="entries"/>
+    </signal>
+    <signal name="DescriptionsChanged">
+      <arg type="ay" name="folder"/>
+      <arg type="ay" name="names"/>
     </signal>
     <signal name="MenusChanged"/>
     <property name="DirectoryURLs" type="aay" access="read"/>

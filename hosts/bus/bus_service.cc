@@ -6,10 +6,13 @@
 #include <utility>
 
 #include "base/logger.h"
+#include "core/diagnostics.h"
 #include "core/overlays.h"
 #include "deployment.h"
 #include "hosts/bus/bus_interface.h"
 #include "hosts/bus/bus_paths.h"
+#include "hosts/bus/description_variant.h"
+#include "hosts/bus/diagnostics_variant.h"
 #include "hosts/bus/menu_variant.h"
 #include "hosts/bus/projects_variant.h"
 #include "ui/menu_context.h"
@@ -20,6 +23,9 @@ namespace {
 // A menu for more takes too long to be worth its answer.
 constexpr gsize kMaxMenuItems = 100'000;
 constexpr gsize kMaxMenuBytes = gsize{17} << 20;  // 16 MiB of paths, and where each ends
+
+// One answer for more would be too large for the bus.
+constexpr std::size_t kMaxDescribed = 1'000'000;
 
 // Installed icons of the badges 1 to 6.
 constexpr std::array<const char*, kBadges.size()> kBadgeIcons = {
@@ -83,6 +89,8 @@ const BusService::Method BusService::kMethods[] = {
     {"BeginObservingDirectory", &BusService::BeginObservingDirectory, false},
     {"EndObservingDirectory", &BusService::EndObservingDirectory, false},
     {"RequestBadges", &BusService::RequestBadges, false},
+    {"DescribeItems", &BusService::DescribeItems, false},
+    {"Diagnose", &BusService::Diagnose, true},
     {"MenuForItems", &BusService::MenuForItems, true},
     {"ChooseMenuItem", &BusService::ChooseMenuItem, false},
     {"ListProjects", &BusService::ListProjects, false},
@@ -186,18 +194,49 @@ void BusService::EndObservingDirectory(const Invocation& invocation, const std::
   Return(invocation, nullptr);
 }
 
-void BusService::RequestBadges(const Invocation& invocation, const std::string& client) {
-  const VariantPtr folderArgument = Argument(invocation.get(), 0);
-  const VariantPtr namesArgument = Argument(invocation.get(), 1);
-  const std::string folder(Bytes(folderArgument.get()));
-  std::vector<std::string_view> names;
-  if (!IsBusPath(folder)) return ReturnInvalidPath(invocation);
-  if (!SplitNames(Bytes(namesArgument.get()), &names)) {
-    return ReturnError(invocation, kErrorInvalidPath, "Each name is ended by a zero byte");
+// What calls about a folder's items are asked with.
+struct BusService::NamesOfFolder {
+  // False when the arguments are wrong, which is then answered.
+  bool Read(const Invocation& invocation) {
+    folder = Bytes(Argument(invocation.get(), 0).get());
+    argument = Argument(invocation.get(), 1);
+    if (!IsBusPath(folder)) {
+      ReturnInvalidPath(invocation);
+      return false;
+    }
+    if (SplitNames(Bytes(argument.get()), &names)) return true;
+    ReturnError(invocation, kErrorInvalidPath, "Each name is ended by a zero byte");
+    return false;
   }
-  calls_->requestBadges(client, folder, names, [&](const std::string& badges) {
+
+  std::string folder;
+  VariantPtr argument;  // what the names point into
+  std::vector<std::string_view> names;
+};
+
+void BusService::RequestBadges(const Invocation& invocation, const std::string& client) {
+  NamesOfFolder asked;
+  if (!asked.Read(invocation)) return;
+  calls_->requestBadges(client, asked.folder, asked.names, [&](const std::string& badges) {
     Return(invocation, g_variant_new("(@ay)", ToVariant(badges)));
   });
+}
+
+void BusService::DescribeItems(const Invocation& invocation, const std::string& client) {
+  NamesOfFolder asked;
+  if (!asked.Read(invocation)) return;
+  if (asked.names.size() > kMaxDescribed) {
+    return ReturnError(invocation, "org.freedesktop.DBus.Error.LimitsExceeded",
+                       "Ask for at most 1,000,000 items at a time");
+  }
+  calls_->describeItems(client, asked.folder, asked.names, [&](const WordsOfItems& items) {
+    Return(invocation, DescriptionsToVariant(items));
+  });
+}
+
+// Answered beside all other calls: who asks wants to know what holds them.
+void BusService::Diagnose(const Invocation& invocation, const std::string&) {
+  Return(invocation, DiagnosticsToVariant(calls_->diagnostics()));
 }
 
 // A newer menu call ends the wait of an older one when it arrives: by its turn that would be over.
@@ -297,6 +336,11 @@ void BusService::SetAgentConnected(bool connected) {
 void BusService::EmitBadgesChanged(const std::string& folder, const std::string& entries) {
   Emit(kBusInterface, "BadgesChanged",
        g_variant_new("(@ay@ay)", ToVariant(folder), ToVariant(entries)));
+}
+
+void BusService::EmitDescriptionsChanged(const std::string& folder, const std::string& names) {
+  Emit(kBusInterface, "DescriptionsChanged",
+       g_variant_new("(@ay@ay)", ToVariant(folder), ToVariant(names)));
 }
 
 void BusService::EmitMenusChanged() { Emit(kBusInterface, "MenusChanged", nullptr); }

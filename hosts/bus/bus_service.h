@@ -40,6 +40,7 @@ class BusService {
   void SetDirectoryURLs(std::vector<std::string> paths);
   void SetAgentConnected(bool connected);
   void EmitBadgesChanged(const std::string& folder, const std::string& entries);
+  void EmitDescriptionsChanged(const std::string& folder, const std::string& names);
   void EmitMenusChanged();
 
  private:
@@ -47,6 +48,7 @@ class BusService {
     void operator()(GDBusMethodInvocation* invocation) const { g_object_unref(invocation); }
   };
   using Invocation = std::shared_ptr<GDBusMethodInvocation>;
+  struct NamesOfFolder;
   using Handler = void (BusService::*)(const Invocation& invocation, const std::string& client);
   struct Method {
     const char* name;
@@ -70,12 +72,14 @@ class BusService {
   static void OnClientVanished(GDBusConnection*, const gchar* client, gpointer self);
   void WatchClient(const std::string& client);
   void MenuForItems(const Invocation& invocation, const std::string& client);
+  void Diagnose(const Invocation& invocation, const std::string& client);
   static void Supersede(const std::weak_ptr<MenuCall>& older);
 
   // Worker threads.
   void BeginObservingDirectory(const Invocation& invocation, const std::string& client);
   void EndObservingDirectory(const Invocation& invocation, const std::string& client);
   void RequestBadges(const Invocation& invocation, const std::string& client);
+  void DescribeItems(const Invocation& invocation, const std::string& client);
   void BuildMenu(MenuCall& call, const std::string& client);
   void ChooseMenuItem(const Invocation& invocation, const std::string& client);
   void ListProjects(const Invocation& invocation, const std::string& client);

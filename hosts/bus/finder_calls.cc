@@ -3,15 +3,18 @@
 #include <optional>
 #include <utility>
 
+#include "core/diagnostics.h"
 #include "hosts/bus/bus_paths.h"
+#include "ui/item_words.h"
 #include "ui/menu_context.h"
 
 namespace kelvo {
 
-FinderCalls::FinderCalls(FinderSync& finderSync, BadgeTable& badges, const Clock& clock,
-                         PasteboardOf pasteboardOf)
+FinderCalls::FinderCalls(FinderSync& finderSync, BadgeTable& badges, DescriptionNews& descriptions,
+                         const Clock& clock, PasteboardOf pasteboardOf)
     : finderSync_(finderSync),
       badges_(badges),
+      descriptions_(descriptions),
       pasteboardOf_(std::move(pasteboardOf)),
       observations_([&](const std::string& path) { finderSync.beginObservingDirectoryAtURL(path); },
                     [&](const std::string& path) { finderSync.endObservingDirectoryAtURL(path); }),
@@ -34,6 +37,17 @@ void FinderCalls::requestBadges(const std::string& client, const std::string& fo
     if (IsItemName(name)) finderSync_.requestBadgeIdentifierForURL(ItemPath(folder, name));
   }
   badges_.Answer(client, folder, names, reply);
+}
+
+void FinderCalls::describeItems(const std::string& client, const std::string& folder,
+                                const std::vector<std::string_view>& names,
+                                const std::function<void(const WordsOfItems& items)>& reply) {
+  std::vector<std::string_view> items = names;
+  for (std::string_view& name : items) {
+    if (!IsItemName(name)) name = {};
+  }
+  descriptions_.Ask(client, folder);
+  descriptions_.Answer(client, folder, items, finderSync_.describeItems(folder, items), reply);
 }
 
 KeptMenu FinderCalls::menuForItems(const std::string& client, std::uint32_t kind,
@@ -62,10 +76,13 @@ void FinderCalls::perform(const std::string& client, const ChosenLine& line,
   finderSync_.performAction(line.action, line.context, *pasteboard, activationToken);
 }
 
+Diagnostics FinderCalls::diagnostics() const { return finderSync_.diagnostics(); }
+
 void FinderCalls::clientGone(const std::string& client) {
   menus_.ClientGone(client);
   observations_.ClientGone(client);
   badges_.ClientGone(client);
+  descriptions_.ClientGone(client);
 }
 
 }  // namespace kelvo

@@ -12,6 +12,7 @@
 #include "core/finder_sync.h"
 #include "hosts/bus/badge_table.h"
 #include "hosts/bus/bus_calls.h"
+#include "hosts/bus/description_news.h"
 #include "hosts/bus/kept_menus.h"
 #include "hosts/bus/observation_counts.h"
 #include "platform/clock.h"
@@ -25,8 +26,8 @@ class FinderCalls : public BusCalls {
   // The clipboard of a client of the bus.
   using PasteboardOf = std::function<std::unique_ptr<Pasteboard>(const std::string& client)>;
 
-  FinderCalls(FinderSync& finderSync, BadgeTable& badges, const Clock& clock,
-              PasteboardOf pasteboardOf);
+  FinderCalls(FinderSync& finderSync, BadgeTable& badges, DescriptionNews& descriptions,
+              const Clock& clock, PasteboardOf pasteboardOf);
 
   // Whether a client has a menu of the item; see KeptMenus. Any thread.
   bool isMenuAbout(const std::string& path, bool isList) { return menus_.IsAbout(path, isList); }
@@ -36,6 +37,9 @@ class FinderCalls : public BusCalls {
   void requestBadges(const std::string& client, const std::string& folder,
                      const std::vector<std::string_view>& names,
                      const std::function<void(const std::string& badges)>& reply) override;
+  void describeItems(const std::string& client, const std::string& folder,
+                     const std::vector<std::string_view>& names,
+                     const std::function<void(const WordsOfItems& items)>& reply) override;
   KeptMenu menuForItems(const std::string& client, std::uint32_t kind,
                         const std::vector<std::string>& items,
                         const std::atomic<bool>& cancelled) override;
@@ -45,6 +49,7 @@ class FinderCalls : public BusCalls {
                const std::string& activationToken) override;
   void clientGone(const std::string& client) override;
   bool isStarted() const override { return finderSync_.isStarted(); }
+  Diagnostics diagnostics() const override;
   void withProjects(std::function<void(const ProjectsList& projects)> use) override {
     finderSync_.withProjects(std::move(use));
   }
@@ -52,6 +57,7 @@ class FinderCalls : public BusCalls {
  private:
   FinderSync& finderSync_;
   BadgeTable& badges_;
+  DescriptionNews& descriptions_;
   const PasteboardOf pasteboardOf_;
   ObservationCounts observations_;
   KeptMenus menus_;

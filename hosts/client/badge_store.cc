@@ -3,51 +3,17 @@
 #include <algorithm>
 #include <utility>
 
+#include "hosts/client/badge_store_items.h"
+
 namespace kelvo {
 
 namespace {
-
-constexpr std::chrono::milliseconds kNever = std::chrono::milliseconds::max();
 
 using Relation = WatchedDirectories::Relation;
 
 BadgeByte ValidBadge(char byte) { return byte >= '0' && byte <= '9' ? byte : kNoBadge; }
 
 }  // namespace
-
-struct BadgeStore::Item {
-  Folder* folder = nullptr;
-  const std::string* name = nullptr;  // the key of the item in its folder
-  std::uint32_t holders = 0;
-  BadgeByte badge = kNoBadge;
-  BadgeByte told = kNoBadge;  // the last answer to the file manager
-  bool stale = false;         // the badge is a former extension's
-  bool queued = false;        // its name waits in the folder's queue
-  bool changed = false;       // it waits in changed_
-  bool repaint = false;       // to be told even when the badge is the one told
-  bool used = false;          // looked up since the last sweep
-};
-
-struct BadgeStore::Folder {
-  std::string path;
-  std::unordered_map<std::string, Item, PathHash, std::equal_to<>> items;
-  Relation relation = Relation::kOutside;
-  std::size_t holders = 0;  // the sum of the items'
-  bool observed = false;    // the present extension was told so
-  bool hadBadge = false;    // since the extension appeared
-  bool resting = false;     // nothing is asked until the file manager asks for an item
-  std::vector<std::string> queue;
-  std::vector<std::string> asked;  // of the call that is under way
-  std::uint64_t ticket = 0;        // of that call; 0: there is none
-  Milliseconds lastUse{0};
-  Milliseconds sweepAt = kNever;
-  Milliseconds askAgainAt = kNever;
-  Milliseconds notBefore{0};  // no call until then
-  Milliseconds delay = kFirstRetry;
-
-  bool Shown(Milliseconds now) const { return holders > 0 || now - lastUse < kLinger; }
-  void LengthenDelay() { delay = std::min(2 * delay, kLastRetry); }
-};
 
 BadgeStore::BadgeStore(const Clock& clock, Surroundings& surroundings)
     : clock_(clock), surroundings_(surroundings), nextWork_(kNever) {}
@@ -56,17 +22,17 @@ BadgeStore::~BadgeStore() = default;
 
 BadgeStore::Answer BadgeStore::Lookup(std::string_view path) {
   const std::size_t slash = path.rfind('/');
-  if (path.empty() || path.front() != '/' || slash + 1 == path.size()) return {kNoBadge, nullptr};
+  if (path.empty() || path.front() != '/' || slash + 1 == path.size()) return {};
   const std::string_view name = path.substr(slash + 1);
-  if (name == "." || name == "..") return {kNoBadge, nullptr};
+  if (name == "." || name == "..") return {};
   Folder* folder = FindOrAdd(slash == 0 ? "/" : path.substr(0, slash));
-  if (folder == nullptr) return {kNoBadge, nullptr};
+  if (folder == nullptr) return {};
   folder->lastUse = clock_.Monotonic();
   if (folder->resting) Wake(*folder);
 
   auto at = folder->items.find(name);
   if (at == folder->items.end()) {
-    if (itemCount_ >= kMaxItems) return {kNoBadge, nullptr};
+    if (itemCount_ >= kMaxItems) return {};
     at = folder->items.emplace(name, Item{}).first;
     ++itemCount_;
     at->second.folder = folder;
@@ -80,7 +46,7 @@ BadgeStore::Answer BadgeStore::Lookup(std::string_view path) {
   item.used = true;
   item.told = item.badge;
   item.repaint = false;
-  return {item.badge, &item};
+  return {item.badge, &item, item.description ? item.description.get() : &NoDescription()};
 }
 
 void BadgeStore::Retain(Item* item) {
@@ -102,6 +68,7 @@ void BadgeStore::Release(Item* item) {
 
 void BadgeStore::ExtensionAppeared(const std::vector<std::string>& directories) {
   present_ = true;
+  describes_ = true;
   SetDirectories(directories);
   for (auto& [path, folder] : folders_) {
     folder->hadBadge = false;
@@ -120,6 +87,7 @@ void BadgeStore::ExtensionVanished() {
     for (auto& [name, item] : folder->items) {
       unconfirmed = unconfirmed || item.stale;
       item.stale = item.badge != kNoBadge;
+      item.staleDescription = item.description != nullptr;
     }
   }
   if (!staleSince_ || !unconfirmed) staleSince_ = clock_.Monotonic();
@@ -131,6 +99,7 @@ void BadgeStore::AgentConnected() {
   for (auto& [path, folder] : folders_) {
     folder->delay = kFirstRetry;
     folder->notBefore = Milliseconds{0};
+    folder->describing.notBefore = Milliseconds{0};
     AskAgain(*folder);
   }
   surroundings_.WorkSoon();
@@ -167,7 +136,7 @@ void BadgeStore::OnAnswer(const std::string& path, std::uint64_t ticket,
   }
   if (failed) {
     folder.notBefore = clock_.Monotonic() + folder.delay;
-    folder.LengthenDelay();
+    folder.delay = Folder::Longer(folder.delay);
   } else {
     NoteAnswered(folder);
   }
@@ -183,7 +152,9 @@ void BadgeStore::OnBadgesChanged(std::string_view path, std::string_view entries
     if (end == std::string_view::npos) break;
     const auto found = folder.items.find(entries.substr(1, end - 1));
     if (found != folder.items.end() && InScope(folder, found->first)) {
-      SetBadge(found->second, ValidBadge(entries.front()));
+      const BadgeByte badge = ValidBadge(entries.front());
+      if (badge != found->second.badge) EnqueueDescription(found->second);
+      SetBadge(found->second, badge);
     }
     entries.remove_prefix(end + 1);
   }
@@ -203,6 +174,7 @@ void BadgeStore::TellAll() {
 
 void BadgeStore::Work() {
   nextWork_ = kNever;
+  descriptions_.Prune();
   DropUnshown();
   EndGrace();
   if (present_) {
@@ -242,7 +214,9 @@ void BadgeStore::Rescope(Folder& folder) {
   folder.askAgainAt = kNever;
   for (auto& [name, item] : folder.items) {
     // A returning extension names its folders a little later: what is stale is left to the grace.
-    if (!InScope(folder, name) && !item.stale) SetBadge(item, kNoBadge);
+    if (InScope(folder, name)) continue;
+    if (!item.stale) SetBadge(item, kNoBadge);
+    if (!item.staleDescription) SetDescription(item, nullptr);
   }
   if (present_) AskAgain(folder);
 }
@@ -333,6 +307,7 @@ void BadgeStore::StopAsking(Folder& folder) {
   folder.askAgainAt = kNever;
   folder.notBefore = Milliseconds{0};
   for (auto& [name, item] : folder.items) item.queued = false;
+  StopDescribing(folder);
 }
 
 // Forgets the items of a shown folder that are gone, lest names that come and go pile up.
@@ -358,6 +333,7 @@ void BadgeStore::EndGrace() {
   for (auto& [path, folder] : folders_) {
     for (auto& [name, item] : folder->items) {
       if (item.stale) SetBadge(item, kNoBadge);
+      if (item.staleDescription) SetDescription(item, nullptr);
     }
   }
 }
@@ -376,29 +352,37 @@ void BadgeStore::Serve(Folder& folder) {
   if (now >= folder.askAgainAt) {
     folder.askAgainAt = kNever;
     if (!observe || !folder.hadBadge) AskAgain(folder);
-    folder.LengthenDelay();
+    folder.delay = Folder::Longer(folder.delay);
   }
   if (folder.ticket == 0 && now >= folder.notBefore) SendNext(folder);
+  DescribeNext(folder);
 }
 
 void BadgeStore::SendNext(Folder& folder) {
-  std::string names;
-  std::size_t taken = 0;
-  while (taken < folder.queue.size() && folder.asked.size() < kNamesPerRequest) {
-    std::string& name = folder.queue[taken++];
-    const auto at = folder.items.find(name);
-    if (at == folder.items.end()) continue;
-    at->second.queued = false;
-    if (!InScope(folder, name)) continue;
-    names.append(name).push_back('\0');
-    folder.asked.push_back(std::move(name));
-  }
-  folder.queue.erase(folder.queue.begin(),
-                     folder.queue.begin() + static_cast<std::ptrdiff_t>(taken));
+  const std::string names = TakeNames(folder, folder.queue, folder.asked, &Item::queued);
   if (folder.asked.empty()) return;
   folder.ticket = ++lastTicket_;
   folder.notBefore = clock_.Monotonic() + kPace;
   surroundings_.RequestBadges(folder.path, names, folder.ticket);
+  for (const std::string& name : folder.asked) EnqueueDescription(folder.items.find(name)->second);
+}
+
+// Moves what one call may ask about from `queue` to `asked`; each name followed by a zero byte.
+std::string BadgeStore::TakeNames(Folder& folder, std::vector<std::string>& queue,
+                                  std::vector<std::string>& asked, bool Item::*waits) {
+  std::string names;
+  std::size_t taken = 0;
+  while (taken < queue.size() && asked.size() < kNamesPerRequest) {
+    std::string& name = queue[taken++];
+    const auto at = folder.items.find(name);
+    if (at == folder.items.end()) continue;
+    at->second.*waits = false;
+    if (!InScope(folder, name)) continue;
+    names.append(name).push_back('\0');
+    asked.push_back(std::move(name));
+  }
+  queue.erase(queue.begin(), queue.begin() + static_cast<std::ptrdiff_t>(taken));
+  return names;
 }
 
 void BadgeStore::TellSome() {
@@ -424,6 +408,7 @@ void BadgeStore::Schedule() {
     if (!present_) continue;
     due = std::min(due, folder->askAgainAt);
     if (folder->ticket == 0 && !folder->queue.empty()) due = std::min(due, folder->notBefore);
+    if (folder->MayDescribe()) due = std::min(due, folder->describing.notBefore);
   }
   if (!changed_.empty() || due <= now) surroundings_.WorkSoon();
   if (due > now && due != kNever) WorkBy(due);

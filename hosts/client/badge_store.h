@@ -11,6 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "hosts/client/item_descriptions.h"
 #include "hosts/client/watched_directories.h"
 #include "platform/clock.h"
 
@@ -34,6 +35,10 @@ inline constexpr BadgeByte kNoBadge = '0';
 // When the extension goes, its badges stay for kGrace, so that one that is started again does not
 // make them flicker; what a returned one has not confirmed by 2 * kGrace goes as well.
 //
+// With each badge goes a description, asked for right behind it and again when the badge changes
+// or the extension says that the words have. One call for badges and one for descriptions at most
+// are under way for a folder. No badge waits for a description.
+//
 // Threads: the file manager's main thread only.
 // Lifetime: as long as any item is held; in a file manager for ever.
 class BadgeStore {
@@ -52,8 +57,11 @@ class BadgeStore {
 
   struct Item;
   struct Answer {
-    BadgeByte badge;
-    Item* item;  // null for what the store does not keep; valid until Work unless retained
+    BadgeByte badge = kNoBadge;
+    // Null for what the store does not keep; valid until Work unless retained.
+    Item* item = nullptr;
+    // Never null; valid until Work. A retained item's may be another one after that.
+    const ItemDescription* description = &NoDescription();
   };
 
   // What the store has others do. Called from Work alone, WorkSoon and WorkAfter from anywhere.
@@ -63,6 +71,9 @@ class BadgeStore {
     virtual void EndObserving(const std::string& folder) = 0;
     // `names`: each followed by a zero byte. OnAnswer must follow, unless the extension goes.
     virtual void RequestBadges(const std::string& folder, const std::string& names,
+                               std::uint64_t ticket) = 0;
+    // The same for descriptions: OnDescribed or CannotDescribe must follow.
+    virtual void DescribeItems(const std::string& folder, const std::string& names,
                                std::uint64_t ticket) = 0;
     // The file manager is to ask for the item again; it may do so from inside this call.
     virtual void BadgeChanged(const std::string& folder, const std::string& name) = 0;
@@ -97,6 +108,12 @@ class BadgeStore {
                 std::optional<std::string_view> badges);
   // `entries`: badge byte, name, zero byte, repeated; what is cut off at the end is ignored.
   void OnBadgesChanged(std::string_view folder, std::string_view entries);
+  // `answer`: null when the call failed; one that does not fit the names counts as that.
+  void OnDescribed(const std::string& folder, std::uint64_t ticket, const DescribedItems* answer);
+  // The extension is too old to describe anything: it is not asked again.
+  void CannotDescribe();
+  // `names`: each followed by a zero byte, what is cut off at the end is ignored; empty for all.
+  void OnDescriptionsChanged(std::string_view folder, std::string_view names);
   // Badges look different now: every item that has one is to be drawn again.
   void TellAll();
 
@@ -108,6 +125,7 @@ class BadgeStore {
  private:
   struct Folder;
   using Milliseconds = std::chrono::milliseconds;
+  static constexpr Milliseconds kNever = Milliseconds::max();
   using Folders =
       std::unordered_map<std::string, std::unique_ptr<Folder>, PathHash, std::equal_to<>>;
 
@@ -120,6 +138,9 @@ class BadgeStore {
   void SetBadge(Item& item, BadgeByte badge);
   void MarkChanged(Item& item);
   void NoteAnswered(Folder& folder);
+  void EnqueueDescription(Item& item);
+  void SetDescription(Item& item, DescriptionPool::Ptr description);
+  void StopDescribing(Folder& folder);
 
   void DropUnshown();
   void RestSurplus();
@@ -129,6 +150,9 @@ class BadgeStore {
   void EndGrace();
   void Serve(Folder& folder);
   void SendNext(Folder& folder);
+  void DescribeNext(Folder& folder);
+  std::string TakeNames(Folder& folder, std::vector<std::string>& queue,
+                        std::vector<std::string>& asked, bool Item::*waits);
   void TellSome();
   void Schedule();
   void WorkBy(Milliseconds due);
@@ -139,10 +163,12 @@ class BadgeStore {
   Folders folders_;
   Folder* lastFolder_ = nullptr;  // that was looked into; most look-ups repeat it
   WatchedDirectories directories_;
+  DescriptionPool descriptions_;
   std::vector<Item*> changed_;  // to be told, oldest first
   std::size_t itemCount_ = 0;
   std::uint64_t lastTicket_ = 0;
   bool present_ = false;
+  bool describes_ = false;  // as far as is known of the extension that is present
   std::optional<Milliseconds> staleSince_;
   Milliseconds nextWork_;
 };

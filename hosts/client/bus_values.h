@@ -3,6 +3,8 @@
 
 #include <gio/gio.h>
 
+#include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,6 +26,13 @@ inline std::string_view BytesOf(GVariant* value) {
   const void* bytes = g_variant_get_fixed_array(value, &count, 1);
   return bytes == nullptr ? std::string_view()
                           : std::string_view(static_cast<const char*>(bytes), count);
+}
+
+// Valid as long as the value is.
+inline std::span<const std::uint32_t> NumbersOf(GVariant* value) {
+  gsize count = 0;
+  const void* numbers = g_variant_get_fixed_array(value, &count, sizeof(std::uint32_t));
+  return {static_cast<const std::uint32_t*>(numbers), count};
 }
 
 inline GLibPtr<GVariant> Child(GVariant* container, gsize index) {

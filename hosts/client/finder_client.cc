@@ -1,8 +1,10 @@
 #include "hosts/client/finder_client.h"
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <optional>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -23,12 +25,38 @@ GLibPtr<GVariant> Property(GVariant* dictionary, const char* name, const char* t
   return GLibPtr<GVariant>(g_variant_lookup_value(dictionary, name, G_VARIANT_TYPE(type)));
 }
 
+// File managers copy a text for each item that has it; no column shows as much.
+constexpr std::size_t kMaxText = 1024;
+
+std::string ShortText(std::string_view text) {
+  std::size_t size = std::min(text.size(), kMaxText);
+  while (size > 0 && size < text.size() && (text[size] & 0xC0) == 0x80) --size;  // inside a letter
+  return std::string(text.substr(0, size));
+}
+
+std::vector<ItemDescription> DescriptionsOf(GVariant* array) {
+  std::vector<ItemDescription> descriptions(g_variant_n_children(array));
+  for (gsize i = 0; i < descriptions.size(); ++i) {
+    const char* texts[3] = {};
+    g_variant_get_child(array, i, "(&s&s&s)", &texts[0], &texts[1], &texts[2]);
+    descriptions[i] = {ShortText(texts[0]), ShortText(texts[1]), ShortText(texts[2])};
+  }
+  return descriptions;
+}
+
+// Whether what DescribeItems answered can be that for so many names. Whoever sends more wants
+// memory of the file manager: not even a copy is made of it.
+bool CanAnswer(GVariant* descriptions, std::span<const std::uint32_t> which, std::size_t names) {
+  return which.size() == names && g_variant_n_children(descriptions) <= names + 1;
+}
+
 }  // namespace
 
 struct FinderClient::Request {
   FinderClient* client;
   std::string folder;
   std::uint64_t ticket;
+  std::size_t names = 0;
 };
 
 FinderClient::FinderClient(Listener listener, MenuHost menuHost)
@@ -45,7 +73,7 @@ FinderClient::~FinderClient() {
 }
 
 BadgeStore::Answer FinderClient::Lookup(std::string_view path) noexcept {
-  BadgeStore::Answer answer{kNoBadge, nullptr};
+  BadgeStore::Answer answer;
   Quietly([&] { answer = store_.Lookup(path); });
   return answer;
 }
@@ -109,6 +137,41 @@ void FinderClient::OnBadgesAnswered(GObject* source, GAsyncResult* result, gpoin
     }
     request->client->store_.OnAnswer(request->folder, request->ticket, badges);
   });
+}
+
+void FinderClient::DescribeItems(const std::string& folder, const std::string& names,
+                                 std::uint64_t ticket) {
+  const auto count = static_cast<std::size_t>(std::count(names.begin(), names.end(), '\0'));
+  auto request = std::make_unique<Request>(Request{this, folder, ticket, count});
+  Call(kExtensionInterface, "DescribeItems", g_variant_new("(@ay@ay)", Bytes(folder), Bytes(names)),
+       "(a(sss)au)", OnDescribed, request.release());
+}
+
+void FinderClient::OnDescribed(GObject* source, GAsyncResult* result, gpointer data) {
+  const std::unique_ptr<Request> request(static_cast<Request*>(data));
+  GErrorSlot error;
+  const GLibPtr<GVariant> reply(
+      g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, error.out()));
+  if (g_error_matches(error.get(), G_IO_ERROR, G_IO_ERROR_CANCELLED))
+    return;  // the client may be gone
+  BadgeStore& store = request->client->store_;
+  if (g_error_matches(error.get(), G_DBUS_ERROR, G_DBUS_ERROR_UNKNOWN_METHOD)) {
+    Quietly([&] { store.CannotDescribe(); });
+    return;
+  }
+  GLibPtr<GVariant> places;  // which the answer points into
+  std::optional<DescribedItems> answer;
+  Quietly([&] {
+    if (!reply) return;
+    const GLibPtr<GVariant> descriptions = Child(reply.get(), 0);
+    places = Child(reply.get(), 1);
+    const auto which = NumbersOf(places.get());
+    if (!CanAnswer(descriptions.get(), which, request->names)) return;
+    answer = DescribedItems{DescriptionsOf(descriptions.get()), which};
+  });
+  // Whatever went wrong, the store must learn that the call is over.
+  Quietly(
+      [&] { store.OnDescribed(request->folder, request->ticket, answer ? &*answer : nullptr); });
 }
 
 void FinderClient::BadgeChanged(const std::string& folder, const std::string& name) {
@@ -267,6 +330,11 @@ void FinderClient::OnSignal(GDBusConnection*, const char*, const char*, const ch
       const GLibPtr<GVariant> folder = Child(parameters, 0);
       const GLibPtr<GVariant> entries = Child(parameters, 1);
       client->store_.OnBadgesChanged(BytesOf(folder.get()), BytesOf(entries.get()));
+    } else if (std::strcmp(signal, "DescriptionsChanged") == 0) {
+      if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(ayay)"))) return;
+      const GLibPtr<GVariant> folder = Child(parameters, 0);
+      const GLibPtr<GVariant> names = Child(parameters, 1);
+      client->store_.OnDescriptionsChanged(BytesOf(folder.get()), BytesOf(names.get()));
     } else if (std::strcmp(signal, "MenusChanged") == 0) {
       client->menus_.MenusChanged();
     } else if (g_variant_is_of_type(parameters, G_VARIANT_TYPE("(sa{sv}as)"))) {

@@ -75,6 +75,8 @@ class FinderClient final : private BadgeStore::Surroundings, private ExtensionLi
   void EndObserving(const std::string& folder) override;
   void RequestBadges(const std::string& folder, const std::string& names,
                      std::uint64_t ticket) override;
+  void DescribeItems(const std::string& folder, const std::string& names,
+                     std::uint64_t ticket) override;
   void BadgeChanged(const std::string& folder, const std::string& name) override;
   void WorkSoon() override;
   void WorkAfter(std::chrono::milliseconds delay) override;
@@ -88,6 +90,7 @@ class FinderClient final : private BadgeStore::Surroundings, private ExtensionLi
   static gboolean OnTimer(gpointer self);
   static gboolean OnAskProperties(gpointer self);
   static void OnBadgesAnswered(GObject* source, GAsyncResult* result, gpointer request);
+  static void OnDescribed(GObject* source, GAsyncResult* result, gpointer request);
   static void OnProperties(GObject* source, GAsyncResult* result, gpointer self);
   static void OnSignal(GDBusConnection* connection, const char* sender, const char* path,
                        const char* interface, const char* signal, GVariant* parameters,

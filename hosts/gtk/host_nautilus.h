@@ -15,6 +15,8 @@ extern "C" {  // the header forgets it for the module's functions
 
 namespace kelvo::host {
 
+using ColumnProvider = NautilusColumnProvider;
+using ColumnProviderInterface = NautilusColumnProviderInterface;
 using FileInfo = NautilusFileInfo;
 using InfoProvider = NautilusInfoProvider;
 using InfoProviderInterface = NautilusInfoProviderInterface;
@@ -31,6 +33,7 @@ inline constexpr char kTypeName[] = "KelvoNautilusProvider";
 inline constexpr MenuWaiting kMenuWaiting = MenuWaiting::kNever;
 inline constexpr bool kMnemonics = true;
 
+inline GType ColumnProviderType() { return NAUTILUS_TYPE_COLUMN_PROVIDER; }
 inline GType InfoProviderType() { return NAUTILUS_TYPE_INFO_PROVIDER; }
 inline GType MenuProviderType() { return NAUTILUS_TYPE_MENU_PROVIDER; }
 
@@ -38,6 +41,10 @@ inline GFile* GetLocation(FileInfo* file) { return nautilus_file_info_get_locati
 
 inline void AddEmblem(FileInfo* file, const char* name) {
   nautilus_file_info_add_emblem(file, name);
+}
+
+inline void AddStringAttribute(FileInfo* file, const char* attribute, const char* value) {
+  nautilus_file_info_add_string_attribute(file, attribute, value);
 }
 
 // The object that the file manager has of the location, or null; makes none.
@@ -53,6 +60,11 @@ inline void SetGetFileItems(MenuProviderInterface* provider) {
 // `icon`: null for none. Of all texts only that may be missing.
 inline MenuItem* NewMenuItem(const char* name, const char* title, const char* icon) {
   return nautilus_menu_item_new(name, title, "", icon);
+}
+
+inline gpointer NewColumn(const char* name, const char* attribute, const char* label,
+                          const char* description) {
+  return nautilus_column_new(name, attribute, label, description);
 }
 
 inline void EmitItemsUpdated(MenuProvider* provider) {

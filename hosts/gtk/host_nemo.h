@@ -1,6 +1,8 @@
 // Nemo under the names that the provider uses.
 #pragma once
 
+#include <libnemo-extension/nemo-column-provider.h>
+#include <libnemo-extension/nemo-column.h>
 #include <libnemo-extension/nemo-extension-types.h>
 #include <libnemo-extension/nemo-file-info.h>
 #include <libnemo-extension/nemo-info-provider.h>
@@ -16,6 +18,8 @@
 
 namespace kelvo::host {
 
+using ColumnProvider = NemoColumnProvider;
+using ColumnProviderInterface = NemoColumnProviderInterface;
 using FileInfo = NemoFileInfo;
 using InfoProvider = NemoInfoProvider;
 using InfoProviderInterface = NemoInfoProviderIface;
@@ -32,12 +36,17 @@ inline constexpr char kTypeName[] = "KelvoNemoProvider";
 inline constexpr MenuWaiting kMenuWaiting = MenuWaiting::kShortly;
 inline constexpr bool kMnemonics = true;
 
+inline GType ColumnProviderType() { return NEMO_TYPE_COLUMN_PROVIDER; }
 inline GType InfoProviderType() { return NEMO_TYPE_INFO_PROVIDER; }
 inline GType MenuProviderType() { return NEMO_TYPE_MENU_PROVIDER; }
 
 inline GFile* GetLocation(FileInfo* file) { return nemo_file_info_get_location(file); }
 
 inline void AddEmblem(FileInfo* file, const char* name) { nemo_file_info_add_emblem(file, name); }
+
+inline void AddStringAttribute(FileInfo* file, const char* attribute, const char* value) {
+  nemo_file_info_add_string_attribute(file, attribute, value);
+}
 
 // The object that the file manager has of the location, or null; makes none.
 inline FileInfo* LookupFile(GFile* location) { return nemo_file_info_lookup(location); }
@@ -55,6 +64,11 @@ inline void SetGetFileItems(MenuProviderInterface* provider) {
 // `icon`: null for none. Of all texts only that may be missing.
 inline MenuItem* NewMenuItem(const char* name, const char* title, const char* icon) {
   return nemo_menu_item_new(name, title, "", icon);
+}
+
+inline gpointer NewColumn(const char* name, const char* attribute, const char* label,
+                          const char* description) {
+  return nemo_column_new(name, attribute, label, description);
 }
 
 inline void EmitItemsUpdated(MenuProvider* provider) {

@@ -12,6 +12,7 @@
 #include "hosts/client/finder_client.h"
 #include "hosts/client/quietly.h"
 #include "hosts/gtk/display.h"
+#include "hosts/gtk/local_path.h"
 #include "hosts/gtk/provider.h"
 #include "platform/linux/glib_ptr.h"
 #include KELVO_HOST_HEADER
@@ -66,9 +67,9 @@ std::vector<std::string> CoveredPaths(GList* files) {
   std::vector<std::string> paths;
   for (GList* file = files; file != nullptr; file = file->next) {
     const GObjectPtr<GFile> location(host::GetLocation(static_cast<host::FileInfo*>(file->data)));
-    const GLibPtr<char> path(location ? g_file_get_path(location.get()) : nullptr);
-    if (!path || !HostClient().HasMenus(path.get())) return {};
-    paths.emplace_back(path.get());
+    std::string path = LocalPath(location.get());
+    if (path.empty() || !HostClient().HasMenus(path)) return {};
+    paths.push_back(std::move(path));
   }
   return paths;
 }

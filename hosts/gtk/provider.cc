@@ -8,7 +8,9 @@
 #include "hosts/client/finder_client.h"
 #include "hosts/client/quietly.h"
 #include "hosts/client/watched_directories.h"
+#include "hosts/gtk/columns.h"
 #include "hosts/gtk/display.h"
+#include "hosts/gtk/local_path.h"
 #include "hosts/gtk/menus.h"
 #include "platform/linux/glib_ptr.h"
 #include KELVO_HOST_HEADER
@@ -34,21 +36,20 @@ void Follow(host::FileInfo* file, BadgeStore::Item* item) {
   g_object_set_qdata_full(object, quark, item, item != nullptr ? OnFileObjectGone : nullptr);
 }
 
-void AddBadge(host::FileInfo* file) {
+void Update(host::FileInfo* file) {
   constexpr std::string_view kPrefix = "emblem-";  // the file manager puts it back
   const GObjectPtr<GFile> location(host::GetLocation(file));
-  if (!location) return;
-  const GLibPtr<char> path(g_file_get_path(location.get()));
-  const BadgeStore::Answer answer =
-      path ? HostClient().Lookup(path.get()) : BadgeStore::Answer{kNoBadge, nullptr};
+  const std::string path = LocalPath(location.get());
+  const BadgeStore::Answer answer = path.empty() ? BadgeStore::Answer() : HostClient().Lookup(path);
   Follow(file, answer.item);
   const std::string& icon = HostClient().IconName(answer.badge);
   if (icon.starts_with(kPrefix)) host::AddEmblem(file, icon.c_str() + kPrefix.size());
+  AddColumnTexts(file, *answer.description);
 }
 
 host::OperationResult UpdateFileInfo(host::InfoProvider*, host::FileInfo* file, GClosure*,
                                      host::OperationHandle**) {
-  Quietly([file] { AddBadge(file); });
+  Quietly([file] { Update(file); });
   return host::kComplete;
 }
 
@@ -76,6 +77,7 @@ GType RegisterProvider(GTypeModule* module) {
                                                  static_cast<GTypeFlags>(0));
   const GInterfaceInfo provider = {FillInfoProvider, nullptr, nullptr};
   g_type_module_add_interface(module, type, host::InfoProviderType(), &provider);
+  AddColumnInterface(module, type);
   AddMenuInterface(module, type);
   host::AddInterfaces(module, type);
   return type;

@@ -85,12 +85,16 @@ std::unique_ptr<AgentPort> UnixAgentTransport::portForName(const std::string& na
                                          UnixAgentPort::Options{settings_.sendLimit}, delegate);
 }
 
+std::string UnixAgentTransport::addressOf(const std::string& name) const {
+  return settings_.runtimeFolder.empty() ? "" : settings_.runtimeFolder + "/" + name;
+}
+
 // No descriptor and no refusal: there is no Agent.
 UniqueFd UnixAgentTransport::Connect(const std::string& name, std::string* description,
                                      std::string* refusal) const {
   *refusal = CheckFolder(settings_.runtimeFolder, settings_.user);
   if (!refusal->empty()) return {};
-  const std::string path = settings_.runtimeFolder + "/" + name;
+  const std::string path = addressOf(name);
   if (path.size() > kMaxSocketPath) {
     *refusal = "the path " + path + " is too long for a socket";
     return {};

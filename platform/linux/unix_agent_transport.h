@@ -16,7 +16,7 @@ namespace kelvo {
 // Agents that listen on a Unix stream socket of the user's, named after the bootstrap name, in the
 // user's runtime folder. A message is a frame (agent/message_frame.h) on that connection.
 //
-// Threads: the one that turns the context. Lifetime: ports may outlive it.
+// Threads: the one that turns the context; addressOf any. Lifetime: ports may outlive it.
 class UnixAgentTransport : public AgentTransport {
  public:
   struct Settings {
@@ -33,6 +33,7 @@ class UnixAgentTransport : public AgentTransport {
   // A reason for refusal is logged once, until it changes: callers ask every few seconds.
   std::unique_ptr<AgentPort> portForName(const std::string& name,
                                          AgentPortDelegate& delegate) override;
+  std::string addressOf(const std::string& name) const override;
 
  private:
   UniqueFd Connect(const std::string& name, std::string* description, std::string* refusal) const;

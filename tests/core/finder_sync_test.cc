@@ -128,6 +128,15 @@ TEST_F(FinderSyncTest, SweepIsToldOnlyWhileTheChannelIsUp) {
   EXPECT_EQ(swept_.size(), 2u);
 }
 
+TEST_F(FinderSyncTest, NewPublicLinksAreNoNewsOfItems) {
+  SendItem("/w/a");
+  fake_.transport.DeliverEvent("sync_response", {{"command", "sync-lists"},
+                                                 {"list-id", "publicLinks"},
+                                                 {"list", PropertyList(std::string())}});
+  EXPECT_EQ(changedItems_, Paths{"/w/a"});
+  EXPECT_EQ(publicLinksChanged_, 1);
+}
+
 TEST_F(FinderSyncTest, ReinitGivesANewLogFileInWhichNoNameForgesALine) {
   const std::string log = Home("Library/Logs/KelvoAgentPlugin.log");
   KELVO_LOG(kLogError, "before");

@@ -15,10 +15,12 @@
 #include <thread>
 #include <vector>
 
+#include "core/diagnostics.h"
 #include "hosts/bus/bus_connection.h"
 #include "hosts/bus/bus_interface.h"
 #include "platform/linux/glib_ptr.h"
 #include "platform/linux/session_bus.h"
+#include "ui/item_words.h"
 
 namespace kelvo::test {
 namespace {
@@ -65,6 +67,18 @@ class RecordedCalls : public BusCalls {
     EXPECT_TRUE(folder != "/slow" || released.WaitFor("released"));
     record.Add("badges " + folder);
     reply(std::string(names.size(), '1'));
+  }
+  // Knows the item "a".
+  void describeItems(const std::string&, const std::string& folder,
+                     const std::vector<std::string_view>& names,
+                     const std::function<void(const WordsOfItems&)>& reply) override {
+    WordsOfItems items{{{}, {"In sync", "Zo\u00EB", "Modify"}}, {}};
+    record.Add("describe " + folder);
+    for (std::string_view name : names) items.which.push_back(name == "a" ? 1 : 0);
+    reply(items);
+  }
+  Diagnostics diagnostics() const override {
+    return {.agentAddress = "/run/\xFF", .agent = {.lastMessage = "x\n"}, .started = true};
   }
   void withProjects(std::function<void(const ProjectsList&)>) override { record.Add("projects"); }
   // The menu of "/wait" takes until nobody wants it any more.
@@ -275,6 +289,32 @@ TEST_F(BusServiceTest, ChoicesAreAnsweredBeforeTheyArePerformed) {
   EXPECT_TRUE(calls_.record.WaitFor("perform act ")) << "although its client has left";
 }
 
+TEST_F(BusServiceTest, DescribesInTheClientsOrderAndDiagnosesBesideIt) {
+  auto client = MakeClient();
+  const auto names = [](const char* folder, const std::string& packed) {
+    return g_variant_new("(@ay@ay)", Bytes(folder), Bytes(packed));
+  };
+  const std::string two("b\0a\0", 4);
+  EXPECT_EQ(kErrorInvalidPath, client->Ask("DescribeItems", names("w", two)));
+  EXPECT_EQ(kErrorInvalidPath, client->Ask("DescribeItems", names("/w", "a")));
+  EXPECT_EQ("org.freedesktop.DBus.Error.LimitsExceeded",
+            client->Ask("DescribeItems", names("/w", std::string(1'000'001, '\0'))));
+  EXPECT_NE("", client->Ask("DescribeItems", names("/", "")));
+
+  client->Send("RequestBadges", names("/slow", ""));
+  client->Send("DescribeItems", names("/after", two));
+  EXPECT_EQ(
+      "({'agent-socket': <[byte 0x2f, 0x72, 0x75, 0x6e, 0x2f, 0xff]>, 'agent-connected': <false>, "
+      "'last-message': <'x\xEF\xBF\xBD'>, 'configuration-read': <false>, 'started': <true>},)",
+      client->Ask("Diagnose", nullptr));
+  calls_.released.Add("released");
+  EXPECT_EQ("([('', '', ''), ('In sync', 'Zo\u00EB', 'Modify')], [0, 1])",
+            client->Ask("DescribeItems", names("/w", two)));
+  EXPECT_EQ(
+      (std::vector<std::string>{"describe /", "badges /slow", "describe /after", "describe /w"}),
+      calls_.record.Lines());
+}
+
 TEST_F(BusServiceTest, PropertiesAreSignalledWhenTheyChange) {
   auto client = MakeClient();
   service_->SetAgentConnected(false);
@@ -283,6 +323,7 @@ TEST_F(BusServiceTest, PropertiesAreSignalledWhenTheyChange) {
   service_->SetAgentConnected(true);
   service_->SetDirectoryURLs({"/w"});
   service_->SetDirectoryURLs({"/w"});
+  service_->EmitDescriptionsChanged("/w", std::string("a\0", 2));
   service_->EmitMenusChanged();
   ASSERT_TRUE(client->heard->WaitFor("MenusChanged"));
   std::vector<std::string> heard = client->heard->Lines();
@@ -292,7 +333,7 @@ TEST_F(BusServiceTest, PropertiesAreSignalledWhenTheyChange) {
           "PropertiesChanged('com.kelvo.FinderSync1', {'AgentConnected': <true>}, [])",
           "PropertiesChanged('com.kelvo.FinderSync1', {'DirectoryURLs': <[[byte 0x2f, 0x77]]>}, "
           "[])",
-          "MenusChanged"}),
+          "DescriptionsChanged([0x2f, 0x77], b'a')", "MenusChanged"}),
       heard);
 }
 

@@ -15,168 +15,10 @@
 
 #include "platform/linux/glib_ptr.h"
 #include "platform/linux/session_bus.h"
-#include "tests/hosts/scripted_menus.h"
+#include "tests/hosts/scripted_extension.h"
 
 namespace kelvo {
 namespace {
-
-constexpr char kName[] = "com.kelvo.FinderSync";
-constexpr char kPath[] = "/com/kelvo/FinderSync";
-constexpr char kInterface[] = "com.kelvo.FinderSync1";
-constexpr char kXml[] = R"xml(<node><interface name="com.kelvo.FinderSync1">
-  <method name="BeginObservingDirectory"><arg type="ay" direction="in"/></method>
-  <method name="EndObservingDirectory"><arg type="ay" direction="in"/></method>
-  <method name="RequestBadges"><arg type="ay" direction="in"/><arg type="ay" direction="in"/>
-    <arg type="ay" direction="out"/></method>
-  <property name="DirectoryURLs" type="aay" access="read"/>
-  <property name="Badges" type="a(yss)" access="read"/>
-  <property name="AgentConnected" type="b" access="read"/>
-</interface></node>)xml";
-
-// Turns the main loop, and looks every 50 ms at least, until the condition holds; false when that
-// takes too long.
-bool TurnUntil(const std::function<bool()>& condition) {
-  const gint64 end = g_get_monotonic_time() + 30 * G_USEC_PER_SEC;
-  const guint tick = g_timeout_add(50, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, {});
-  bool holds = false;
-  while (!(holds = condition()) && g_get_monotonic_time() < end) {
-    g_main_context_iteration(nullptr, TRUE);
-  }
-  g_source_remove(tick);
-  return holds;
-}
-
-GVariant* Bytes(const std::string& text) {
-  return g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, text.data(), text.size(), 1);
-}
-
-std::string Text(GVariant* tuple, gsize index) {
-  const GLibPtr<GVariant> child(g_variant_get_child_value(tuple, index));
-  gsize size = 0;
-  const void* bytes = g_variant_get_fixed_array(child.get(), &size, 1);
-  return {static_cast<const char*>(bytes), size};
-}
-
-// A bus of the test's own at a fixed address.
-class Bus {
- public:
-  explicit Bus(const std::string& folder) : address_("unix:path=" + folder + "/bus") {
-    const std::string configuration = folder + "/bus.conf";
-    const std::string text =
-        "<busconfig><type>session</type><listen>" + address_ + "</listen><auth>EXTERNAL</auth>" +
-        "<servicedir>" + folder + "</servicedir><policy context=\"default\">" +
-        "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>" +
-        "<allow own=\"*\"/></policy></busconfig>";
-    g_file_set_contents(configuration.c_str(), text.data(), static_cast<gssize>(text.size()),
-                        nullptr);
-    const std::string option = "--config-file=" + configuration;
-    daemon_.reset(g_subprocess_new(static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDOUT_PIPE |
-                                                                 G_SUBPROCESS_FLAGS_STDERR_SILENCE),
-                                   nullptr, "dbus-daemon", "--nofork", "--nopidfile",
-                                   "--print-address", option.c_str(), nullptr));
-    char first = 0;  // the address is printed once the bus listens
-    listens_ = daemon_ && g_input_stream_read(g_subprocess_get_stdout_pipe(daemon_.get()), &first,
-                                              1, nullptr, nullptr) == 1;
-  }
-  ~Bus() {
-    if (!daemon_) return;
-    g_subprocess_force_exit(daemon_.get());
-    g_subprocess_wait(daemon_.get(), nullptr, nullptr);
-  }
-
-  bool Listens() const { return listens_; }
-
- private:
-  const std::string address_;
-  GObjectPtr<GSubprocess> daemon_;
-  bool listens_ = false;
-};
-
-// An extension in the test's process with a connection of its own.
-class ScriptedExtension {
- public:
-  explicit ScriptedExtension(std::map<std::string, char> badges, bool agentConnected = true)
-      : badges(std::move(badges)), agentConnected(agentConnected) {
-    node_.reset(g_dbus_node_info_new_for_xml(kXml, nullptr));
-    static const GDBusInterfaceVTable functions = {OnCall, OnGet, nullptr, {}};
-    registration_ = g_dbus_connection_register_object(
-        connection_.get(), kPath, node_->interfaces[0], &functions, this, nullptr, nullptr);
-    g_bus_own_name_on_connection(connection_.get(), kName, G_BUS_NAME_OWNER_FLAGS_NONE, nullptr,
-                                 nullptr, nullptr, nullptr);
-  }
-  // Without a word, as a process that was killed.
-  ~ScriptedExtension() {
-    g_dbus_connection_unregister_object(connection_.get(), registration_);
-    g_dbus_connection_close_sync(connection_.get(), nullptr, nullptr);
-  }
-
-  void SignalBadges(const std::string& folder, const std::string& entries) {
-    Emit(kInterface, "BadgesChanged", g_variant_new("(@ay@ay)", Bytes(folder), Bytes(entries)));
-  }
-  void SignalAgentConnected() {
-    agentConnected = true;
-    GVariantBuilder changed;
-    g_variant_builder_init(&changed, G_VARIANT_TYPE("a{sv}"));
-    g_variant_builder_add(&changed, "{sv}", "AgentConnected", g_variant_new_boolean(TRUE));
-    Emit("org.freedesktop.DBus.Properties", "PropertiesChanged",
-         g_variant_new("(sa{sv}as)", kInterface, &changed, nullptr));
-  }
-  void SignalMenus() { Emit(kInterface, "MenusChanged", nullptr); }
-  GDBusConnection* Connection() const { return connection_.get(); }
-  std::ptrdiff_t Count(const std::string& call) const {
-    return std::count(calls.begin(), calls.end(), call);
-  }
-
-  Strings calls;  // method and folder
-  std::vector<std::size_t> askedNames;
-  std::map<std::string, char> badges;  // by name
-  bool agentConnected;
-
- private:
-  static void OnCall(GDBusConnection*, const char*, const char*, const char*, const char* method,
-                     GVariant* parameters, GDBusMethodInvocation* invocation, gpointer self) {
-    auto* extension = static_cast<ScriptedExtension*>(self);
-    extension->calls.push_back(std::string(method) + " " + Text(parameters, 0));
-    if (std::string(method) != "RequestBadges") {
-      g_dbus_method_invocation_return_value(invocation, nullptr);
-      return;
-    }
-    const std::string names = Text(parameters, 1);
-    std::string answer;
-    for (std::size_t at = 0; at < names.size(); at = names.find('\0', at) + 1) {
-      const auto found = extension->badges.find(names.c_str() + at);
-      answer += found == extension->badges.end() ? '0' : found->second;
-    }
-    extension->askedNames.push_back(answer.size());
-    g_dbus_method_invocation_return_value(invocation, g_variant_new("(@ay)", Bytes(answer)));
-  }
-  static GVariant* OnGet(GDBusConnection*, const char*, const char*, const char*,
-                         const char* property, GError**, gpointer self) {
-    const std::string name = property;
-    if (name == "AgentConnected") {
-      return g_variant_new_boolean(static_cast<ScriptedExtension*>(self)->agentConnected);
-    }
-    if (name == "Badges") {
-      return g_variant_new_parsed(
-          "[(byte 0x31, 'in-sync', 'emblem-one'),"
-          " (byte 0x32, 'dirty', 'emblem-two')]");
-    }
-    GVariant* directory = Bytes("/w");
-    return g_variant_new_array(G_VARIANT_TYPE("ay"), &directory, 1);
-  }
-  void Emit(const char* interface, const char* signal, GVariant* parameters) {
-    g_dbus_connection_emit_signal(connection_.get(), nullptr, kPath, interface, signal, parameters,
-                                  nullptr);
-  }
-
-  std::string error_;
-  guint registration_ = 0;
-  GLibPtr<GDBusNodeInfo> node_;
-  const GObjectPtr<GDBusConnection> connection_ = OpenSessionBus(&error_);
-
- public:
-  ScriptedMenus menus{connection_.get()};
-};
 
 class FinderClientTest : public ::testing::Test {
  protected:
@@ -260,6 +102,51 @@ TEST_F(FinderClientTest, BadgesComeInOneCallAndFollowSignals) {
   EXPECT_EQ(Icon("/w/a"), "emblem-two");
   EXPECT_EQ(Icon("/w/b"), "emblem-one");
   EXPECT_EQ(Icon("/w/c"), "");
+}
+
+TEST_F(FinderClientTest, DescriptionsComeWithTheBadgesAndFollowTheirSignal) {
+  StartBus();
+  const auto owner = [&](const char* path) { return client_->Lookup(path).description->lockOwner; };
+  auto extension =
+      std::make_unique<ScriptedExtension>(std::map<std::string, char>{{"a", '1'}}, true, true);
+  extension->owners = {{"a", "Zo\u00eb"}};
+  for (const char* path : {"/w/a", "/w/b"}) Show(path);
+  ASSERT_TRUE(TurnUntil([&] { return owner("/w/a") == "Zo\u00eb"; }));
+  EXPECT_EQ(owner("/w/b"), "");
+  EXPECT_EQ(extension->calls,
+            (Strings{"BeginObservingDirectory /w", "RequestBadges /w", "DescribeItems /w"}));
+
+  extension->owners = {{"a", "Bob"}, {"b", "Bob"}};
+  changed_.clear();
+  extension->SignalDescriptions("/w", "");
+  ASSERT_TRUE(TurnUntil([&] { return changed_.size() == 2; }));
+  EXPECT_EQ(owner("/w/a") + owner("/w/b"), "BobBob");
+
+  extension.reset();
+  extension = std::make_unique<ScriptedExtension>(std::map<std::string, char>{});  // an older one
+  ASSERT_TRUE(TurnUntil([&] { return owner("/w/a").empty(); }));
+  EXPECT_EQ(Icon("/w/a"), "emblem-one") << "which stays for the grace: no text waits for that";
+}
+
+TEST_F(FinderClientTest, OversizedDescriptionsAreRefusedAndLongTextsCut) {
+  StartBus();
+  const auto owner = [&] { return client_->Lookup("/w/a").description->lockOwner; };
+  ScriptedExtension extension({}, /*agentConnected=*/false, /*describes=*/true);
+  const std::string letter = "\u00eb";
+  std::string whole = "x", cut = "x";
+  for (int i = 0; i < 1000; ++i) whole += letter;
+  for (int i = 0; i < 511; ++i) cut += letter;
+  extension.owners = {{"a", whole}};
+  extension.spareDescriptions = 2;
+  Show("/w/a");
+  ASSERT_TRUE(TurnUntil([&] { return extension.Count("DescribeItems /w") == 1; }));
+  extension.SignalBadges("/w", std::string("1a\0", 3));  // behind the answer
+  ASSERT_TRUE(HasIcon("/w/a", "emblem-one"));
+  EXPECT_EQ(owner(), "");
+  extension.spareDescriptions = 1;
+  extension.SignalAgentConnected();
+  ASSERT_TRUE(TurnUntil([&] { return !owner().empty(); }));
+  EXPECT_EQ(owner(), cut);
 }
 
 TEST_F(FinderClientTest, AnAgentThatConnectsIsANewChance) {

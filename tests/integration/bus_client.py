@@ -43,6 +43,7 @@ class BusClient:
         self.badges = {}          # (folder, name): badge, as bytes
         self.badge_signals = []   # (folder, number of entries)
         self.members = []         # names of all signals
+        self.descriptions = []    # (folder, names) of each signal, as texts
         for interface in (INTERFACE, "org.freedesktop.DBus.Properties"):
             self._connection.signal_subscribe(None, interface, None, PATH, None,
                                               Gio.DBusSignalFlags.NONE, self._on_signal)
@@ -56,6 +57,9 @@ class BusClient:
     def _on_signal(self, _connection, _sender, _path, _interface, member, parameters):
         with self._news:
             self.members.append(member)
+            if member == "DescriptionsChanged":
+                folder, names = (as_bytes(parameters.get_child_value(i)).decode() for i in (0, 1))
+                self.descriptions.append((folder, names.split("\0")[:-1]))
             if member == "BadgesChanged":
                 folder = as_bytes(parameters.get_child_value(0))
                 entries = as_bytes(parameters.get_child_value(1)).split(b"\0")[:-1]
@@ -92,6 +96,18 @@ class BusClient:
         if isinstance(answer[0], Exception):
             raise answer[0]
         return answer[0]
+
+    def describe(self, folder, names):
+        """DescribeItems: (state, lock owner, permission) of each name."""
+        packed = "".join(name + "\0" for name in names)
+        kinds, which = self.call("DescribeItems", byte_array(folder.encode()),
+                                 byte_array(packed.encode())).unpack()
+        return [kinds[i] for i in which]
+
+    def wait_descriptions(self, folder, names, what, seconds=20):
+        """A signal for these names since the last one that was waited for."""
+        self.wait(lambda: (folder, names) in self.descriptions, seconds, what)
+        self.descriptions.clear()
 
     def menu(self, *items, seconds=20):
         """MenuForItems: the serial and the lines. Items are paths, as texts or bytes."""

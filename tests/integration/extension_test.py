@@ -105,6 +105,32 @@ class ExtensionTest(unittest.TestCase):
         self.assertEqual(agent.list_requests(), [self.work, os.path.join(self.work, names[0])],
                          "one pair of requests, whatever the number of files")
 
+    def test_descriptions_follow_the_agent(self):
+        self.make("eve", "sync")
+        agent = Agent(self.session, self.work, [{"path": "eve", "lock": 1, "owner": "Eve"}])
+        self.wait_watching(self.work)
+        eve = ("Locked by another user", "Eve", "Modify")
+        self.assertEqual(self.client.describe(self.work, ["eve"]), [("", "", "")])
+        self.client.request(self.work, ["eve"])
+        self.client.wait_descriptions(self.work, ["eve"], "the list")
+        self.assertEqual(self.client.describe(self.work, ["sync", "eve", "", "../Work/eve"])[1:],
+                         [eve, ("", "", ""), ("", "", "")])
+        agent.command("lock eve by Bob")
+        self.client.wait_descriptions(self.work, ["eve"], "another owner")
+        self.assertEqual(self.client.describe(self.work, ["eve"])[0][1], "Bob")
+
+        facts = self.client.call("Diagnose").unpack()[0]
+        self.assertEqual(bytes(facts["agent-socket"]).decode(),
+                         os.path.join(self.session.runtime, SOCKET))
+        self.assertEqual([facts["agent-connected"], facts["configuration-read"], facts["started"],
+                          facts["last-message"]], [True, True, True, "sync_item"])
+        self.assertEqual(bytes(facts["configuration-file"]).decode(),
+                         os.path.join(self.session.home, PREFERENCES, "user_info.plist"))
+        self.assertLess(abs(facts["connected-since"] - facts["last-message-time"]), 60)
+        agent.process.kill()
+        wait_until(lambda: "connected-since" not in self.client.call("Diagnose").unpack()[0],
+                   PATIENCE, "the loss")
+
     def test_agent_and_extension_come_and_go(self):
         self.make("a", "b")
         self.client.request(self.work, ["a"])  # starts the extension; nobody can answer it yet
@@ -178,6 +204,7 @@ class ExtensionTest(unittest.TestCase):
         for member, *arguments in [
                 ("RequestBadges", b"", b"a\0"), ("RequestBadges", b"/w\0x", b"a\0"),
                 ("RequestBadges", b"/w", b"unended"), ("BeginObservingDirectory", b"/w/"),
+                ("DescribeItems", b"/w", b"unended"), ("DescribeItems", b"/w/", b"a\0"),
                 ("EndObservingDirectory", b"x")]:
             with self.assertRaises(GLib.Error, msg=(member, arguments)) as caught:
                 self.client.call(member, *map(byte_array, arguments))

@@ -104,6 +104,15 @@ def faults_in_source(name, source, table):
                    f" and {table[pair[0]]!r} in the base table")
 
 
+def faults_in_labels(script, table):
+    """Of the keys that the build itself takes out of the tables."""
+    listed = re.search(r"set\(labels ([^)]*)\)", script)
+    wanted = {f"ItemColumns.{label}{part}" for label in (listed[1].split() if listed else ())
+              for part in ("", "Description")}
+    for key in sorted(wanted ^ {key for key in table if key.startswith("ItemColumns.")}):
+        yield f"{key!r}: the base table and the labels of item_labels.cmake do not agree"
+
+
 def read_table(data, name="the base table"):
     """The table and its faults; plistlib alone would let the last of two equal keys win."""
     try:
@@ -236,6 +245,8 @@ def check_itself():
     for change in BROKEN_TRANSLATIONS:
         if not list(faults_in_language("sample", TRANSLATED | change, BASE_TEXTS)):
             yield f"the check lets pass the translation {change!r}"
+    if len(list(faults_in_labels("set(labels A)", {"ItemColumns.B": "", "B": ""}))) != 3:
+        yield "the check lets pass labels that no table has"
     if not list(faults_in_language("sample", {"A": "%@, %d", "B": " (s)"}, BASE_TEXTS)):
         yield "the check lets pass a missing key"
 
@@ -246,6 +257,8 @@ def main():
     faults += table_faults
     if table:
         faults += faults_in_languages(table)
+        faults += faults_in_labels((RESOURCES / "item_labels.cmake").read_text(encoding="utf-8"),
+                                   table)
     calls = 0
     for folder in FOLDERS:
         for path in sorted((ROOT / folder).rglob("*")):

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "base/user_languages.h"
 #include "settings/property_list_xml.h"
 #include "tests/support/fixture.h"
 
@@ -12,9 +13,11 @@ namespace {
 
 class ApplicationBundleTest : public test::Fixture {
  protected:
+  static std::string Xml(const PropertyList::Dictionary& texts) {
+    return WriteXmlPropertyList(texts).value();
+  }
   void WriteTable(const std::string& language, const PropertyList::Dictionary& texts) {
-    WriteFile(Home("bundle/" + language + ".lproj/Localizable.strings"),
-              WriteXmlPropertyList(texts).value());
+    WriteFile(Home("bundle/" + language + ".lproj/Localizable.strings"), Xml(texts));
   }
   Bundle Make(const std::vector<std::string>& languages) const {
     return Bundle(Home("bundle"), languages);
@@ -42,10 +45,49 @@ TEST_F(ApplicationBundleTest, TakesTheMostWantedTextWithTheRightSpecifiers) {
   }
   EXPECT_EQ(Make({"de"}).localizedString("number", "code"), "code");
   EXPECT_EQ(Make({"de"}).localizedString("missing", "code"), "code");
-  WriteFile(Home("bundle/de.lproj/Localizable.strings"), "\"b\" = \"old form\";");
-  EXPECT_EQ(Make({"de", "fr"}).localizedString("b", "code"), "base b");
-  EXPECT_EQ(LogCount("de.lproj"), 1);
+}
+
+TEST_F(ApplicationBundleTest, BrokenTablesCostOneLogLineAndLeaveTheBaseTexts) {
+  WriteTable("Base", {{"a", "base %@"}, {"b", "base b"}});
+  const std::string whole = Xml({{"a", "deutsch %@"}, {"b", "deutsch b"}});
+  const std::string beginning = "<plist><dict><key>b</key><string>";
+  const struct {
+    const char* what;
+    std::string bytes;
+  } kRows[] = {
+      {"the old form", "\"b\" = \"deutsch b\";"},
+      {"nothing", ""},
+      {"the first half", whole.substr(0, whole.size() / 2)},
+      {"no dictionary", WriteXmlPropertyList(PropertyList::Array{"deutsch b"}).value()},
+      {"no texts", Xml({{"a", 5}, {"b", PropertyList::Array{"b"}}})},
+      {"other values", Xml({{"a", "deutsch %d"}, {"b", "b %@"}})},
+      {"no UTF-8", beginning + "\xff</string></dict></plist>"},
+      {"65 MiB", beginning + std::string(65u << 20, 'x') + "</string></dict></plist>"},
+  };
+  int lines = 0;
+  for (const auto& row : kRows) {
+    WriteFile(Home("bundle/de.lproj/Localizable.strings"), row.bytes);
+    const Bundle bundle = Make({"de", "fr"});
+    EXPECT_EQ(bundle.localizedString("a", "%@ in code"), "base %@") << row.what;
+    EXPECT_EQ(bundle.localizedString("b", "code"), "base b") << row.what;
+    EXPECT_EQ(LogCount("de.lproj"), ++lines) << row.what;
+  }
   EXPECT_EQ(LogCount("fr.lproj"), 0);
+}
+
+TEST_F(ApplicationBundleTest, VariantsOfALanguageTakeWhatTheirReadersRead) {
+  for (const char* language : {"Base", "zh_CN", "pt_BR"}) WriteTable(language, {{"a", language}});
+  const struct {
+    std::vector<std::string> languages;
+    const char* a;
+  } kRows[] = {
+      {{"zh_CN", "zh"}, "zh_CN"}, {{"zh_Hans_CN", "zh"}, "zh_CN"},     {{"zh-Hans"}, "zh_CN"},
+      {{"zh_SG", "zh"}, "zh_CN"}, {{"zh_TW", "zh"}, "Base"},           {{"zh_HK", "zh"}, "Base"},
+      {{"pt_PT", "pt"}, "Base"},  {{"pt_PT", "pt", "pt_BR"}, "pt_BR"},
+  };
+  for (const auto& row : kRows) {
+    EXPECT_EQ(Make(row.languages).localizedString("a", "code"), row.a) << row.languages[0];
+  }
 }
 
 TEST_F(ApplicationBundleTest, LanguagesComeFromTheEnvironment) {

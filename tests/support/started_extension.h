@@ -76,6 +76,7 @@ class StartedExtension : public Fixture, public FinderSync::Observer {
   void onItemsChanged(const std::string& path, bool isList) override {
     changedItems_.push_back(path + (isList ? "/*" : ""));
   }
+  void onPublicLinksChanged() override { ++publicLinksChanged_; }
   void onFoldersSwept(const std::vector<std::string>& folders) override {
     swept_.push_back(folders);
   }
@@ -83,6 +84,7 @@ class StartedExtension : public Fixture, public FinderSync::Observer {
   std::unique_ptr<FinderSync> extension_;
   std::vector<bool> connections_;
   int menusChanged_ = 0;
+  int publicLinksChanged_ = 0;
   std::vector<std::string> changedItems_;
   std::vector<std::vector<std::string>> swept_;
 

@@ -62,22 +62,56 @@ bool FlagOf(GVariant* properties, const char* name) {
   return flag != nullptr && g_variant_get_boolean(flag.get()) == TRUE;
 }
 
-std::int64_t NumberOf(GVariant* properties, const char* name) {
+std::optional<std::int64_t> NumberIn(GVariant* properties, const char* name) {
   const GLibPtr<GVariant> number = Lookup(properties, name, "x");
-  return number == nullptr ? 0 : g_variant_get_int64(number.get());
+  if (number == nullptr) return std::nullopt;
+  return g_variant_get_int64(number.get());
+}
+
+std::int64_t NumberOf(GVariant* properties, const char* name) {
+  return NumberIn(properties, name).value_or(0);
+}
+
+std::string PathOf(GVariant* properties, const char* name) {
+  const GLibPtr<GVariant> path = Lookup(properties, name, "ay");
+  return path == nullptr ? std::string() : std::string(BytesOf(path.get()));
 }
 
 ExtensionClient::Project ProjectOf(GVariant* properties) {
-  const GLibPtr<GVariant> path = Lookup(properties, "path", "ay");
   ExtensionClient::Project project;
   project.kind = TextOf(properties, "kind");
   project.id = TextOf(properties, "id");
   project.name = TextOf(properties, "name");
   project.owner = TextOf(properties, "owner");
-  if (path != nullptr) project.path = BytesOf(path.get());
+  project.path = PathOf(properties, "path");
   project.status = TextOf(properties, "status");
   project.readOnly = FlagOf(properties, "read-only");
   return project;
+}
+
+// False when the reply does not say one of its descriptions for each name.
+bool AddDescriptions(GVariant* reply, std::size_t names,
+                     std::vector<ExtensionClient::Description>* descriptions) {
+  const GLibPtr<GVariant> all = Child(reply, 0);
+  const GLibPtr<GVariant> which = Child(reply, 1);
+  gsize count = 0;
+  const auto* places =
+      static_cast<const guint32*>(g_variant_get_fixed_array(which.get(), &count, sizeof(guint32)));
+  if (count != names) return false;
+  std::vector<ExtensionClient::Description> kinds;
+  for (gsize i = 0; i < g_variant_n_children(all.get()); ++i) {
+    const char* state = nullptr;
+    const char* lockOwner = nullptr;
+    const char* permission = nullptr;
+    const GLibPtr<GVariant> kind = Child(all.get(), i);
+    g_variant_get(kind.get(), "(&s&s&s)", &state, &lockOwner, &permission);
+    kinds.push_back({state, lockOwner, permission});
+  }
+  for (gsize i = 0; i < count; ++i) {
+    if (places[i] >= kinds.size()) return false;
+    descriptions->push_back(kinds[places[i]]);
+  }
+  return true;
 }
 
 }  // namespace
@@ -88,14 +122,17 @@ struct ExtensionClient::BadgeRequest {
   std::function<void(const std::string& reason)> onFailure;
 };
 
-std::unique_ptr<ExtensionClient> ExtensionClient::Connect(std::string* error) {
-  GObjectPtr<GDBusConnection> connection = OpenSessionBus(error);
+std::unique_ptr<ExtensionClient> ExtensionClient::Connect(
+    std::string* error, std::optional<std::chrono::milliseconds> limit) {
+  GObjectPtr<GDBusConnection> connection =
+      limit.has_value() ? OpenSessionBus(error, *limit) : OpenSessionBus(error);
   if (connection == nullptr) return nullptr;
-  return std::unique_ptr<ExtensionClient>(new ExtensionClient(std::move(connection)));
+  return std::unique_ptr<ExtensionClient>(new ExtensionClient(std::move(connection), limit));
 }
 
-ExtensionClient::ExtensionClient(GObjectPtr<GDBusConnection> connection)
-    : connection_(std::move(connection)), cancel_(g_cancellable_new()) {}
+ExtensionClient::ExtensionClient(GObjectPtr<GDBusConnection> connection,
+                                 std::optional<std::chrono::milliseconds> limit)
+    : connection_(std::move(connection)), cancel_(g_cancellable_new()), limit_(limit) {}
 
 ExtensionClient::~ExtensionClient() {
   g_cancellable_cancel(cancel_.get());
@@ -108,11 +145,12 @@ ExtensionClient::~ExtensionClient() {
 GLibPtr<GVariant> ExtensionClient::Call(const char* member, GVariant* parameters,
                                         const char* replyType, std::string* error,
                                         const char* interface) {
+  const int usual = std::exchange(called_, true) ? kCallTimeout : kStartTimeout;
   GErrorSlot failure;
   GLibPtr<GVariant> reply(g_dbus_connection_call_sync(
       connection_.get(), kBusName, kBusPath, interface, member, parameters,
       G_VARIANT_TYPE(replyType), G_DBUS_CALL_FLAGS_NONE,
-      std::exchange(called_, true) ? kCallTimeout : kStartTimeout, nullptr, failure.out()));
+      limit_.has_value() ? static_cast<int>(limit_->count()) : usual, nullptr, failure.out()));
   if (reply == nullptr) *error = ReasonOf(failure);
   return reply;
 }
@@ -155,6 +193,40 @@ std::optional<ExtensionClient::Projects> ExtensionClient::ListProjects(std::stri
   projects.notSyncedFiles = NumberOf(totals.get(), "not-synced-files");
   projects.notSyncedBytes = NumberOf(totals.get(), "not-synced-bytes");
   return projects;
+}
+
+std::optional<ExtensionClient::Diagnosis> ExtensionClient::Diagnose(std::string* error) {
+  const GLibPtr<GVariant> reply = Call("Diagnose", nullptr, "(a{sv})", error);
+  if (reply == nullptr) return std::nullopt;
+  const GLibPtr<GVariant> facts = Child(reply.get(), 0);
+  Diagnosis diagnosis;
+  diagnosis.agentSocket = PathOf(facts.get(), "agent-socket");
+  diagnosis.agentConnected = FlagOf(facts.get(), "agent-connected");
+  diagnosis.connectedSince = NumberIn(facts.get(), "connected-since");
+  diagnosis.lastMessageTime = NumberIn(facts.get(), "last-message-time");
+  diagnosis.lastMessage = TextOf(facts.get(), "last-message");
+  diagnosis.configurationFile = PathOf(facts.get(), "configuration-file");
+  diagnosis.configurationLabel = TextOf(facts.get(), "configuration-label");
+  diagnosis.configurationRead = FlagOf(facts.get(), "configuration-read");
+  diagnosis.logFile = PathOf(facts.get(), "log-file");
+  diagnosis.started = FlagOf(facts.get(), "started");
+  return diagnosis;
+}
+
+std::optional<std::vector<ExtensionClient::Description>> ExtensionClient::Describe(
+    const std::string& folder, const std::vector<std::string>& names, std::string* error) {
+  std::vector<Description> descriptions;
+  for (const PackedNames& some : PackNames(names, kNamesPerRequest)) {
+    const GLibPtr<GVariant> reply =
+        Call("DescribeItems", g_variant_new("(@ay@ay)", Bytes(folder), Bytes(some.packed)),
+             "(a(sss)au)", error);
+    if (reply == nullptr) return std::nullopt;
+    if (!AddDescriptions(reply.get(), some.names.size(), &descriptions)) {
+      *error = "the extension does not describe each name that it was asked for";
+      return std::nullopt;
+    }
+  }
+  return descriptions;
 }
 
 bool ExtensionClient::CallWithFolder(const char* member, const std::string& folder,

@@ -50,9 +50,31 @@ class ExtensionClient {
     std::int64_t notSyncedBytes = 0;
   };
 
+  // What the extension says of an item in words; a text is empty where it says nothing.
+  struct Description {
+    std::string state;
+    std::string lockOwner;
+    std::string permission;
+  };
+  // How the extension fares. What it does not tell is absent or empty; times are seconds since
+  // 1970.
+  struct Diagnosis {
+    std::string agentSocket;  // path
+    bool agentConnected = false;
+    std::optional<std::int64_t> connectedSince;
+    std::optional<std::int64_t> lastMessageTime;
+    std::string lastMessage;
+    std::string configurationFile;
+    std::string configurationLabel;
+    bool configurationRead = false;
+    std::string logFile;
+    bool started = false;
+  };
+
   // Null, with the reason, when there is no session bus. The extension itself is started, if it
-  // does not run, with the first call.
-  static std::unique_ptr<ExtensionClient> Connect(std::string* error);
+  // does not run, with the first call. `limit`: for each wait, instead of the usual ones.
+  static std::unique_ptr<ExtensionClient> Connect(
+      std::string* error, std::optional<std::chrono::milliseconds> limit = std::nullopt);
   ~ExtensionClient();
   ExtensionClient(const ExtensionClient&) = delete;
   ExtensionClient& operator=(const ExtensionClient&) = delete;
@@ -60,6 +82,11 @@ class ExtensionClient {
   std::optional<Properties> ReadProperties(std::string* error);
   // What an extension of another version leaves out is empty.
   std::optional<Projects> ListProjects(std::string* error);
+  std::optional<Diagnosis> Diagnose(std::string* error);
+  // One for each of the folder's names, in order, as known now.
+  std::optional<std::vector<Description>> Describe(const std::string& folder,
+                                                   const std::vector<std::string>& names,
+                                                   std::string* error);
   bool BeginObserving(const std::string& folder, std::string* error);
   bool EndObserving(const std::string& folder, std::string* error);
 
@@ -83,7 +110,8 @@ class ExtensionClient {
  private:
   struct BadgeRequest;
 
-  explicit ExtensionClient(GObjectPtr<GDBusConnection> connection);
+  ExtensionClient(GObjectPtr<GDBusConnection> connection,
+                  std::optional<std::chrono::milliseconds> limit);
   bool CallWithFolder(const char* member, const std::string& folder, std::string* error);
   void TakeBadges(const BadgeRequest& request, GVariant* reply);
 
@@ -99,6 +127,7 @@ class ExtensionClient {
 
   const GObjectPtr<GDBusConnection> connection_;
   const GObjectPtr<GCancellable> cancel_;  // for what is still asked when the client goes
+  const std::optional<std::chrono::milliseconds> limit_;
   bool called_ = false;
   std::string folder_;
   std::function<void(const BadgeEntry& entry)> onBadge_;

@@ -1,0 +1,69 @@
+// What a BadgeStore keeps of each folder and item; for its own sources alone.
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "hosts/client/badge_store.h"
+#include "hosts/client/item_descriptions.h"
+#include "hosts/client/watched_directories.h"
+
+namespace kelvo {
+
+struct BadgeStore::Item {
+  Folder* folder = nullptr;
+  const std::string* name = nullptr;  // the key of the item in its folder
+  DescriptionPool::Ptr description;
+  std::uint32_t holders = 0;
+  BadgeByte badge = kNoBadge;
+  BadgeByte told = kNoBadge;      // the last answer to the file manager
+  bool stale = false;             // the badge is a former extension's
+  bool queued = false;            // its name waits in the folder's queue
+  bool changed = false;           // it waits in changed_
+  bool repaint = false;           // to be told even when the badge is the one told
+  bool used = false;              // looked up since the last sweep
+  bool staleDescription = false;  // the description is a former extension's
+  bool toDescribe = false;        // its name waits in the folder's queue for descriptions
+};
+
+struct BadgeStore::Folder {
+  // The names to be described, and the call for some of them that is under way.
+  struct Describing {
+    std::vector<std::string> queue;
+    std::vector<std::string> asked;
+    std::uint64_t ticket = 0;
+    Milliseconds notBefore{0};
+    Milliseconds delay = kFirstRetry;
+  };
+
+  std::string path;
+  std::unordered_map<std::string, Item, PathHash, std::equal_to<>> items;
+  WatchedDirectories::Relation relation = WatchedDirectories::Relation::kOutside;
+  std::size_t holders = 0;  // the sum of the items'
+  bool observed = false;    // the present extension was told so
+  bool hadBadge = false;    // since the extension appeared
+  bool resting = false;     // nothing is asked until the file manager asks for an item
+  std::vector<std::string> queue;
+  std::vector<std::string> asked;  // of the call that is under way
+  std::uint64_t ticket = 0;        // of that call; 0: there is none
+  Milliseconds lastUse{0};
+  Milliseconds sweepAt = kNever;
+  Milliseconds askAgainAt = kNever;
+  Milliseconds notBefore{0};  // no call until then
+  Milliseconds delay = kFirstRetry;
+  Describing describing;
+
+  // A large folder's badges come first: the extension answers call after call.
+  bool MayDescribe() const {
+    return describing.ticket == 0 && !describing.queue.empty() && queue.empty();
+  }
+  bool Shown(Milliseconds now) const { return holders > 0 || now - lastUse < kLinger; }
+  static Milliseconds Longer(Milliseconds delay) { return std::min(2 * delay, kLastRetry); }
+};
+
+}  // namespace kelvo
