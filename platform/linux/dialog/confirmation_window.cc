@@ -1,6 +1,7 @@
 #include "platform/linux/dialog/confirmation_window.h"
 
 #include <optional>
+#include <utility>
 
 #include "platform/linux/dialog/complaint.h"
 #include "platform/linux/dialog/x11_window.h"
@@ -168,6 +169,10 @@ void ConfirmationWindow::Present() {
 void ConfirmationWindow::ComeToFront(const std::string& activationToken) {
   if (!activationToken.empty()) gtk_window_set_startup_id(window_, activationToken.c_str());
   gtk_window_present(window_);
+}
+
+void ConfirmationWindow::Measure(std::function<void(const TextFit& fit)> measured) {
+  MeasureTexts(window_, std::move(measured));
 }
 
 void ConfirmationWindow::OnMapped(GtkWidget* window, gpointer self) {

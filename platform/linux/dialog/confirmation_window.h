@@ -7,6 +7,7 @@
 #include <string>
 
 #include "platform/dialogs.h"
+#include "platform/linux/dialog/text_fit.h"
 
 namespace kelvo::dialog {
 
@@ -33,6 +34,8 @@ class ConfirmationWindow {
   void Present();
   // With what the desktop gave the user's choice; empty for none.
   void ComeToFront(const std::string& activationToken);
+  // Tells, later, how the texts of the open window fit.
+  void Measure(std::function<void(const TextFit& fit)> measured);
 
  private:
   explicit ConfirmationWindow(Events events) : events_(std::move(events)) {}

@@ -38,6 +38,12 @@ void DialogHelper::Receive(const std::string& name, const PropertyList::Dictiona
   } else if (window_ != nullptr && name == kFront) {
     window_->ComeToFront(TextOf(dictionary, kActivationToken));
     channel_.Send(kShown);
+  } else if (window_ != nullptr && name == kMeasure) {
+    window_->Measure([this](const TextFit& fit) {
+      channel_.Send(
+          kMeasured,
+          {{kUnreadableTexts, fit.unreadableTexts}, {kWidth, fit.width}, {kHeight, fit.height}});
+    });
   } else {
     Complain("message \"" + name + "\" ignored");
   }

@@ -18,6 +18,7 @@ inline constexpr int kChannel = 3;
 inline constexpr char kShow[] = "show";                   // the contents, kInterfaceFile
 inline constexpr char kUpdate[] = "update";               // the contents
 inline constexpr char kFront[] = "front";                 // kActivationToken, empty for none
+inline constexpr char kMeasure[] = "measure";             // from tests of texts and layouts
 inline constexpr char kSetClipboard[] = "set_clipboard";  // kText
 
 // From the helper, which need not exit at once after its last message, but has no window by then.
@@ -26,11 +27,16 @@ inline constexpr char kShown[] = "shown";    // the window is there; also the an
 inline constexpr char kFailed[] = "failed";  // kReason; the last message
 inline constexpr char kClosed[] = "closed";  // the answer; the last message
 inline constexpr char kClipboardWritten[] = "clipboard_written";
+// The answer to kMeasure: kUnreadableTexts, kWidth and kHeight of the window, as struct TextFit.
+inline constexpr char kMeasured[] = "measured";
 
 inline constexpr char kInterfaceFile[] = "interface_file";
 inline constexpr char kActivationToken[] = "activation_token";
 inline constexpr char kText[] = "text";
 inline constexpr char kReason[] = "reason";
+inline constexpr char kUnreadableTexts[] = "unreadable_texts";
+inline constexpr char kWidth[] = "width";
+inline constexpr char kHeight[] = "height";
 
 PropertyList::Dictionary ToDictionary(const DialogContents& contents);
 DialogContents ContentsOf(const PropertyList::Dictionary& dictionary);
