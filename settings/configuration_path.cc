@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <optional>
+#include <utility>
 
 #include "base/agent_id.h"
 #include "base/file_system.h"
@@ -10,6 +11,8 @@
 #include "base/property_list.h"
 #include "base/string_utils.h"
 #include "settings/properties.h"
+#include "settings/property_list_xml.h"
+#include "settings/whole_file.h"
 
 namespace kelvo {
 namespace {
@@ -40,10 +43,10 @@ std::string KnownBasePath() {
   return state.ConfigBasePath;
 }
 
+using Rows = std::optional<PropertyList::Array>;
+
 // Of the first active row; nullopt also when that row has none.
-std::optional<std::string> ActiveLabel() {
-  const auto rows =
-      LoadPropertiesFromFileToArrayOfDictionaries(ExpandTildeInPath(kAlternativesList));
+std::optional<std::string> ActiveLabel(const Rows& rows) {
   if (!rows) return std::nullopt;
   for (std::size_t row = 0; row < rows->size(); ++row) {
     if (GetBoolPropertyWithDefaultForRowInArray(*rows, row, "active_config", false)) {
@@ -53,8 +56,8 @@ std::optional<std::string> ActiveLabel() {
   return std::nullopt;
 }
 
-std::string ComputeBasePath() {
-  const std::optional<std::string> label = ActiveLabel();
+std::string ComputeBasePath(const Rows& rows) {
+  const std::optional<std::string> label = ActiveLabel(rows);
   std::string path = label && *label != kDefaultLabel
                          ? ExpandTildeInPath(kAlternativesFolder) + *label
                          : ExpandTildeInPath(kDefaultFolder);
@@ -69,7 +72,8 @@ std::string BasePath() {
   CMutexLock computing(state.computing);
   path = KnownBasePath();  // another thread may have been first
   if (!path.empty()) return path;
-  path = ComputeBasePath();
+  path = ComputeBasePath(
+      LoadPropertiesFromFileToArrayOfDictionaries(ExpandTildeInPath(kAlternativesList)));
   CMutexLock lock(state.mutex);
   state.ConfigBasePath = path;
   return path;
@@ -102,6 +106,15 @@ std::string GetConfigurationNsPath(const std::string* fileName) {
     GetConfigurationPath(buffer, FilesystemRepresentation(*fileName).c_str(), kBufferSize);
   }
   return std::string(buffer, ::strnlen(buffer, kBufferSize));
+}
+
+std::string PeekAtConfigurationPath(const char* fileName) {
+  Rows rows;
+  if (const auto bytes = ReadWholeFile(ExpandTildeInPath(kAlternativesList))) {
+    auto list = ReadPropertyList(*bytes, nullptr);
+    if (list && list->AsArray() != nullptr) rows = std::move(*list->AsArray());
+  }
+  return ComputeBasePath(rows) + '/' + fileName;
 }
 
 void ResetConfigurationPathForTesting() {

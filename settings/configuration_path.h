@@ -22,6 +22,10 @@ char* GetConfigurationPath(char* buffer, const char* fileName, std::uint32_t siz
 // As above by way of a 1024-byte buffer; an empty or null name means the folder itself.
 std::string GetConfigurationNsPath(const std::string* fileName);
 
+// Where the file would be if the folder were worked out now, for a program that only looks: takes
+// no lock, leaves no file behind, and may see a list that is being written.
+std::string PeekAtConfigurationPath(const char* fileName);
+
 // Forgets the folder, so that a test can work it out anew.
 void ResetConfigurationPathForTesting();
 

@@ -35,7 +35,7 @@ _kelvo_finder() {
   local operands=0 options='' ended='' input='' value='' i
   COMPREPLY=()
   if ((COMP_CWORD == 1)); then
-    COMPREPLY=($(compgen -W 'badges watch menu choose status projects settings
+    COMPREPLY=($(compgen -W 'badges watch menu choose status projects settings doctor
                              --help --version' -- "$current"))
     return
   fi
@@ -56,9 +56,10 @@ _kelvo_finder() {
 
   if [[ -z $ended && $current == -* ]]; then
     case $command in
-      badges) options='--wait' ;;
+      badges) options='--wait --describe' ;;
       menu | choose) options='--wait --stdin0' ;;
       settings) options='--account' ;;
+      doctor) options='--json' ;;
     esac
     ((COMP_CWORD == 2)) && options+=' --help'
     COMPREPLY=($(compgen -W "$options" -- "$current"))

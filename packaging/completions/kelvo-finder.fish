@@ -55,11 +55,14 @@ complete -c kelvo-finder -n __kelvo_finder_needs_command -a choose -d 'Choose a 
 complete -c kelvo-finder -n __kelvo_finder_needs_command -a status -d 'Tell everything that the extension says about itself'
 complete -c kelvo-finder -n __kelvo_finder_needs_command -a projects -d 'List the projects of the account'
 complete -c kelvo-finder -n __kelvo_finder_needs_command -a settings -d 'Tell what the settings files of the account say'
+complete -c kelvo-finder -n __kelvo_finder_needs_command -a doctor -d 'Check all that badges and menus need'
 
 complete -c kelvo-finder -n __kelvo_finder_is_bare -l help -d 'Tell how to call it'
 complete -c kelvo-finder -n '__kelvo_finder_in badges menu choose' -x -l wait -d 'Seconds to wait at most'
+complete -c kelvo-finder -n '__kelvo_finder_in badges' -l describe -d 'Tell state, lock owner and permission in words, too'
 complete -c kelvo-finder -n '__kelvo_finder_in menu choose' -l stdin0 -d 'Read the paths from standard input'
 complete -c kelvo-finder -n '__kelvo_finder_in settings' -x -l account -d 'The account alone'
+complete -c kelvo-finder -n '__kelvo_finder_in doctor' -l json -d 'Print what was found as JSON'
 complete -c kelvo-finder -n '__kelvo_finder_in badges watch' -a '(__fish_complete_directories (commandline -ct))'
 complete -c kelvo-finder -n __kelvo_finder_takes_paths -F
 complete -c kelvo-finder -k -n __kelvo_finder_needs_title -a '(__kelvo_finder_titles)'

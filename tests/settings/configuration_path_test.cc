@@ -45,10 +45,13 @@ TEST_F(ConfigurationPathTest, FirstActiveRowDecides) {
     ResetConfigurationPathForTesting();
     EXPECT_EQ(GetConfigurationPath(nullptr), row.folder);
     EXPECT_EQ(GetConfigurationPath("../a"), row.folder + "/../a");
+    EXPECT_EQ(PeekAtConfigurationPath("a"), row.folder + "/a");
   }
 }
 
 TEST_F(ConfigurationPathTest, MissingListIsLeftBehindEmptyAndTheFolderIsKept) {
+  EXPECT_EQ(PeekAtConfigurationPath("user_info.plist"), default_ + "/user_info.plist");
+  EXPECT_FALSE(std::filesystem::exists(list_));
   EXPECT_EQ(GetConfigurationPath("user_info.plist"), default_ + "/user_info.plist");
   EXPECT_EQ(std::filesystem::file_size(list_), 0u);
   WriteList(PropertyList::Array{Row(true, "Work")});

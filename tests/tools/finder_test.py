@@ -26,6 +26,8 @@ INTERFACE_XML = """<node><interface name="%s">
   <method name="EndObservingDirectory"><arg type="ay" direction="in"/></method>
   <method name="RequestBadges"><arg type="ay" direction="in"/><arg type="ay" direction="in"/>
     <arg type="ay" direction="out"/></method>
+  <method name="DescribeItems"><arg type="ay" direction="in"/><arg type="ay" direction="in"/>
+    <arg type="a(sss)" direction="out"/><arg type="au" direction="out"/></method>
   <method name="ListProjects"><arg type="aa{sv}" direction="out"/>
     <arg type="a{sv}" direction="out"/></method>
   <method name="MenuForItems"><arg type="u" direction="in"/><arg type="aay" direction="in"/>
@@ -52,6 +54,7 @@ class Extension:
         self.folder = os.fsencode(folder)
         self.badges = {}
         self.extra_answers = b""
+        self.descriptions = ([], [])
         self.projects = ([], {})
         self.menu = (7, MENU)
         self.asked = []  # the items of each menu
@@ -98,6 +101,9 @@ class Extension:
             return
         folder = as_bytes(parameters.get_child_value(0))
         self.calls.append((member, folder))
+        if member == "DescribeItems":
+            invocation.return_value(GLib.Variant("(a(sss)au)", self.descriptions))
+            return
         if member != "RequestBadges":
             invocation.return_value(None)
             return
@@ -158,6 +164,15 @@ class FinderTest(unittest.TestCase):
         self.assertEqual(self.finder("badges", "."), (
             0, b"3  locked   b\n1  in-sync  new\\nline\n1  in-sync  \xc3\xbc\n"
                b"9  ?        \\xff\\x1b[31m\n", b""))
+        kinds = [("", "", ""), ("In sync", "Zoë", "Modify\x1b")]
+        extension.descriptions = kinds, [0, 1, 0, 0]
+        self.assertEqual(self.finder("badges", "--describe", ".")[1].decode().split("\n")[:2], [
+            "3  locked   b  -  -  -", "1  in-sync  new\\nline  In sync  Zoë  Modify\\x1b"])
+        for which in [0, 1, 0], [0, 1, 0, 2]:
+            extension.descriptions = kinds, which
+            self.assertEqual(self.finder("badges", "--describe", ".")[::2], (
+                1, b"kelvo-finder: the extension does not describe each name that it was asked "
+                   b"for\n"))
 
     def test_badges_waits_for_signals_of_its_folder(self):
         self.make(b"a", b"b")

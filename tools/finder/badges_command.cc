@@ -11,6 +11,7 @@ namespace {
 struct BadgesOptions {
   std::string folder;
   std::chrono::milliseconds wait{2000};
+  bool describe = false;
 };
 
 std::optional<BadgesOptions> Parse(const Arguments& arguments) {
@@ -23,6 +24,8 @@ std::optional<BadgesOptions> Parse(const Arguments& arguments) {
     } else if (!optionsEnded && argument == "--wait") {
       if (++i == arguments.size() || !ParseSeconds(arguments[i], &options.wait))
         return std::nullopt;
+    } else if (!optionsEnded && argument == "--describe") {
+      options.describe = true;
     } else if (!options.folder.empty() || argument.empty() ||
                (!optionsEnded && argument.starts_with("-"))) {
       return std::nullopt;
@@ -32,6 +35,23 @@ std::optional<BadgesOptions> Parse(const Arguments& arguments) {
   }
   if (options.folder.empty()) return std::nullopt;
   return options;
+}
+
+// `descriptions`: of the list's items in order, or none.
+void PrintBadges(const BadgeList& list,
+                 const std::vector<ExtensionClient::Description>& descriptions) {
+  auto description = descriptions.begin();
+  for (const auto& [name, badge] : list.Badges()) {
+    std::string line = list.Line(name, badge);
+    if (description != descriptions.end()) {
+      for (const std::string* text :
+           {&description->state, &description->lockOwner, &description->permission}) {
+        line += text->empty() ? "  -" : "  " + tools::PrintableText(*text);
+      }
+      ++description;
+    }
+    tools::PrintLine(line);
+  }
 }
 
 }  // namespace
@@ -65,7 +85,12 @@ int RunBadges(const Command& command, const Arguments& arguments) {
   if (!names->empty()) runLoop.Run();
   if (!failure.empty()) return Fail(failure);
 
-  for (const auto& [name, badge] : list.Badges()) tools::PrintLine(list.Line(name, badge));
+  std::optional<std::vector<ExtensionClient::Description>> descriptions;
+  if (options->describe) {
+    descriptions = client->Describe(options->folder, *names, &error);
+    if (!descriptions.has_value()) return Fail(error);
+  }
+  PrintBadges(list, descriptions.value_or(std::vector<ExtensionClient::Description>()));
   if (!names->empty() && list.CountWithout() == names->size()) {
     const std::string reason = ReasonForNothing(*client, {options->folder});
     if (!reason.empty()) tools::PrintError("no badges: " + reason);

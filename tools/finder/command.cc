@@ -17,7 +17,8 @@ namespace {
 constexpr double kLongestTime = 86400;  // seconds
 
 constexpr Command kCommands[] = {
-    {"badges", "badges [--wait SECONDS] DIR", "list a folder's items with their badges", RunBadges},
+    {"badges", "badges [--wait SECONDS] [--describe] DIR",
+     "list a folder's items with their badges", RunBadges},
     {"watch", "watch DIR", "observe a folder and tell each badge that changes", RunWatch},
     {"menu", "menu [--wait SECONDS] [--stdin0 | PATH...]",
      "list what the context menu of a selection offers", RunMenu},
@@ -28,6 +29,8 @@ constexpr Command kCommands[] = {
      RunProjects},
     {"settings", "settings [--account ID]", "tell what the account's settings files say",
      RunSettings},
+    {"doctor", "doctor [--json]", "check all that badges and menus need, and tell what to do",
+     RunDoctor},
 };
 
 void PrintHelp() {

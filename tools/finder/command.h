@@ -32,6 +32,7 @@ int RunChoose(const Command& command, const Arguments& arguments);
 int RunStatus(const Command& command, const Arguments& arguments);
 int RunProjects(const Command& command, const Arguments& arguments);
 int RunSettings(const Command& command, const Arguments& arguments);
+int RunDoctor(const Command& command, const Arguments& arguments);
 
 // Finds the sub-command and runs it; also answers --help and --version.
 int RunCommandLine(const Arguments& arguments);
