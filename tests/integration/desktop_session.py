@@ -6,6 +6,7 @@ only processes that a session started are ended, by their ids.
 """
 import atexit
 import collections
+import ctypes
 import os
 import shutil
 import signal
@@ -36,6 +37,19 @@ WAY_OF_ENDING = 3.0  # seconds between being asked to end and being made to
 
 class SessionError(Exception):
     """What the session needs is missing, or did not come in time."""
+
+
+class Terminated(SystemExit, KeyboardInterrupt):
+    """A SIGTERM: of the one the interpreter takes the status, the other unittest lets through."""
+
+
+def _terminate(number, _):
+    raise Terminated(128 + number)
+
+
+def _end_with_parent(prctl=ctypes.CDLL(None).prctl):
+    """In a new process. To the system, its parent is the thread that started it: the main one."""
+    prctl(1, ctypes.c_ulong(signal.SIGKILL))  # PR_SET_PDEATHSIG
 
 
 def wait_until(condition, seconds, what):
@@ -121,6 +135,8 @@ class PrivateSession:
         self._own_folder = folder is None
         self.folder = folder or tempfile.mkdtemp(prefix="kelvo-")
         self._processes = []
+        signal.signal(signal.SIGTERM, _terminate)
+        atexit.register(self.close)
         self.home = self._make("home")
         self.runtime = self._make("runtime")
         self.logs = self._make("logs")
@@ -173,7 +189,8 @@ class PrivateSession:
         with open(log, "ab") as output:
             more.setdefault("stdin", subprocess.DEVNULL)
             process = subprocess.Popen(command, env=self.environment, cwd=self.home, stdout=output,
-                                       stderr=subprocess.STDOUT, **more)
+                                       stderr=subprocess.STDOUT, preexec_fn=_end_with_parent,
+                                       **more)
         self._processes.append(process)
         return process
 
@@ -221,6 +238,7 @@ class PrivateSession:
 
     def close(self):
         """Ends what was started, last first; what the bus started goes with the bus."""
+        atexit.unregister(self.close)
         for process in reversed(list(self._processes)):
             self.end(process)
         if self._own_folder:
@@ -269,8 +287,8 @@ class DesktopSession(PrivateSession):
         width, height = self._size.split("x")
         self.run(["xdotool", "mousemove", str(int(width) - 1), str(int(height) - 1)])
 
-    def screenshot(self, file=None):
-        """The whole screen, written to `file` too."""
+    def screenshot(self, file=None, window="root"):
+        """The whole screen, or a window that nothing covers, written to `file` too."""
         if file:
-            self.run(["import", "-window", "root", file])
-        return Screenshot(self.run(["import", "-window", "root", "-depth", "8", "rgb:-"]))
+            self.run(["import", "-window", window, file])
+        return Screenshot(self.run(["import", "-window", window, "-depth", "8", "rgb:-"]))

