@@ -345,12 +345,18 @@ void BusService::EmitDescriptionsChanged(const std::string& folder, const std::s
 
 void BusService::EmitMenusChanged() { Emit(kBusInterface, "MenusChanged", nullptr); }
 
+// On the thread that answers for properties: a signal that came between the reading of a property
+// and its answer would be followed by the older value.
 void BusService::EmitPropertyChanged(const char* name, GVariant* value) {
   GVariantBuilder changed;
   g_variant_builder_init(&changed, G_VARIANT_TYPE_VARDICT);
   g_variant_builder_add(&changed, "{sv}", name, value);
-  Emit("org.freedesktop.DBus.Properties", "PropertiesChanged",
-       g_variant_new("(sa{sv}as)", kBusInterface, &changed, nullptr));
+  const std::shared_ptr<GVariant> parameters(
+      g_variant_ref_sink(g_variant_new("(sa{sv}as)", kBusInterface, &changed, nullptr)),
+      g_variant_unref);
+  loop_.Post([this, parameters] {
+    Emit("org.freedesktop.DBus.Properties", "PropertiesChanged", parameters.get());
+  });
 }
 
 // Queued in the order of the calls; a bus that is gone ends the process elsewhere.

@@ -241,6 +241,7 @@ void FinderClient::ExtensionDown() {
   propertiesTimer_ = 0;
   connection_.reset();
   known_ = false;
+  propertiesAsked_ = false;
   agentConnected_ = false;
   store_.ExtensionVanished();
   hostObject_.Withdraw();
@@ -248,6 +249,8 @@ void FinderClient::ExtensionDown() {
 }
 
 void FinderClient::AskProperties() {
+  propertiesAsked_ = true;
+  propertiesOutdated_ = false;
   Call(kProperties, "GetAll", g_variant_new("(s)", kExtensionInterface), "(a{sv})", OnProperties,
        this);
 }
@@ -267,7 +270,10 @@ void FinderClient::OnProperties(GObject* source, GAsyncResult* result, gpointer 
     return;  // the client may be gone
   Quietly([&] {
     auto* client = static_cast<FinderClient*>(self);
-    if (reply) {
+    client->propertiesAsked_ = false;
+    if (reply && client->propertiesOutdated_) {
+      client->AskProperties();
+    } else if (reply) {
       client->TakeProperties(Child(reply.get(), 0).get());
     } else if (client->propertiesTimer_ == 0) {
       client->propertiesTimer_ = g_timeout_add_seconds(kPropertiesRetry, OnAskProperties, client);
@@ -316,7 +322,9 @@ void FinderClient::TakeIconNames(GVariant* badges) {
 }
 
 void FinderClient::TakeChanges(GVariant* parameters) {
-  if (!known_) return;  // the answer that is under way is newer
+  // What was read for the answer that is under way may be older than this.
+  if (propertiesAsked_) propertiesOutdated_ = true;
+  if (!known_) return;
   TakeProperties(Child(parameters, 1).get());
   if (g_variant_n_children(Child(parameters, 2).get()) > 0) AskProperties();
 }

@@ -122,7 +122,9 @@ class FinderClient final : private BadgeStore::Surroundings, private ExtensionLi
   guint signals_ = 0;
   guint propertyChanges_ = 0;
   guint propertiesTimer_ = 0;
-  bool known_ = false;  // its properties were read
+  bool known_ = false;               // its properties were read
+  bool propertiesAsked_ = false;     // all of them, and not answered yet
+  bool propertiesOutdated_ = false;  // one has changed since they were asked for
   bool agentConnected_ = false;
 };
 

@@ -160,6 +160,15 @@ TEST_F(FinderClientTest, AnAgentThatConnectsIsANewChance) {
   EXPECT_EQ(extension.Count("RequestBadges /w"), 2);
 }
 
+TEST_F(FinderClientTest, AFolderThatIsWatchedWhilePropertiesAreReadIsNotMissed) {
+  StartBus();
+  ScriptedExtension extension({{"a", '1'}});
+  extension.directory = "/elsewhere";
+  extension.whileRead = [&] { extension.SignalDirectory("/w"); };
+  Show("/w/a");
+  EXPECT_TRUE(HasIcon("/w/a", "emblem-one"));
+}
+
 TEST_F(FinderClientTest, AnExtensionThatCannotStartIsNotStartedInALoop) {
   const std::string script = "#!/bin/sh\necho x >>" + folder_ + "/starts\nexit 1\n";
   ASSERT_TRUE(g_file_set_contents((folder_ + "/start").c_str(), script.c_str(), -1, nullptr));

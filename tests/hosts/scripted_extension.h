@@ -124,11 +124,11 @@ class ScriptedExtension {
   }
   void SignalAgentConnected() {
     agentConnected = true;
-    GVariantBuilder changed;
-    g_variant_builder_init(&changed, G_VARIANT_TYPE("a{sv}"));
-    g_variant_builder_add(&changed, "{sv}", "AgentConnected", g_variant_new_boolean(TRUE));
-    Emit("org.freedesktop.DBus.Properties", "PropertiesChanged",
-         g_variant_new("(sa{sv}as)", kInterface, &changed, nullptr));
+    SignalProperty("AgentConnected", g_variant_new_boolean(TRUE));
+  }
+  void SignalDirectory(const std::string& path) {
+    directory = path;
+    SignalProperty("DirectoryURLs", Directories());
   }
   void SignalMenus() { Emit(kInterface, "MenusChanged", nullptr); }
   GDBusConnection* Connection() const { return connection_.get(); }
@@ -140,6 +140,9 @@ class ScriptedExtension {
   std::vector<std::size_t> askedNames;
   std::map<std::string, char> badges;  // by name
   bool agentConnected;
+  std::string directory = "/w";
+  std::function<void()>
+      whileRead;  // called once, between the reading of the folders and the answer
   std::map<std::string, std::string> owners;  // of locks, by name
   std::size_t spareDescriptions = 0;          // sent besides those of the items
 
@@ -190,8 +193,21 @@ class ScriptedExtension {
           "[(byte 0x31, 'in-sync', 'emblem-one'),"
           " (byte 0x32, 'dirty', 'emblem-two')]");
     }
-    GVariant* directory = Bytes("/w");
-    return g_variant_new_array(G_VARIANT_TYPE("ay"), &directory, 1);
+    auto* extension = static_cast<ScriptedExtension*>(self);
+    GVariant* const directories = extension->Directories();
+    if (const auto call = std::exchange(extension->whileRead, nullptr)) call();
+    return directories;
+  }
+  GVariant* Directories() const {
+    GVariant* path = Bytes(directory);
+    return g_variant_new_array(G_VARIANT_TYPE("ay"), &path, 1);
+  }
+  void SignalProperty(const char* name, GVariant* value) {
+    GVariantBuilder changed;
+    g_variant_builder_init(&changed, G_VARIANT_TYPE("a{sv}"));
+    g_variant_builder_add(&changed, "{sv}", name, value);
+    Emit("org.freedesktop.DBus.Properties", "PropertiesChanged",
+         g_variant_new("(sa{sv}as)", kInterface, &changed, nullptr));
   }
   void Emit(const char* interface, const char* signal, GVariant* parameters) {
     g_dbus_connection_emit_signal(connection_.get(), nullptr, kPath, interface, signal, parameters,
