@@ -19,4 +19,7 @@ bool MakeParentFolders(const std::string& path);
 // (a zero byte inside, or longer than PATH_MAX takes).
 std::string FilesystemRepresentation(std::string_view utf8Path);
 
+// The user's own folder, also where the process has been given another; empty when there is none.
+std::string HomeFolder();
+
 }  // namespace kelvo

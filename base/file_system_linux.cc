@@ -1,30 +1,19 @@
-#include <errno.h>
 #include <limits.h>
-#include <sys/stat.h>
+
+#include <cstdlib>
 
 #include "base/file_system.h"
 
 namespace kelvo {
 
-bool IsDirectory(const std::string& path) {
-  struct stat status;
-  return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-}
-
-bool MakeParentFolders(const std::string& path) {
-  const std::size_t last = path.rfind('/');
-  if (last == std::string::npos || last == 0) return true;
-  // Mostly the folder is there, and none above it need be looked at.
-  if (IsDirectory(path.substr(0, last))) return true;
-  for (std::size_t slash = path.find('/', 1); slash <= last; slash = path.find('/', slash + 1)) {
-    if (::mkdir(path.substr(0, slash).c_str(), 0700) != 0 && errno != EEXIST) return false;
-  }
-  return true;
-}
-
 std::string FilesystemRepresentation(std::string_view utf8Path) {
   if (utf8Path.size() >= PATH_MAX || utf8Path.find('\0') != std::string_view::npos) return {};
   return std::string(utf8Path);
+}
+
+std::string HomeFolder() {
+  const char* const home = std::getenv("HOME");
+  return home == nullptr ? "" : home;
 }
 
 }  // namespace kelvo

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <utility>
 
@@ -121,8 +120,7 @@ std::string LastPathComponent(std::string_view path) {
 
 std::string ExpandTildeInPath(std::string_view path) {
   if (!path.starts_with('~')) return std::string(path);
-  const char* home = std::getenv("HOME");
-  return std::string(home == nullptr ? "" : home).append(path.substr(1));
+  return HomeFolder().append(path.substr(1));
 }
 
 bool IsValidUtf8(std::string_view text) {

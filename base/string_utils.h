@@ -18,7 +18,7 @@ namespace kelvo {
 // What follows the last "/" but those at the very end: "/a/b/" gives "b", "/" itself.
 std::string LastPathComponent(std::string_view path);
 
-// "~" at the very start becomes the value of HOME, empty when unset. A user name after the tilde is
+// "~" at the very start becomes the home folder. A user name after the tilde is
 // not understood: the home folder is simply followed by the rest.
 std::string ExpandTildeInPath(std::string_view path);
 

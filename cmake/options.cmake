@@ -1,7 +1,7 @@
 # Warnings, sanitizers and the switches of the build, carried by the interface target kelvo_options.
 option(KELVO_BUILD_BENCHMARKS "Build the benchmarks in bench/" ON)
 option(KELVO_BUILD_FUZZERS "Build the libFuzzer targets in fuzz/ (clang only)" OFF)
-option(KELVO_REQUIRE_ALL_HOSTS "Fail where the plug-in of a file manager cannot be built" OFF)
+option(KELVO_REQUIRE_ALL_HOSTS "Fail where the part for a file manager cannot be built" OFF)
 set(KELVO_SANITIZERS "" CACHE STRING "Sanitizers, as -fsanitize= takes them: address,undefined or thread")
 set(kelvo_missing_host STATUS)
 if(KELVO_REQUIRE_ALL_HOSTS)  # else its tests and its package would be missed by nobody
@@ -22,9 +22,11 @@ endif()
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 set(kelvo_hardening -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong
-  -fstack-clash-protection -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
+  $<$<NOT:$<PLATFORM_ID:Darwin>>:-fstack-clash-protection> -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
 target_compile_options(kelvo_options INTERFACE "$<$<NOT:$<CONFIG:Debug>>:${kelvo_hardening}>")
-target_link_options(kelvo_options INTERFACE "LINKER:-z,relro" "LINKER:-z,now")
+if(NOT APPLE)
+  target_link_options(kelvo_options INTERFACE "LINKER:-z,relro" "LINKER:-z,now")
+endif()
 if(KELVO_SANITIZERS)
   target_compile_options(kelvo_options INTERFACE -fsanitize=${KELVO_SANITIZERS} -fno-omit-frame-pointer
                                                  -fno-sanitize-recover=all)

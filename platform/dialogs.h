@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "platform/run_loop.h"
+
 namespace kelvo {
 
 struct DialogCheckBox {
@@ -47,6 +49,11 @@ class DialogWindow {
   // With the stored activation token, which is used up by it. A window that does not follow within
   // seconds is lost.
   virtual void makeKeyAndOrderFront() = 0;
+  // Turns the loop as RunLoop::RunModal does, where the platform has it with no other window taking
+  // input meanwhile. The window may be destroyed by what runs inside.
+  virtual bool runModal(RunLoop& runLoop, const std::function<bool()>& isOver) {
+    return runLoop.RunModal(isOver);
+  }
 };
 
 // Draws dialogs. Main loop; nothing blocks.

@@ -1,4 +1,4 @@
-// Who and where the process is; host_names_linux.cc and its siblings. Any thread. Neither is ever
+// Who and where the process is; host_names_posix.cc. Any thread. Neither is ever
 // empty, and both are valid UTF-8.
 #pragma once
 

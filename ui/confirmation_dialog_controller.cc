@@ -135,8 +135,9 @@ bool KelvoConfirmationDialogController::showUnlockOverrideForFile(const std::str
       LocalizedString("ConfirmationDialog.LockOverrideText", "Are you sure you want to unlock it?"),
       path);
   const auto session = std::make_shared<ModalSession>();
-  openDialogs()[kLockOverride]->modalSession_ = session;
-  if (!runLoop.RunModal([&session] { return session->isOver; })) {
+  KelvoConfirmationDialogController& asking = *openDialogs()[kLockOverride];
+  asking.modalSession_ = session;
+  if (!asking.window_->runModal(runLoop, [&session] { return session->isOver; })) {
     KELVO_LOG(kLogInformation, "The program ends before an answer; not unlocked: " << path);
     openDialogs()[kLockOverride].reset();
     return false;

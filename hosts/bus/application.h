@@ -19,11 +19,11 @@
 #include "platform/linux/secret_service_store.h"
 #include "platform/linux/soup_http_client.h"
 #include "platform/linux/syslog_system_log.h"
-#include "platform/linux/system_clock.h"
-#include "platform/linux/thread_background_queue.h"
 #include "platform/linux/unix_agent_transport.h"
-#include "platform/linux/worker_thread_launcher.h"
 #include "platform/platform.h"
+#include "platform/posix/system_clock.h"
+#include "platform/posix/thread_background_queue.h"
+#include "platform/posix/worker_thread_launcher.h"
 #include "settings/plist_user_defaults.h"
 
 namespace kelvo {

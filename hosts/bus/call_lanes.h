@@ -7,7 +7,7 @@
 #include <string>
 
 #include "base/mutex.h"
-#include "platform/linux/worker_threads.h"
+#include "platform/posix/worker_threads.h"
 
 namespace kelvo {
 

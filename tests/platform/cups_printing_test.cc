@@ -1,5 +1,5 @@
 // CupsPrintingTest needs the server that with_cups.sh starts; the other suite needs none.
-#include "platform/linux/cups_printing.h"
+#include "platform/posix/cups_printing.h"
 
 #include <sys/socket.h>
 #include <sys/un.h>

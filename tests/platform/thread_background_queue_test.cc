@@ -1,4 +1,4 @@
-#include "platform/linux/thread_background_queue.h"
+#include "platform/posix/thread_background_queue.h"
 
 #include <gtest/gtest.h>
 

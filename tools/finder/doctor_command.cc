@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/linux/system_clock.h"
+#include "platform/posix/system_clock.h"
 #include "tools/finder/command.h"
 #include "tools/finder/doctor/agent_checks.h"
 #include "tools/finder/doctor/bus_checks.h"

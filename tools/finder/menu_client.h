@@ -11,7 +11,7 @@
 
 #include "hosts/client/host_object.h"
 #include "platform/linux/glib_run_loop.h"
-#include "platform/linux/system_clock.h"
+#include "platform/posix/system_clock.h"
 #include "tools/finder/extension_client.h"
 
 namespace kelvo::finder {

@@ -6,7 +6,7 @@
 #include <system_error>
 #include <vector>
 
-#include "platform/linux/cups_printing.h"
+#include "platform/posix/cups_printing.h"
 #include "settings/filter_categories.h"
 #include "settings/printers_settings.h"
 #include "settings/update_settings.h"

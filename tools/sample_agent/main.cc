@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 #include "platform/linux/glib_run_loop.h"
-#include "platform/linux/system_clock.h"
+#include "platform/posix/system_clock.h"
 #include "tools/line_input.h"
 #include "tools/sample_agent/command_line.h"
 #include "tools/sample_agent/sample_agent.h"

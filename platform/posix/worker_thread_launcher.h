@@ -3,7 +3,7 @@
 #include <chrono>
 #include <utility>
 
-#include "platform/linux/worker_threads.h"
+#include "platform/posix/worker_threads.h"
 #include "platform/threads.h"
 
 namespace kelvo {

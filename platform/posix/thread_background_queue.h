@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "platform/background_queue.h"
-#include "platform/linux/worker_threads.h"
+#include "platform/posix/worker_threads.h"
 
 namespace kelvo {
 

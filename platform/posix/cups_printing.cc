@@ -1,4 +1,4 @@
-#include "platform/linux/cups_printing.h"
+#include "platform/posix/cups_printing.h"
 
 #include <cups/cups.h>
 #include <cups/http.h>

@@ -1,4 +1,4 @@
-#include "platform/linux/worker_threads.h"
+#include "platform/posix/worker_threads.h"
 
 #include <condition_variable>
 #include <deque>
