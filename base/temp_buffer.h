@@ -16,7 +16,7 @@ class CTempBuffer {
   T* Get(std::size_t size) {
     if (size <= N) return inline_;
     if (size > heapSize_) {
-      heap_ = std::make_unique_for_overwrite<T[]>(size);
+      heap_.reset(new T[size]);  // not make_unique, which would clear it
       heapSize_ = size;
     }
     return heap_.get();

@@ -70,7 +70,9 @@ void kelvo_FilterSettings::setIncludeAllFiles(bool value) {
 
 bool kelvo_FilterSettings::predefIncludeFilterValue(std::string_view name) const {
   const auto categories = FilterCategories();
-  const auto category = std::ranges::find(categories, name, &FilterCategory::name);
+  const auto category =
+      std::find_if(categories.begin(), categories.end(),
+                   [&](const FilterCategory& candidate) { return candidate.name == name; });
   return category != categories.end() &&
          GetBoolPropertyWithDefault(settings_, category->name, false);
 }

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <cstdio>
 #include <limits>
+#include <locale>
+#include <sstream>
 
 namespace kelvo {
 namespace {
@@ -22,11 +24,21 @@ bool TakeSign(std::string_view& text) {
   return negative;
 }
 
-template <typename T, typename... Base>
-bool ParseWhole(std::string_view text, T& value, Base... base) {
+bool ParseWhole(std::string_view text, std::uint64_t& value, int base) {
   const char* end = text.data() + text.size();
-  const auto [rest, error] = std::from_chars(text.data(), end, value, base...);
+  const auto [rest, error] = std::from_chars(text.data(), end, value, base);
   return error == std::errc() && rest == end;
+}
+
+// The digits of a real number, read alike everywhere: not every C++ library has from_chars for
+// them.
+bool ParseDigits(std::string_view text, double& value) {
+  if (text.empty() || text.find_first_not_of("0123456789.eE+-") != std::string_view::npos) {
+    return false;
+  }
+  std::istringstream stream{std::string(text)};
+  stream.imbue(std::locale::classic());
+  return stream >> value && stream.peek() == std::istringstream::traits_type::eof();
 }
 
 // Whether `text` is `word` in any case; `word` is in lower case.
@@ -90,7 +102,7 @@ std::optional<double> ParseRealText(std::string_view text) {
     value = std::numeric_limits<double>::quiet_NaN();
   } else if (EqualsWord(text, "inf") || EqualsWord(text, "infinity")) {
     value = std::numeric_limits<double>::infinity();
-  } else if (text.starts_with('-') || !ParseWhole(text, value)) {
+  } else if (text.starts_with('-') || text.starts_with('+') || !ParseDigits(text, value)) {
     return std::nullopt;
   }
   return negative ? -value : value;

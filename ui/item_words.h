@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 #include "cache/sync_cache_item.h"
@@ -19,8 +20,11 @@ struct ItemWords {
   std::string lockOwner;
   std::string permission;
 
-  // NOLINTNEXTLINE(modernize-use-nullptr): the check takes the compiler's own code for ours.
-  auto operator<=>(const ItemWords&) const = default;
+  bool operator==(const ItemWords&) const = default;
+  bool operator<(const ItemWords& other) const {
+    return std::tie(state, lockOwner, permission) <
+           std::tie(other.state, other.lockOwner, other.permission);
+  }
 };
 
 // Any thread.
@@ -53,8 +57,10 @@ class ItemDescriber {
     sync::EItemPermissions permissions{};
     std::string lockOwner;
 
-    // NOLINTNEXTLINE(modernize-use-nullptr): as above.
-    auto operator<=>(const Facts&) const = default;
+    bool operator<(const Facts& other) const {
+      return std::tie(status, lock, permissions, lockOwner) <
+             std::tie(other.status, other.lock, other.permissions, other.lockOwner);
+    }
   };
   std::uint32_t PlaceOf(const CSyncCacheItem& item);
 
