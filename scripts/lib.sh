@@ -11,7 +11,8 @@ build_packages="g++ cmake ninja-build pkg-config ccache
   qtbase5-dev libkf5kio-dev libkf5coreaddons-dev libkf5windowsystem-dev
   librsvg2-bin icnsutils"
 test_packages="clang libclang-rt-14-dev clang-format libgtest-dev libbenchmark-dev openssl locales
-  cups cups-client"
+  cups cups-client
+  libgnustep-gui-dev gnustep-back0.29-cairo gnustep-base-runtime libobjc-12-dev libplist-utils"
 desktop_packages="nemo nautilus caja dolphin kio-extras breeze-icon-theme libqt5svg5
   xvfb openbox dbus dbus-x11 at-spi2-core x11-utils xdotool imagemagick
   python3 python3-gi gir1.2-atspi-2.0 gir1.2-gtk-3.0 gnome-keyring libsecret-tools
