@@ -18,8 +18,8 @@ namespace kelvo {
 // What follows the last "/" but those at the very end: "/a/b/" gives "b", "/" itself.
 std::string LastPathComponent(std::string_view path);
 
-// "~" at the very start becomes the home folder. A user name after the tilde is
-// not understood: the home folder is simply followed by the rest.
+// "~" at the very start becomes the home folder. A user name after the tilde is not understood: the
+// home folder is simply followed by the rest.
 std::string ExpandTildeInPath(std::string_view path);
 
 // Whether the bytes are UTF-8: no overlong form, no surrogate, nothing above U+10FFFF.

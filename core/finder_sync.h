@@ -86,8 +86,8 @@ class FinderSync final : private NotificationsBridgeDelegate, private AgentEvent
   // The menu for the file manager's selection, the same for every kind; nullopt when the extension
   // has none to offer. Items: absolute paths, empty for an item without one. For items that are not
   // known yet, it asks the Agent and waits 100 ms at most for the answer, less when `cancelled` is
-  // set meanwhile; the answer comes within a second whatever the selection. Any thread but the main
-  // loop's, which must be free to hear the Agent.
+  // set meanwhile; the answer comes within a second whatever the selection. Any thread; on the main
+  // loop's, which must be free to hear the Agent, it asks and does not wait.
   std::optional<FinderMenu> menuForMenuKind(int kind, const std::vector<std::string>& items,
                                             const std::atomic<bool>& cancelled);
   // The actions of a menu's lines, each forwarded as it needs. Any thread but the main loop's; the

@@ -39,11 +39,17 @@ void FinderSync::refreshPath(const std::string& path) {
   if (path.empty()) return;
   const bool isDirectory = IsDirectory(path);
   CSyncCache* cache = CSyncCache::m_Instance;
-  const BadgeStatus status = cache == nullptr ? BadgeStatus::kNone : cache->GetStatus(path);
-  const std::string identifier =
-      Overlays::getIdentifierForStatus(static_cast<int>(status), isDirectory);
-  KELVO_LOG(kLogDebug, "setting badge:" << identifier << " for:" << path);
-  platform_.finderController.setBadgeIdentifier(identifier, path, isDirectory);
+  BadgeStatus status = cache == nullptr ? BadgeStatus::kNone : cache->GetStatus(path);
+  for (;;) {
+    const std::string identifier =
+        Overlays::getIdentifierForStatus(static_cast<int>(status), isDirectory);
+    KELVO_LOG(kLogDebug, "setting badge:" << identifier << " for:" << path);
+    platform_.finderController.setBadgeIdentifier(identifier, path, isDirectory);
+    // Another thread may have set the badge of a newer status meanwhile, which this one replaced.
+    const BadgeStatus latest = cache == nullptr ? status : cache->PeekStatus(path);
+    if (latest == status) return;
+    status = latest;
+  }
 }
 
 void FinderSync::requestBadgeIdentifierForURL(const std::string& path) {

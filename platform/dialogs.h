@@ -40,6 +40,10 @@ struct DialogAnswer {
   bool operator==(const DialogAnswer&) const = default;
 };
 
+// What counts as the answer to a dialog that no window can be shown for: Cancel to a question, else
+// OK; the boxes as they stand. Logs what the dialog said.
+DialogAnswer AnswerWithoutWindow(const DialogContents& contents);
+
 // An open dialog. Main loop. Destroying it closes it without an answer.
 class DialogWindow {
  public:

@@ -60,7 +60,7 @@ build_preset() {
   command -v ccache >/dev/null && launcher=ccache
   (cd "$top" && KELVO_COMPILER_LAUNCHER=$launcher cmake --preset "$preset" >"$top/build/$preset.configure.log" 2>&1) \
     || { cat "$top/build/$preset.configure.log" >&2; fail "configuring preset $preset"; }
-  grep -- '^-- .*plug-in' "$top/build/$preset.configure.log" || true
+  grep -- '^-- .*\(plug-in\|adapter\)' "$top/build/$preset.configure.log" || true
   cmake --build "$top/build/$preset" --parallel "$(nproc)" ${1:+--target "$@"} || fail "building preset $preset"
 }
 

@@ -1,5 +1,5 @@
-// Who and where the process is; host_names_posix.cc. Any thread. Neither is ever
-// empty, and both are valid UTF-8.
+// Who and where the process is; host_names_posix.cc. Any thread. Neither is ever empty, and both
+// are valid UTF-8.
 #pragma once
 
 #include <string>

@@ -1,6 +1,5 @@
 # The bundle kelvoFinderSync.appex, to be embedded into the Agent's application: docs/macos.md.
-set(KELVO_MACOS_MINIMUM "13.3")
-set(KELVO_SIGNING_IDENTITY "" CACHE STRING "Identity to sign kelvoFinderSync.appex with; - for none's, empty for unsigned")
+set(KELVO_SIGNING_IDENTITY "" CACHE STRING "Identity to sign kelvoFinderSync.appex with; - for this computer alone, empty for unsigned")
 configure_file(${CMAKE_CURRENT_SOURCE_DIR}/Info.plist.in ${CMAKE_CURRENT_BINARY_DIR}/Info.plist @ONLY)
 
 # The rest lies in the library of the host, main in the platform.
@@ -17,6 +16,8 @@ target_link_options(kelvoFinderSync PRIVATE
 
 set(contents "$<TARGET_BUNDLE_CONTENT_DIR:kelvoFinderSync>")
 add_dependencies(kelvoFinderSync kelvo_resources)
+# A changed text or picture makes the bundle anew, and its signature with it.
+set_property(TARGET kelvoFinderSync APPEND PROPERTY LINK_DEPENDS ${kelvo_resource_files})
 add_custom_command(TARGET kelvoFinderSync POST_BUILD
   COMMAND ${CMAKE_COMMAND} -E copy_directory ${CMAKE_BINARY_DIR}/share/kelvo-finder-sync ${contents}/Resources
   # That of another system's dialogs.

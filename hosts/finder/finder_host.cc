@@ -9,10 +9,11 @@
 namespace kelvo {
 
 FinderHost* FinderHost::Instance() noexcept {
-  static FinderHost* host = nullptr;
-  if (host == nullptr) {
-    CallGuarded("start of the extension", [] { host = new FinderHost(PlatformServices()); });
-  }
+  static FinderHost* const host = [] {
+    FinderHost* made = nullptr;
+    CallGuarded("start of the extension", [&made] { made = new FinderHost(PlatformServices()); });
+    return made;
+  }();
   return host;
 }
 
@@ -26,8 +27,16 @@ FinderHost::FinderHost(const Services& services)
                    services.systemLog, threads_, services.httpClient, services.desktop, dialogs_},
           services.bundle, nullptr) {}
 
+void FinderHost::OnMainThread(const char* where, std::function<void()> task) noexcept {
+  CallGuarded(where, [&] {
+    if (runLoop_.IsCurrent()) return task();
+    runLoop_.Post(std::move(task));
+  });
+}
+
 void FinderHost::Start() noexcept {
-  CallGuarded("start of the extension", [this] {
+  OnMainThread("start of the extension", [this] {
+    if (users_++ > 0 || hasEnded_) return;
     // Finder waits for these, and the core has none to tell before the Agent's configuration.
     finderController_.setDirectoryURLs({});
     finderSync_.init();
@@ -35,7 +44,11 @@ void FinderHost::Start() noexcept {
 }
 
 void FinderHost::End() noexcept {
-  CallGuarded("end of the extension", [this] { finderSync_.dealloc(); });
+  OnMainThread("end of the extension", [this] {
+    if (--users_ > 0 || hasEnded_) return;
+    hasEnded_ = true;
+    finderSync_.dealloc();
+  });
 }
 
 void FinderHost::BeginObserving(const std::string& directory) noexcept {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -34,24 +35,25 @@ struct OfferedLine {
 // destroyed, since Finder's threads and the extension's own may be at work to the end.
 class FinderHost {
  public:
-  // Makes it at the first call. Null where that failed, which is logged. Main thread.
+  // Makes it at the first call. Null where that failed, which is logged.
   static FinderHost* Instance() noexcept;
 
-  // Main thread.
+  // Of every object that Finder makes: the first starts the extension, and the last to go ends it
+  // for good. Off the main thread it happens a moment later.
   void Start() noexcept;
   void End() noexcept;
 
   void BeginObserving(const std::string& directory) noexcept;
   void EndObserving(const std::string& directory) noexcept;
   void RequestBadge(const std::string& path) noexcept;
-  // Empty where there is no menu. On the main thread it does not wait for the Agent in vain only
-  // because that is 100 ms at most.
+  // Empty where there is no menu; on the main thread also for items that are not known yet.
   std::vector<OfferedLine> Menu(int kind, const std::vector<std::string>& items) noexcept;
   // Performs what the line does, later, on a thread of its own.
   void Choose(std::int64_t tag) noexcept;
 
  private:
   explicit FinderHost(const Services& services);
+  void OnMainThread(const char* where, std::function<void()> task) noexcept;
 
   const Services& services_;
   SystemClock clock_;
@@ -64,6 +66,8 @@ class FinderHost {
   MacFinderController finderController_;
   MacDialogs dialogs_;
   FinderSync finderSync_;
+  int users_ = 0;  // main thread
+  bool hasEnded_ = false;
   OfferedMenus menus_;
 };
 

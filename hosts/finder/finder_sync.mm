@@ -124,7 +124,7 @@ NSMenuItem* MenuItemOf(const kelvo::OfferedLine& line, id target) {
   }
 }
 
-// What lines do: the core finds out by their tags which it was.
+// What the lines do: which of them it was, and so what is to be done, the host knows by the tag.
 
 - (void)openKelvoHereButtonPressed:(id)sender {
   [self choose:sender];

@@ -56,7 +56,6 @@ class HelperDialogs::Window final : public DialogWindow, private AgentPortDelega
   // Each of these may end with the end of the window itself.
   void Lose(const std::string& reason);
   void NotShown();
-  void Finish(bool ok);
   void Finish(const std::optional<DialogAnswer>& answer);
 
   bool IsQuestion() const { return contents_.cancelButton.has_value(); }
@@ -157,13 +156,8 @@ void HelperDialogs::Window::Lose(const std::string& reason) {
 }
 
 void HelperDialogs::Window::NotShown() {
-  const std::string text =
-      contents_.informationText + " " + contents_.fileName + " " + contents_.additionalInformation;
-  if (IsQuestion()) {
-    KELVO_LOG(kLogWarning, "No window for a question, taken as cancelled: " << text);
-    return Finish(false);
-  }
-  KELVO_LOG(kLogWarning, "No window for a message: " << text);
+  const DialogAnswer answer = AnswerWithoutWindow(contents_);
+  if (IsQuestion()) return Finish(answer);
   std::string body = contents_.fileName;
   if (!body.empty() && !contents_.additionalInformation.empty()) body += "\n";
   body += contents_.additionalInformation;
@@ -171,13 +165,7 @@ void HelperDialogs::Window::NotShown() {
   SendDesktopNotification(
       dialogs_.bus_, {contents_.windowTitle, isWarning ? "dialog-warning" : "dialog-information",
                       contents_.informationText, body});
-  Finish(true);
-}
-
-void HelperDialogs::Window::Finish(bool ok) {
-  const auto isOn = [](const std::optional<DialogCheckBox>& box) { return box && box->isOn; };
-  Finish(DialogAnswer{ok, isOn(contents_.dontShowAgainCheckBox),
-                      isOn(contents_.openFileAfterLocking)});
+  Finish(answer);
 }
 
 void HelperDialogs::Window::Finish(const std::optional<DialogAnswer>& answer) {

@@ -38,9 +38,10 @@ class ConfirmationWindowEvents {
                 events:(kelvo::ConfirmationWindowEvents*)listener;
 // A box shown before keeps its state.
 - (void)update:(const kelvo::DialogContents&)contents;
-// In front of the windows of all applications.
+// In front of the windows of all applications, without taking the keyboard from them.
 - (void)makeKeyAndOrderFront;
-// Until the window closes; answers with 1 for OK and 0 for Cancel.
+// In front of the other applications, too, until the window closes; answers with 1 for OK and 0 for
+// Cancel.
 - (NSInteger)runModal;
 // Closes the window, if it is not closing already, and tells nobody.
 - (void)closeSilently;

@@ -13,7 +13,7 @@ constexpr CGFloat kMargin = 20;
 constexpr CGFloat kGap = 8;
 constexpr CGFloat kIconSide = 64;
 constexpr CGFloat kTextWidth = 360;
-constexpr CGFloat kLeast = 90;  // a button's width
+constexpr CGFloat kLeastButtonWidth = 90;
 constexpr CGFloat kManyLines = 10000;
 constexpr CGFloat kCellPadding = 4;
 
@@ -35,8 +35,8 @@ NSTextField* MakeLabel(NSView* parent, NSFont* font) {
 }
 
 NSButton* MakeButton(NSView* parent, id target, SEL action, NSString* key) {
-  NSButton* button =
-      KELVO_OBJC_AUTORELEASE([[NSButton alloc] initWithFrame:NSMakeRect(0, 0, kLeast, 32)]);
+  NSButton* button = KELVO_OBJC_AUTORELEASE(
+      [[NSButton alloc] initWithFrame:NSMakeRect(0, 0, kLeastButtonWidth, 32)]);
   [button setTarget:target];
   [button setAction:action];
   [button setKeyEquivalent:key];
@@ -174,8 +174,8 @@ NSImage* PictureOf(const std::string& image) {
   for (NSButton *button in [NSArray arrayWithObjects:okButton, cancelButton, nil]) {
     if ([button isHidden]) continue;
     [button sizeToFit];
-    const NSSize size =
-        NSMakeSize(std::max([button frame].size.width, kLeast), [button frame].size.height);
+    const NSSize size = NSMakeSize(std::max([button frame].size.width, kLeastButtonWidth),
+                                   [button frame].size.height);
     [button setFrame:NSMakeRect(right - size.width, kMargin, size.width, size.height)];
     right -= size.width + kGap;
     top = std::max(top, kMargin + size.height + kMargin);
@@ -184,13 +184,15 @@ NSImage* PictureOf(const std::string& image) {
 }
 
 - (void)makeKeyAndOrderFront {
-  [NSApp activateIgnoringOtherApps:YES];
   [window makeKeyAndOrderFront:nil];
   [window orderFrontRegardless];
 }
 
 - (NSInteger)runModal {
-  return isClosing ? modalReturnCode : [NSApp runModalForWindow:window];
+  if (isClosing) return modalReturnCode;
+  NSApplication* application = [NSApplication sharedApplication];
+  [application activateIgnoringOtherApps:YES];
+  return [application runModalForWindow:window];
 }
 
 - (void)OKButton:(id)sender {

@@ -8,13 +8,18 @@
 namespace kelvo {
 
 std::string FilesystemRepresentation(std::string_view utf8Path) {
-  if (utf8Path.find('\0') != std::string_view::npos) return {};
+  if (utf8Path.empty() || utf8Path.find('\0') != std::string_view::npos) return {};
   @autoreleasepool {
-    char bytes[PATH_MAX];
-    NSString* path = StringFromUtf8(utf8Path);
-    const bool fits = path != nil && [path getFileSystemRepresentation:bytes
-                                                             maxLength:sizeof bytes];
-    return fits ? std::string(bytes) : std::string();
+    @try {
+      char bytes[PATH_MAX];
+      NSString* path = StringFromUtf8(utf8Path);
+      const bool fits = path != nil && [path getFileSystemRepresentation:bytes
+                                                               maxLength:sizeof bytes];
+      return fits ? std::string(bytes) : std::string();
+    } @catch (NSException* exception) {
+      LogException("getFileSystemRepresentation", exception);
+      return {};
+    }
   }
 }
 

@@ -84,12 +84,7 @@ class MacDialogWindow final : public DialogWindow, private ConfirmationWindowEve
   }
 
   void NotShown(const DialogContents& contents) {
-    DialogAnswer answer{.ok = !contents.cancelButton};
-    if (contents.dontShowAgainCheckBox) answer.dontShowAgain = contents.dontShowAgainCheckBox->isOn;
-    if (contents.openFileAfterLocking) {
-      answer.openFileAfterLocking = contents.openFileAfterLocking->isOn;
-    }
-    runLoop_.Post([alive = alive_, answer] {
+    runLoop_.Post([alive = alive_, answer = AnswerWithoutWindow(contents)] {
       if (*alive != nullptr) (*alive)->Tell(answer);
     });
   }

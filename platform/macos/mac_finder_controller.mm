@@ -2,9 +2,17 @@
 
 #import <FinderSync/FinderSync.h>
 
+#include "base/logger.h"
 #include "platform/macos/objc_support.h"
 
 namespace kelvo {
+namespace {
+
+void LogMissing(const std::string& label) {
+  KELVO_LOG(kLogError, "No picture for the badge " << label);
+}
+
+}  // namespace
 
 void MacFinderController::setDirectoryURLs(const std::vector<std::string>& paths) {
   @autoreleasepool {
@@ -24,12 +32,12 @@ void MacFinderController::setDirectoryURLs(const std::vector<std::string>& paths
 void MacFinderController::setBadgeImage(const std::optional<BadgeImage>& image,
                                         const std::string& label,
                                         const std::string& badgeIdentifier) {
-  if (!image) return;
+  if (!image) return LogMissing(label);
   @autoreleasepool {
     @try {
       NSImage* picture = KELVO_OBJC_AUTORELEASE(
           [[NSImage alloc] initWithContentsOfFile:StringFromUtf8(image->path)]);
-      if (picture == nil) return;
+      if (picture == nil) return LogMissing(label);
       [[FIFinderSyncController defaultController] setBadgeImage:picture
                                                           label:StringFromUtf8(label)
                                              forBadgeIdentifier:StringFromUtf8(badgeIdentifier)];

@@ -11,16 +11,15 @@
 #include "platform/macos/run_loop_modes.h"
 #include "platform/run_loop.h"
 
+// What came after the name server of ports has no names that an Agent could register.
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
 namespace {
 
-// What a port's listener calls; main loop.
-class PortEvents {
- public:
-  virtual void MessageArrived(std::string name, std::string archive) = 0;
-  virtual void PeerGone() = 0;
-
- protected:
-  ~PortEvents() = default;
+// What a port's listener calls. It may outlive whom it calls, so neither knows the port itself.
+struct PortEvents {
+  std::function<void(std::string name, std::string archive)> messageArrived;  // main loop
+  std::function<void()> peerGone;                                             // any thread
 };
 
 std::string BytesOf(id component) {
@@ -36,18 +35,23 @@ NSData* DataOf(const std::string& bytes) {
 
 @interface KelvoPortListener : NSObject <NSPortDelegate> {
  @public
-  PortEvents* events_;  // null once the port has gone
+  const PortEvents* events_;  // its own
 }
 @end
 
 @implementation KelvoPortListener
 
+- (void)dealloc {
+  delete events_;
+  KELVO_OBJC_SUPER_DEALLOC();
+}
+
 - (void)handlePortMessage:(NSPortMessage*)message {
   @autoreleasepool {
     @try {
       NSArray* components = [message components];
-      if (events_ == nullptr || [components count] != 2) return;
-      events_->MessageArrived(BytesOf([components objectAtIndex:0]),
+      if ([components count] != 2) return;
+      events_->messageArrived(BytesOf([components objectAtIndex:0]),
                               BytesOf([components objectAtIndex:1]));
     } @catch (NSException* exception) {
       kelvo::LogException("message of the Agent", exception);
@@ -57,13 +61,15 @@ NSData* DataOf(const std::string& bytes) {
 
 - (void)handleInvalidPort:(NSNotification*)notification {
   (void)notification;
-  if (events_ != nullptr) events_->PeerGone();
+  events_->peerGone();
 }
 
 @end
 
 namespace kelvo {
 namespace {
+
+constexpr std::chrono::milliseconds kTimeToTakeMessages(50);
 
 // The two ends of a connection, for as long as a message is on its way between them. The local one
 // stays in the main loop until then, so that nothing of it changes under who is sending.
@@ -115,7 +121,7 @@ std::shared_ptr<Ports> MakePorts(NSPort* remote, RunLoop& runLoop) {
   });
 }
 
-class MachAgentPort final : public AgentPort, private PortEvents {
+class MachAgentPort final : public AgentPort {
  public:
   MachAgentPort(NSPort* remote, AgentPortDelegate& delegate, RunLoop& runLoop)
       : delegate_(delegate),
@@ -127,7 +133,7 @@ class MachAgentPort final : public AgentPort, private PortEvents {
                     const PortSender::Message& message, std::chrono::milliseconds limit,
                     std::string* error) { return SendMessage(*ports, message, limit, error); },
                 FailureTeller()) {
-    listener_->events_ = this;
+    listener_->events_ = MakeEvents();
     [ports_->local setDelegate:listener_];
     for (NSString* mode in ExtensionRunLoopModes()) {
       [[NSRunLoop mainRunLoop] addPort:ports_->local forMode:mode];
@@ -136,17 +142,19 @@ class MachAgentPort final : public AgentPort, private PortEvents {
                                              selector:@selector(handleInvalidPort:)
                                                  name:NSPortDidBecomeInvalidNotification
                                                object:ports_->remote];
+    // It may have ended before anybody was told of its end.
+    if (![ports_->remote isValid]) listener_->events_->peerGone();
   }
 
   ~MachAgentPort() override {
     @autoreleasepool {
       *alive_ = nullptr;
-      listener_->events_ = nullptr;
       [[NSNotificationCenter defaultCenter] removeObserver:listener_];
       [ports_->local setDelegate:nil];
     }
-    // Later, since it may be the one that is called at this moment.
-    runLoop_.Post([listener = listener_]() mutable { KELVO_OBJC_RELEASE(listener); });
+    // Later, since it may be the one that is called at this moment, here or on another thread.
+    runLoop_.After(kTimeToTakeMessages,
+                   [listener = listener_]() mutable { KELVO_OBJC_RELEASE(listener); });
     listener_ = nil;
   }
 
@@ -163,19 +171,26 @@ class MachAgentPort final : public AgentPort, private PortEvents {
   }
 
  private:
-  void MessageArrived(std::string name, std::string archive) override {
-    CallGuarded("message of the Agent",
-                [&] { delegate_.handlePortMessage(*this, std::move(name), std::move(archive)); });
+  const PortEvents* MakeEvents() {
+    return new PortEvents{
+        [alive = alive_](std::string name, std::string archive) {
+          CallGuarded("message of the Agent", [&] {
+            if (*alive == nullptr) return;
+            (*alive)->delegate_.handlePortMessage(**alive, std::move(name), std::move(archive));
+          });
+        },
+        // Later, since the notice may come from inside a sending, and from any thread.
+        [alive = alive_, &runLoop = runLoop_] {
+          runLoop.Post([alive, &runLoop] { TellOfEnd(alive, runLoop); });
+        }};
   }
 
-  // Later, since the notice may come from inside a sending, and from any thread.
-  void PeerGone() override {
-    Later([](MachAgentPort& port) { port.delegate_.handleInvalidPort(port); });
-  }
-
-  void Later(std::function<void(MachAgentPort&)> task) {
-    runLoop_.Post([alive = alive_, task = std::move(task)] {
-      if (*alive != nullptr) task(**alive);
+  // What the Agent had sent comes before the news of its end: it waits in the local port, of which
+  // the loop takes one message a turn.
+  static void TellOfEnd(const std::shared_ptr<MachAgentPort*>& alive, RunLoop& runLoop) {
+    if (*alive == nullptr) return;
+    runLoop.After(kTimeToTakeMessages, [alive] {
+      if (*alive != nullptr) (*alive)->delegate_.handleInvalidPort(**alive);
     });
   }
 

@@ -1,11 +1,7 @@
 #pragma once
 
-#include <cstdint>
 #include <deque>
 #include <functional>
-#include <map>
-#include <memory>
-#include <optional>
 
 #include "base/mutex.h"
 

@@ -58,6 +58,13 @@ TEST_F(UnconfiguredFinderSyncTest, WhatWasAskedBeforeStartUpIsAskedAgainWhenItSt
   EXPECT_EQ(connections_, (std::vector<bool>{true, false, true}));
 }
 
+TEST_F(FinderSyncTest, AnOldAnswerThatComesLateLeavesNoOldBadge) {
+  const std::string path = Home("Work/late/a");
+  fake_.finder.before = [&] { SendList(Home("Work/late"), {{.name = "a"}}); };
+  extension_->requestBadgeIdentifierForURL(path);
+  EXPECT_EQ(fake_.finder.current[path], "1");
+}
+
 TEST_F(FinderSyncTest, OnlyAChangeOfGreenCheckMarksRepaintsAll) {
   WriteFile(Home("Work/f"), "");
   SendList(Home("Work"), {{.name = "f"}, {.name = "d", .type = 2}});

@@ -106,6 +106,7 @@ TEST_F(MacDialogsTest, AsksBeforeSomebodyElsesLockIsOverridden) {
   const std::string request = "sync_request unlock " + Home("Work/c");
   EXPECT_TRUE(Finder::TurnUntil([&] { return AgentHeard(request) > 0; }));
   EXPECT_EQ(AgentHeard(request), 1u) << "for OK alone";
+  EXPECT_EQ(Screen::ModalCodes(), (std::vector<int>{0, 1}));
 }
 
 }  // namespace

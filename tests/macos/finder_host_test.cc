@@ -1,6 +1,7 @@
 #include <future>
 #include <thread>
 
+#include "cache/sync_cache.h"
 #include "tests/macos/mac_fixture.h"
 #include "tests/macos/stand_ins/screen.h"
 
@@ -60,7 +61,9 @@ TEST_F(FinderHostTest, ShowsTheAgentsBadges) {
   Finder::BeginObserving(Home("Work/deep/sub"));
   ASSERT_TRUE(Finder::TurnUntil(
       [&] { return AgentHeard("sync_request status-list " + Home("Work/deep/sub")) > 0; }));
+  EXPECT_TRUE(CSyncCache::m_Instance.load()->IsObserved(Home("Work/deep/sub")));
   Finder::EndObserving(Home("Work/deep/sub"));
+  EXPECT_FALSE(CSyncCache::m_Instance.load()->IsObserved(Home("Work/deep/sub")));
   Finder::RequestBadge("");
   Finder::BeginObserving("");
 }
@@ -96,6 +99,9 @@ TEST_F(FinderHostTest, OffersAMenuAndPerformsWhatIsChosen) {
   const std::vector<ShownLine> menu = Finder::Menu({Home("Work/a")});
   EXPECT_EQ(Titles(menu), (Strings{"Open Kelvo Here*", "Add Comment", "Copy Team Link",
                                    "Lock for Me*", "-Last Modified by: Me", "-Modify"}));
+  for (const ShownLine& line : menu) {
+    EXPECT_TRUE(line.action.empty() || Finder::Answers(line)) << line.action;
+  }
   const std::vector<ShownLine> locked = Finder::Menu({Home("Work/d")});
   EXPECT_TRUE(Finder::Menu({Home("Elsewhere/a")}).empty());
   EXPECT_TRUE(Finder::Menu({Home("Work/a"), ""}).empty());

@@ -8,6 +8,7 @@
 #include <string>
 #include <thread>
 
+#include "tests/macos/stand_ins/challenge.h"
 #include "tests/macos/stand_ins/finder.h"
 
 namespace kelvo::test {
@@ -91,6 +92,12 @@ TEST_F(MacHttpClientTest, AnswersAndFailures) {
   std::thread other([&] { check(true); });
   check(false);
   other.join();
+}
+
+TEST_F(MacHttpClientTest, TakesAnyCertificateOfAServerWhereTheRequestSaysSo) {
+  EXPECT_EQ("trusts", AnswerToChallenge(true, ServerTrustMethod()));
+  EXPECT_EQ("asks the system", AnswerToChallenge(false, ServerTrustMethod()));
+  EXPECT_EQ("asks the system", AnswerToChallenge(true, "NSURLAuthenticationMethodHTTPBasic"));
 }
 
 TEST_F(MacHttpClientTest, TransferMayBeDestroyedAtAnyMoment) {

@@ -2,7 +2,9 @@
 // ended. What it hears it appends to the file that it is given, a line each.
 #import <Foundation/Foundation.h>
 
+#include <signal.h>
 #include <stdio.h>
+#include <sys/prctl.h>
 
 #include "tests/macos/agent_replies.h"
 
@@ -22,9 +24,7 @@ NSData* DataOf(const std::string& bytes) {
 
 }  // namespace
 
-extern "C" const char* __lsan_default_suppressions() {
-  return "leak:libgnustep-\nleak:libobjc\n";
-}
+extern "C" const char* __lsan_default_suppressions() { return "leak:libgnustep-\nleak:libobjc\n"; }
 
 @interface PortAgent : NSObject <NSPortDelegate> {
  @public
@@ -62,6 +62,7 @@ extern "C" const char* __lsan_default_suppressions() {
 
 int main(int argc, char** argv) {
   if (argc != 3) return 2;
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
   @autoreleasepool {
     PortAgent* agent = [[PortAgent alloc] init];
     agent->notes = fopen(argv[2], "a");

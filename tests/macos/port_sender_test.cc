@@ -21,17 +21,20 @@ struct Port {
   bool holds = true;
   Outcome next = Outcome::kSent;
   std::vector<std::string> sent;
+  std::vector<milliseconds> limits;
   std::vector<Outcome> failures;
   std::shared_ptr<bool> send = std::make_shared<bool>();  // held by whoever may still send
 
   PortSender::SendFunction Send() {
-    return [this, held = send](const PortSender::Message& message, milliseconds, std::string*) {
-      std::unique_lock lock(mutex);
-      changed.wait(lock, [this] { return !holds; });
-      sent.push_back(message.name);
-      changed.notify_all();
-      return next;
-    };
+    return
+        [this, held = send](const PortSender::Message& message, milliseconds limit, std::string*) {
+          std::unique_lock lock(mutex);
+          limits.push_back(limit);
+          changed.wait(lock, [this] { return !holds; });
+          sent.push_back(message.name);
+          changed.notify_all();
+          return next;
+        };
   }
   PortSender::Failed Failed() {
     return [this](Outcome outcome, const std::string&) {
@@ -59,15 +62,22 @@ TEST(PortSenderTest, RefusesWhatComesBehindEightMebibytes) {
   PortSender sender(port.Send(), port.Failed());
   sender.Send({"a", std::string(8 << 20, 'x')});
   EXPECT_EQ(port.failures, std::vector<Outcome>{Outcome::kRefused}) << "at once, with its name";
-  sender.Send({"b", std::string((8 << 20) - 1, 'x')});
-  sender.Send({"c", ""});
+  sender.Send({"b", std::string((8 << 20) - 1 - 5, 'x')});
+  sender.Send({"c", "yyyyy"});
+  sender.Send({"waits", ""});
   EXPECT_EQ(port.failures.size(), 2u);
+  const auto handedOver = std::chrono::steady_clock::now();
+  while (std::chrono::steady_clock::now() < handedOver + milliseconds(5)) std::this_thread::yield();
   port.Let(Outcome::kSent);
-  ASSERT_TRUE(port.Until(1, 2));
+  ASSERT_TRUE(port.Until(2, 2));
   while (sender.OutgoingBytes() != 0) std::this_thread::yield();
   sender.Send({"d", ""});
-  ASSERT_TRUE(port.Until(2, 2));
-  EXPECT_EQ(port.sent, (std::vector<std::string>{"b", "d"}));
+  ASSERT_TRUE(port.Until(3, 2));
+  EXPECT_EQ(port.sent, (std::vector<std::string>{"b", "waits", "d"}));
+  const auto kLimit = std::chrono::seconds(3);
+  EXPECT_LE(port.limits[0], kLimit);
+  EXPECT_LE(port.limits[1], kLimit - milliseconds(5)) << "runs from the handing over";
+  EXPECT_GT(port.limits[2], kLimit - std::chrono::seconds(2));
 }
 
 TEST(PortSenderTest, SendsNothingAfterAnError) {

@@ -3,18 +3,22 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "base/file_system.h"
 #include "deployment.h"
 #include "platform/macos/asl_system_log.h"
 #include "platform/macos/keychain_secret_store.h"
 #include "platform/macos/mac_bundle.h"
 #include "platform/macos/mac_desktop.h"
 #include "platform/macos/mac_user_defaults.h"
+#include "settings/application_bundle.h"
 #include "settings/secure_store.h"
 #include "tests/macos/text_on_pasteboard.h"
 #include "tests/support/fixture.h"
+#include "ui/short_date_time.h"
 
 namespace kelvo::test {
 namespace {
@@ -47,6 +51,7 @@ TEST(KeychainSecretStoreTest, KeepsItemsForWhoeverMayReadThem) {
   EXPECT_EQ("", read);
   EXPECT_EQ(SecretStatus::kOk, store.Delete("KelvoAgent", "rcid"));
   EXPECT_EQ(SecretStatus::kNotFound, store.Delete("KelvoAgent", "rcid"));
+  EXPECT_EQ(0, KeychainObjects());
   SetSecretStore(nullptr);
 }
 
@@ -80,6 +85,18 @@ TEST(KeychainSecretStoreTest, TellsARefusalFromAStoreThatIsAway) {
   SetSecretStore(nullptr);
 }
 
+TEST(MacBundleTest, IsThatOfTheClassWithTextsInTheUsersLanguages) {
+  for (const char* const name : {"NSObject", "NoSuchClass"}) {
+    const std::string path = BundleForClass(name)->path();
+    EXPECT_TRUE(path.starts_with('/') && path.find("Resources") != std::string::npos) << path;
+  }
+  EXPECT_NE(BundleForClass("NSObject")->path(), BundleForClass("NoSuchClass")->path());
+  EXPECT_FALSE(ChosenLanguages().empty());
+  for (const std::string& language : ChosenLanguages()) {
+    EXPECT_EQ(std::string::npos, language.find('-')) << language;
+  }
+}
+
 TEST(AslSystemLogTest, NamesItsSenderAndTakesAnyText) {
   AslSystemLog log;
   log.Write("Kelvo Plugin", kSystemLogWarning, "100 %s of %n");
@@ -98,6 +115,24 @@ TEST(MacUserDefaultsTest, AreInForceAtOnce) {
     defaults.SetBool("kelvo-dont-show-lock", value);
     EXPECT_EQ(value, MacUserDefaults().GetBool("kelvo-dont-show-lock"));
   }
+}
+
+TEST(MacFilesTest, NamesFilesAsTheSystemDoesAndFindsTheUsersOwnHome) {
+  EXPECT_EQ("/a/\xc3\xa4", FilesystemRepresentation("/a/\xc3\xa4"));
+  for (const std::string& none :
+       {std::string(), std::string("a\0b", 3), std::string("\xff"), std::string(5000, 'a')}) {
+    EXPECT_EQ("", FilesystemRepresentation(none)) << none.substr(0, 5);
+  }
+  const std::string home = HomeFolder();
+  ASSERT_EQ(0, setenv("HOME", "/container", 1));
+  EXPECT_EQ(home, HomeFolder());
+  EXPECT_TRUE(home.starts_with('/') && home != "/container") << home;
+}
+
+TEST(MacDateTest, IsShort) {
+  const std::string text = ShortDateTime(1700000000);  // 14 November 2023
+  EXPECT_NE(std::string::npos, text.find("14")) << text;
+  EXPECT_LT(text.size(), 24u) << text;
 }
 
 TEST(MacDesktopTest, TakesNoAddressThatIsNone) {

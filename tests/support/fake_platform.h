@@ -167,6 +167,8 @@ class FakeFinderController : public FinderController {
   void setBadgeIdentifier(const std::string& badgeIdentifier, const std::string& path,
                           bool isDirectory) override;
 
+  // Called once, before a badge is set, as if another thread were quicker.
+  std::function<void()> before;
   std::mutex mutex;
   std::vector<std::vector<std::string>> directories;  // every call
   std::vector<Registration> registrations;

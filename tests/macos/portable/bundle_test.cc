@@ -40,6 +40,7 @@ TEST(BundleTest, InfoNamesTheExtensionAsTheSystemExpectsIt) {
        PropertyList::Dictionary{{"NSExtensionAttributes", PropertyList::Dictionary()},
                                 {"NSExtensionPointIdentifier", "com.apple.FinderSync"},
                                 {"NSExtensionPrincipalClass", "FinderSync"}}},
+      {"NSPrincipalClass", "NSApplication"},
   };
   for (const auto& [key, value] : expected) {
     const PropertyList* const found = FindValue(info, key);

@@ -93,9 +93,13 @@ def ways(core, foundation):
         plistlib.dumps(plistlib.loads(ours(value)), fmt=plistlib.FMT_BINARY))
     yield "plistlib's", lambda value: read(by_hand(value, False))
     yield "plistlib's, mutable", lambda value: read(by_hand(value, True))
-    if shutil.which("plistutil"):
+    if not shutil.which("plistutil"):
+        print("skipped: no plistutil")
+    else:
         yield "ours, rewritten by libplist", lambda value: read(through_libplist(ours(value)))
-    if foundation:
+    if not foundation:
+        print("skipped: Foundation, without GNUstep")
+    else:
         yield "ours, read by Foundation", lambda value: plistlib.loads(
             run(foundation, "list", data=ours(without_null(value)))) | {
                 key: item for key, item in value.items() if "$null" in (key, item)}

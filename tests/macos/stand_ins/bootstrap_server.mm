@@ -5,9 +5,7 @@
 namespace {
 
 // GNUstep's server is the user's, and tests run side by side, each with a home folder of its own.
-NSString* OwnName(NSString* name) {
-  return [name stringByAppendingFormat:@" %s", getenv("HOME")];
-}
+NSString* OwnName(NSString* name) { return [name stringByAppendingFormat:@" %s", getenv("HOME")]; }
 
 }  // namespace
 

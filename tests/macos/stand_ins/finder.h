@@ -44,6 +44,8 @@ class Finder {
   // The menu for a selection, which can be asked for only meanwhile; an empty path is an item
   // without one. Nothing where the extension has no menu.
   static std::vector<ShownLine> Menu(const std::vector<std::string>& selection);
+  // Whether the extension has the operation of a line.
+  static bool Answers(const ShownLine& line);
   // Hands a copy of the line back to the extension, as a choice. False without such an operation.
   static bool Choose(const ShownLine& line);
 

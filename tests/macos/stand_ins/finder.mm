@@ -170,10 +170,16 @@ std::vector<ShownLine> Finder::Menu(const std::vector<std::string>& items) {
   return lines;
 }
 
+bool Finder::Answers(const ShownLine& line) {
+  @autoreleasepool {
+    return [extension respondsToSelector:NSSelectorFromString(StringFromUtf8(line.action))] != NO;
+  }
+}
+
 bool Finder::Choose(const ShownLine& line) {
   @autoreleasepool {
     const SEL action = NSSelectorFromString(StringFromUtf8(line.action));
-    if (![extension respondsToSelector:action]) return false;
+    if (!Answers(line)) return false;
     NSMenuItem* copy =
         KELVO_OBJC_AUTORELEASE([[NSMenuItem alloc] initWithTitle:StringFromUtf8(line.title)
                                                           action:action

@@ -19,7 +19,19 @@ using Names = std::pair<std::string, std::string>;
   KeychainItem contents;
 }
 @end
+namespace {
+std::atomic<int> liveObjects{0};
+}
+
 @implementation KelvoKeychainObject
+- (id)init {
+  ++liveObjects;
+  return [super init];
+}
+- (void)dealloc {
+  --liveObjects;
+  [super dealloc];
+}
 @end
 
 namespace {
@@ -139,6 +151,7 @@ std::map<Names, KeychainItem> KeychainItems() {
 
 void SetKeychainStatus(int status) { keychain.status = status; }
 void SetMissingApplication(const std::string& path) { keychain.missing = path; }
+int KeychainObjects() { return liveObjects; }
 bool KeychainMayAsk() { return keychain.mayAsk; }
 
 }  // namespace kelvo::test

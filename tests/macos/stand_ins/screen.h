@@ -26,6 +26,8 @@ class Screen {
   static void Press(std::size_t dialog, const std::string& outlet);
   // By its close button.
   static void Close(std::size_t dialog);
+  // With what each modal session was told to end.
+  static std::vector<int> ModalCodes();
   // Calls `look` over and over in modal sessions alone, until it answers true.
   static void InModalSession(std::function<bool()> look);
 };

@@ -29,6 +29,21 @@ id Outlet(NSWindow* window, NSString* name) {
 
 }  // namespace
 
+// Notes with what codes sessions are ended.
+@interface KelvoTestApplication : NSApplication
+@end
+
+namespace {
+std::vector<int> modalCodes;
+}
+
+@implementation KelvoTestApplication
+- (void)stopModalWithCode:(NSInteger)code {
+  modalCodes.push_back(static_cast<int>(code));
+  [super stopModalWithCode:code];
+}
+@end
+
 @interface KelvoModalLook : NSObject {
  @public
   std::function<bool()>* look;
@@ -50,7 +65,7 @@ namespace kelvo::test {
 bool Screen::Open() {
   if (getenv("DISPLAY") == nullptr) return false;
   @autoreleasepool {
-    return [NSApplication sharedApplication] != nil;
+    return [KelvoTestApplication sharedApplication] != nil;
   }
 }
 
@@ -94,6 +109,8 @@ void Screen::Close(std::size_t dialog) {
     [[Windows() objectAtIndex:dialog] performClose:nil];
   }
 }
+
+std::vector<int> Screen::ModalCodes() { return modalCodes; }
 
 void Screen::InModalSession(std::function<bool()> look) {
   @autoreleasepool {

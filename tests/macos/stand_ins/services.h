@@ -23,6 +23,8 @@ std::map<std::pair<std::string, std::string>, KeychainItem> KeychainItems();
 void SetKeychainStatus(int status);
 // Applications that are not installed, for which no entry of a list can be made.
 void SetMissingApplication(const std::string& path);
+// What the platform has handed out and was not given back; no counting of references releases it.
+int KeychainObjects();
 bool KeychainMayAsk();
 
 }  // namespace kelvo::test

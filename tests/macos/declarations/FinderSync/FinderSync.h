@@ -24,9 +24,7 @@ enum FIMenuKind : NSUInteger {
 @interface FIFinderSyncController : NSObject
 + (instancetype)defaultController;
 @property(copy) NSSet* directoryURLs;
-- (void)setBadgeImage:(NSImage*)image
-                   label:(NSString*)label
-      forBadgeIdentifier:(NSString*)badgeID;
+- (void)setBadgeImage:(NSImage*)image label:(NSString*)label forBadgeIdentifier:(NSString*)badgeID;
 - (void)setBadgeIdentifier:(NSString*)badgeID forURL:(NSURL*)url;
 - (NSURL*)targetedURL;
 - (NSArray*)selectedItemURLs;

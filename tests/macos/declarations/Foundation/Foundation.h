@@ -3,8 +3,8 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <Security/Security.h>
-#include <objc.h>
 #include <limits.h>
+#include <objc.h>
 
 @class NSArray, NSData, NSDate, NSError, NSNotification, NSPort, NSPortMessage, NSRunLoop, NSString;
 @class NSURL, NSURLAuthenticationChallenge, NSURLResponse, NSURLRequest;
@@ -59,9 +59,10 @@ typedef struct {
 @protocol NSCopying
 @end
 
-__attribute__((objc_root_class)) @interface NSObject<NSObject>
+__attribute__((objc_root_class))
+@interface NSObject<NSObject>
 + (instancetype)alloc;
-+ (instancetype) new;
++ (instancetype)new;
 + (Class)class;
 - (instancetype)init;
 - (void)dealloc;
@@ -239,10 +240,12 @@ extern NSString* const NSPortDidBecomeInvalidNotification;
 @property uint32_t msgid;
 - (BOOL)sendBeforeDate:(NSDate*)date;
 @end
+__attribute__((deprecated))
 @interface NSPortNameServer : NSObject
 - (NSPort*)portForName:(NSString*)name;
 - (BOOL)registerPort:(NSPort*)port name:(NSString*)name;
 @end
+__attribute__((deprecated))
 @interface NSMachBootstrapServer : NSPortNameServer
 + (id)sharedInstance;
 - (NSPort*)portForName:(NSString*)name;

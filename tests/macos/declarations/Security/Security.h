@@ -15,8 +15,8 @@ enum : OSStatus { errSecSuccess = 0, errSecItemNotFound = -25300 };
 
 typedef struct __attribute__((objc_bridge(id))) OpaqueSecKeychainRef* SecKeychainRef;
 typedef struct __attribute__((objc_bridge(id))) OpaqueSecKeychainItemRef* SecKeychainItemRef;
-typedef struct __attribute__((objc_bridge(id))) OpaqueSecTrustedApplicationRef*
-    SecTrustedApplicationRef;
+typedef struct __attribute__((objc_bridge(id)))
+OpaqueSecTrustedApplicationRef* SecTrustedApplicationRef;
 typedef struct __attribute__((objc_bridge(id))) OpaqueSecAccessRef* SecAccessRef;
 typedef struct __attribute__((objc_bridge(id))) __SecTrust* SecTrustRef;
 

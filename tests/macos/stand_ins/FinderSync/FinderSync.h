@@ -22,8 +22,8 @@ typedef NS_ENUM(NSUInteger, FIMenuKind) {
 + (FIFinderSyncController*)defaultController;
 - (void)setDirectoryURLs:(NSSet*)urls;
 - (void)setBadgeImage:(NSImage*)image
-                   label:(NSString*)label
-      forBadgeIdentifier:(NSString*)identifier;
+                 label:(NSString*)label
+    forBadgeIdentifier:(NSString*)identifier;
 - (void)setBadgeIdentifier:(NSString*)identifier forURL:(NSURL*)url;
 - (NSURL*)targetedURL;
 - (NSArray*)selectedItemURLs;
