@@ -1,6 +1,7 @@
 #include "agent/keyed_archive.h"
 
 #include <cstdint>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -72,12 +73,23 @@ class ArchiveReader {
   explicit ArchiveReader(BinaryPropertyListReader list, std::size_t size)
       : list_(list), textLeft_(kTextFactor * size + kTextAllowance) {}
 
-  std::optional<PropertyList::Dictionary> Read(std::string* error);
+  // With `mayLeaveText` at most one text is left out of the values; see LeftText.
+  std::optional<PropertyList::Dictionary> Read(std::string* error, bool mayLeaveText);
+
+  struct KeyedText {
+    std::string key;
+    std::string_view bytes;  // ASCII
+  };
+  // A large text that stands empty in the dictionary.
+  const std::optional<KeyedText>& LeftText() const { return leftText_; }
 
  private:
   // Texts may be shared between keys; all copies together stay within a few times the archive.
   static constexpr std::size_t kTextFactor = 4;
   static constexpr std::size_t kTextAllowance = 65536;
+  // A list's text is kept by whoever has heard of it; from here on it is shared, not copied.
+  static constexpr std::size_t kSharedTextSize = 1024;
+  static constexpr std::size_t kLeftTextSize = std::size_t{64} << 10;
 
   std::optional<Object> Find(const Object& dictionary, std::string_view key) const;
   // The archived object that `reference`, a UID object, names; nullopt for nil, too.
@@ -86,6 +98,7 @@ class ArchiveReader {
   std::optional<std::string> Text(const Object& object);
   std::optional<PropertyList> Value(const Object& object);
   const char* CheckHead();
+  bool MayLeave(const Object& value) const;
   bool ReadPair(const Object& keys, const Object& values, std::uint64_t i,
                 PropertyList::Dictionary* out);
 
@@ -94,6 +107,8 @@ class ArchiveReader {
   Object root_;
   std::size_t textLeft_;
   bool textExhausted_ = false;
+  bool mayLeaveText_ = false;
+  std::optional<KeyedText> leftText_;
 };
 
 std::optional<Object> ArchiveReader::Find(const Object& dictionary, std::string_view key) const {
@@ -157,7 +172,10 @@ std::optional<PropertyList> ArchiveReader::Value(const Object& object) {
     case Kind::kAsciiString:
     case Kind::kUtf16String:
     case Kind::kDictionary:
-      if (auto text = Text(object)) return PropertyList(std::move(*text));
+      if (auto text = Text(object)) {
+        if (text->size() < kSharedTextSize) return PropertyList(std::move(*text));
+        return PropertyList(std::make_shared<const std::string>(std::move(*text)));
+      }
       return std::nullopt;
     default:
       return std::nullopt;
@@ -190,6 +208,12 @@ const char* ArchiveReader::CheckHead() {
   return nullptr;
 }
 
+bool ArchiveReader::MayLeave(const Object& value) const {
+  return mayLeaveText_ && !leftText_ && value.kind == Kind::kAsciiString &&
+         value.bytes.size() >= kLeftTextSize && value.bytes.size() <= textLeft_ &&
+         IsAscii(value.bytes);
+}
+
 // False for a key or a value that is no text or number.
 bool ArchiveReader::ReadPair(const Object& keys, const Object& values, std::uint64_t i,
                              PropertyList::Dictionary* out) {
@@ -198,13 +222,21 @@ bool ArchiveReader::ReadPair(const Object& keys, const Object& values, std::uint
   if (!key || !value) return false;
   auto name = Text(*key);
   if (!name) return false;
+  if (MayLeave(*value)) {
+    textLeft_ -= value->bytes.size();
+    out->insert_or_assign(*name, PropertyList());
+    leftText_ = {std::move(*name), value->bytes};
+    return true;
+  }
+  if (leftText_ && leftText_->key == *name) leftText_.reset();  // another value under its key
   auto content = Value(*value);
   if (!content) return false;
   out->insert_or_assign(std::move(*name), std::move(*content));
   return true;
 }
 
-std::optional<PropertyList::Dictionary> ArchiveReader::Read(std::string* error) {
+std::optional<PropertyList::Dictionary> ArchiveReader::Read(std::string* error, bool mayLeaveText) {
+  mayLeaveText_ = mayLeaveText;
   if (const char* fault = CheckHead()) {
     *error = fault;
     return std::nullopt;
@@ -278,7 +310,29 @@ std::optional<PropertyList::Dictionary> DecodeKeyedArchive(std::string_view byte
   if (error == nullptr) error = &ignored;
   auto list = BinaryPropertyListReader::Open(bytes, error);
   if (!list) return std::nullopt;
-  return ArchiveReader(*list, bytes.size()).Read(error);
+  return ArchiveReader(*list, bytes.size()).Read(error, false);
+}
+
+std::optional<PropertyList::Dictionary> DecodeKeyedArchive(std::string&& bytes,
+                                                           std::string* error) {
+  std::string ignored;
+  if (error == nullptr) error = &ignored;
+  const auto list = BinaryPropertyListReader::Open(bytes, error);
+  if (!list) return std::nullopt;
+  ArchiveReader reader(*list, bytes.size());
+  auto dictionary = reader.Read(error, true);
+  if (!dictionary || !reader.LeftText()) return dictionary;
+  const auto& [key, text] = *reader.LeftText();
+  PropertyList& value = dictionary->find(key)->second;
+  if (text.size() < bytes.capacity() / 4 * 3) {  // too much memory for it
+    value = PropertyList(std::make_shared<const std::string>(text));
+    return dictionary;
+  }
+  const auto begin = static_cast<std::size_t>(text.data() - bytes.data());
+  bytes.resize(begin + text.size());
+  bytes.erase(0, begin);
+  value = PropertyList(std::make_shared<const std::string>(std::move(bytes)));
+  return dictionary;
 }
 
 }  // namespace kelvo

@@ -19,5 +19,8 @@ std::string EncodeKeyedArchive(const PropertyList::Dictionary& dictionary);
 // `error` (may be null) when there is no such dictionary.
 std::optional<PropertyList::Dictionary> DecodeKeyedArchive(std::string_view bytes,
                                                            std::string* error);
+// The same. An ASCII text that is nearly all of the archive takes over its memory, since a copy of
+// a list of very many files would hold the loop; what is left in `bytes` then is unspecified.
+std::optional<PropertyList::Dictionary> DecodeKeyedArchive(std::string&& bytes, std::string* error);
 
 }  // namespace kelvo

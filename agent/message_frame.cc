@@ -9,6 +9,7 @@ namespace {
 constexpr std::size_t kIntegerSize = 4;
 constexpr std::size_t kHeadSize = 2 * kIntegerSize;  // message id, component count
 constexpr std::uint32_t kComponentCount = 2;
+constexpr std::size_t kClaimFactor = 8;
 constexpr std::size_t kKeptCapacity = std::size_t{1} << 20;
 
 void AppendInteger(std::string& out, std::uint32_t value) {
@@ -62,9 +63,17 @@ std::optional<MessageFrameReader::Message> MessageFrameReader::Next() {
     if (end > maxMessageSize_ || length > maxMessageSize_ - end) {
       return Break("a message with a component of " + std::to_string(length) + " bytes");
     }
-    if (pending.size() - end < length) return std::nullopt;
+    if (pending.size() - end < length) {
+      // Room for all of it at once, since growing step by step would copy most of it in one go; but
+      // only when so much has come that the length is no mere claim.
+      if (pending.size() > length / kClaimFactor) buffer_.reserve(start_ + end + length);
+      return std::nullopt;
+    }
     component = pending.substr(end, length);
     end += length;
+  }
+  if (components[1].size() > kKeptCapacity && end > pending.size() / 2) {
+    return TakeLast(std::string(components[0]), components[1].size(), start_ + end);
   }
   Message message{std::string(components[0]), std::string(components[1])};
   start_ += end;
@@ -74,6 +83,17 @@ std::optional<MessageFrameReader::Message> MessageFrameReader::Next() {
     if (buffer_.capacity() > kKeptCapacity) std::string().swap(buffer_);
   }
   return message;
+}
+
+// A large archive leaves with the buffer, since copying it would hold the loop for longer than
+// moving it to the front does; what follows it is less.
+MessageFrameReader::Message MessageFrameReader::TakeLast(std::string name, std::size_t size,
+                                                         std::size_t end) {
+  std::string rest(buffer_, end);
+  buffer_.resize(end);
+  buffer_.erase(0, end - size);
+  start_ = 0;
+  return {std::move(name), std::exchange(buffer_, std::move(rest))};
 }
 
 std::nullopt_t MessageFrameReader::Break(std::string reason) {

@@ -36,6 +36,7 @@ class MessageFrameReader {
   std::size_t Pending() const { return buffer_.size() - start_; }
 
  private:
+  Message TakeLast(std::string name, std::size_t size, std::size_t end);
   std::nullopt_t Break(std::string reason);
 
   const std::size_t maxMessageSize_;

@@ -193,7 +193,8 @@ void NotificationsBridge::handlePortMessage(AgentPort& port, std::string name,
     return;
   }
   std::string error;
-  const auto info = DecodeKeyedArchive(archive, &error);
+  const auto info = DecodeKeyedArchive(std::move(archive), &error);
+  archive = std::string();  // a large one must not wait for what is done with the message
   noteMessage(name, info ? &*info : nullptr);
   if (!info) {
     KELVO_LOG(kLogError, "message \"" << name << "\" of the Agent skipped: " << error);

@@ -37,6 +37,16 @@ std::string TextValue(const PropertyList::Dictionary& info, std::string_view key
   return ConvertCfStringToString(FindValue(info, key), StringEncoding::kUtf8);
 }
 
+// As TextValue, but without a copy of what is shared already.
+std::shared_ptr<const std::string> SharedTextValue(const PropertyList::Dictionary& info,
+                                                   std::string_view key) {
+  const PropertyList* value = FindValue(info, key);
+  if (value != nullptr && value->AsString() != nullptr && IsValidUtf8(*value->AsString())) {
+    return value->ToSharedText();
+  }
+  return std::make_shared<const std::string>(TextValue(info, key));
+}
+
 // The event's "path" in the file system's form. False, logged, for one that no file can have.
 bool PathValue(const PropertyList::Dictionary& info, std::string* path) {
   const PropertyList* value = FindValue(info, "path");
@@ -107,7 +117,7 @@ void CSyncApi::OnSyncStatusList(const PropertyList::Dictionary& userInfo) {
   std::string path;
   if (!PathValue(userInfo, &path)) return;
   KELVO_LOG(kLogDebug, "OnSyncStatusListResponse " << path);
-  const auto list = std::make_shared<const std::string>(TextValue(userInfo, "list"));
+  const auto list = SharedTextValue(userInfo, "list");
   try {
     // The count is read here first, so that a list which cannot be read reaches no client at all.
     const CSyncStatusListResponse readable(configuration_, path, list);

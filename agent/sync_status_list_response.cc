@@ -1,7 +1,5 @@
 #include "agent/sync_status_list_response.h"
 
-#include <istream>
-#include <streambuf>
 #include <utility>
 
 #include "base/logger.h"
@@ -12,38 +10,7 @@ namespace {
 
 constexpr int kFolderType = 2;
 
-// Reads a text where it lies; only ever read from, so the cast is safe.
-class TextBuffer : public std::streambuf {
- public:
-  explicit TextBuffer(const std::string& text) {
-    char* begin = const_cast<char*>(text.data());
-    setg(begin, begin, begin + text.size());
-  }
-
- protected:
-  pos_type seekoff(off_type offset, std::ios_base::seekdir direction,
-                   std::ios_base::openmode /*mode*/) override {
-    const off_type size = egptr() - eback();
-    off_type position = offset;
-    if (direction == std::ios_base::cur) position += gptr() - eback();
-    if (direction == std::ios_base::end) position += size;
-    if (position < 0 || position > size) return pos_type(off_type(-1));
-    setg(eback(), eback() + position, egptr());
-    return pos_type(position);
-  }
-  pos_type seekpos(pos_type position, std::ios_base::openmode mode) override {
-    return seekoff(off_type(position), std::ios_base::beg, mode);
-  }
-};
-
 }  // namespace
-
-struct CSyncStatusListResponse::Input {
-  explicit Input(const std::string& text) : buffer(text), stream(&buffer), decoder(&stream) {}
-  TextBuffer buffer;
-  std::istream stream;
-  CTextDecoder decoder;
-};
 
 CSyncStatusListResponse::CSyncStatusListResponse(const CFinderConfiguration* configuration,
                                                  std::string path,
@@ -51,13 +18,11 @@ CSyncStatusListResponse::CSyncStatusListResponse(const CFinderConfiguration* con
     : configuration_(configuration),
       path_(std::move(path)),
       list_(std::move(list)),
-      input_(std::make_unique<Input>(*list_)) {
+      cursor_(*list_) {
   unsigned long count;
-  input_->decoder >> count;
+  cursor_ >> count;
   remaining_ = count;
 }
-
-CSyncStatusListResponse::~CSyncStatusListResponse() = default;
 
 bool CSyncStatusListResponse::Next() {
   if (remaining_ == 0) return false;
@@ -72,24 +37,34 @@ bool CSyncStatusListResponse::Next() {
 }
 
 void CSyncStatusListResponse::ReadRecord() {
-  CTextDecoder& decoder = input_->decoder;
+  CListCursor cursor = cursor_;
   int type;
   long long itemId;
-  decoder >> name_ >> type >> status_ >> permissions_ >> denied_ >> modifiedBy_ >> fileId_ >>
-      itemId;
+  cursor >> name_ >> type >> status_ >> permissions_ >> denied_ >> modifiedBy_ >> fileId_ >> itemId;
   itemId_ = itemId;
   folder_ = type == kFolderType;
-  if (configuration_ != nullptr && configuration_->IsUserMe(modifiedBy_)) modifiedBy_.clear();
-  decoder >> lock_;
+  if (IsUserMe(modifiedBy_)) modifiedBy_ = {};
+  cursor >> lock_;
   if (lock_ == sync::ESyncItemLock::NO_SYNC_LOCK) {
-    lockHolder_.clear();
+    lockHolder_ = {};
     lockTime_ = 0;
-    return;
+  } else {
+    long lockTime;
+    cursor >> lockHolder_ >> lockTime;
+    lockTime_ = lockTime;
+    if (lock_ == sync::ESyncItemLock::SYNC_LOCK_FOR_ME) lockHolder_ = {};
   }
-  long lockTime;
-  decoder >> lockHolder_ >> lockTime;
-  lockTime_ = lockTime;
-  if (lock_ == sync::ESyncItemLock::SYNC_LOCK_FOR_ME) lockHolder_.clear();
+  cursor_ = cursor;
+}
+
+bool CSyncStatusListResponse::IsUserMe(std::string_view name) {
+  if (configuration_ == nullptr) return false;
+  const std::uint64_t publication = configuration_->Publication();
+  if (publication != publication_) {
+    publication_ = publication;
+    user_ = configuration_->FullName();
+  }
+  return name.empty() || name == user_;
 }
 
 }  // namespace kelvo

@@ -80,6 +80,19 @@ std::optional<std::string> PropertyList::ToText() const {
   return std::nullopt;
 }
 
+PropertyList::SharedText PropertyList::ToSharedText() const {
+  if (const SharedText* shared = std::get_if<SharedText>(&value_)) return *shared;
+  const std::string* text = AsString();
+  return text == nullptr ? nullptr : std::make_shared<const std::string>(*text);
+}
+
+bool PropertyList::operator==(const PropertyList& other) const {
+  const std::string* text = AsString();
+  const std::string* otherText = other.AsString();
+  if (text != nullptr && otherText != nullptr) return *text == *otherText;
+  return value_ == other.value_;
+}
+
 const PropertyList* FindValue(const PropertyList::Dictionary& dictionary, std::string_view key) {
   const auto found = dictionary.find(key);
   return found == dictionary.end() ? nullptr : &found->second;

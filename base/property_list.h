@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,7 +14,7 @@ namespace kelvo {
 
 // A property list in memory: one value of the kinds that settings files and Agent events hold.
 //
-// Threads: a value; no sharing between copies.
+// Threads: a value; copies share nothing that can change.
 // Nesting is bounded by whoever builds it (readers refuse more than kMaxDepth levels), because
 // copying and destroying recurse.
 class PropertyList {
@@ -30,6 +31,7 @@ class PropertyList {
     std::string bytes;
     bool operator==(const Data&) const = default;
   };
+  using SharedText = std::shared_ptr<const std::string>;
 
   // Implicit on purpose, so that a dictionary can be written down as {{"key", value}, ...}.
   PropertyList() : value_(std::string()) {}
@@ -41,6 +43,8 @@ class PropertyList {
   PropertyList(const char* utf8) : value_(std::string(utf8)) {}
   PropertyList(std::string utf8) : value_(std::move(utf8)) {}
   PropertyList(std::string_view utf8) : value_(std::string(utf8)) {}
+  // A string all the same, for large texts that many hold and nobody copies. Not null.
+  PropertyList(SharedText utf8) : value_(std::move(utf8)) {}
   PropertyList(Date value) : value_(value) {}
   PropertyList(Data value) : value_(std::move(value)) {}
   PropertyList(Array value) : value_(std::move(value)) {}
@@ -51,7 +55,10 @@ class PropertyList {
   const std::int64_t* AsInteger() const { return std::get_if<std::int64_t>(&value_); }
   const std::uint64_t* AsUnsigned() const { return std::get_if<std::uint64_t>(&value_); }
   const double* AsReal() const { return std::get_if<double>(&value_); }
-  const std::string* AsString() const { return std::get_if<std::string>(&value_); }
+  const std::string* AsString() const {
+    const SharedText* shared = std::get_if<SharedText>(&value_);
+    return shared != nullptr ? shared->get() : std::get_if<std::string>(&value_);
+  }
   const Date* AsDate() const { return std::get_if<Date>(&value_); }
   const Data* AsData() const { return std::get_if<Data>(&value_); }
   const Array* AsArray() const { return std::get_if<Array>(&value_); }
@@ -69,11 +76,15 @@ class PropertyList {
   // The text of a string; decimal for integers and reals, "1" or "0" for booleans; else nullopt.
   std::optional<std::string> ToText() const;
 
-  bool operator==(const PropertyList&) const = default;
+  // The string for somebody who keeps it: a copy only if it is not shared already. Null for other
+  // kinds.
+  SharedText ToSharedText() const;
+
+  bool operator==(const PropertyList& other) const;
 
  private:
-  std::variant<bool, std::int64_t, std::uint64_t, double, std::string, Date, Data, Array,
-               Dictionary>
+  std::variant<bool, std::int64_t, std::uint64_t, double, std::string, SharedText, Date, Data,
+               Array, Dictionary>
       value_;
 };
 

@@ -53,11 +53,6 @@ std::size_t AsciiPrefix(std::string_view text) {
   return size;
 }
 
-bool IsAscii(std::string_view text) {
-  return std::all_of(text.begin(), text.end(),
-                     [](char byte) { return static_cast<unsigned char>(byte) < 0x80; });
-}
-
 void AppendHexEscape(std::string& text, unsigned value) {
   constexpr char kDigits[] = "0123456789abcdef";
   text += {'\\', 'x', kDigits[value >> 4], kDigits[value & 0xF]};
@@ -123,6 +118,12 @@ std::string ExpandTildeInPath(std::string_view path) {
   return HomeFolder().append(path.substr(1));
 }
 
+bool IsAscii(std::string_view text) {
+  text.remove_prefix(AsciiPrefix(text));
+  return std::all_of(text.begin(), text.end(),
+                     [](char byte) { return static_cast<unsigned char>(byte) < 0x80; });
+}
+
 bool IsValidUtf8(std::string_view text) {
   while (true) {
     text.remove_prefix(AsciiPrefix(text));
@@ -179,7 +180,8 @@ std::string ConvertCfStringToString(const PropertyList* value, StringEncoding en
   if (value == nullptr) return {};
   std::string text = value->ToText().value_or("");
   const bool hasForm = encoding == StringEncoding::kAscii ? IsAscii(text) : IsValidUtf8(text);
-  return hasForm ? text : std::string();
+  if (!hasForm) text.clear();
+  return text;
 }
 
 std::string ConvertCfStringToFilesystemString(const PropertyList* value) {

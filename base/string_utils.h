@@ -25,6 +25,8 @@ std::string ExpandTildeInPath(std::string_view path);
 // Whether the bytes are UTF-8: no overlong form, no surrogate, nothing above U+10FFFF.
 [[nodiscard]] bool IsValidUtf8(std::string_view text);
 
+[[nodiscard]] bool IsAscii(std::string_view text);
+
 // `text` as valid UTF-8, cut at a zero byte; each broken sequence becomes U+FFFD.
 std::string ToValidUtf8(std::string_view text);
 

@@ -52,21 +52,23 @@ class IstreamDecoder {
 };
 
 // One record as CSyncStatusListResponse takes it, for a user whom no record names; `item.path` is
-// the name.
+// the name. What a failure leaves unread keeps its value.
 inline bool ReadRecord(IstreamDecoder& decoder, SSyncApiItemStatus& item) {
   int type;
   long long itemId;
   if (!decoder.Read(item.path) || !decoder.Read(type) || !decoder.Read(item.status) ||
       !decoder.Read(item.permissions) || !decoder.Read(item.denied) ||
-      !decoder.Read(item.modifiedBy) || !decoder.Read(item.fileId) || !decoder.Read(itemId) ||
-      !decoder.Read(item.lock)) {
+      !decoder.Read(item.modifiedBy) || !decoder.Read(item.fileId) || !decoder.Read(itemId)) {
     return false;
   }
   item.itemId = itemId;
   item.folder = type == 2;
-  item.lockHolder.clear();
-  item.lockTime = 0;
-  if (item.lock == sync::ESyncItemLock::NO_SYNC_LOCK) return true;
+  if (!decoder.Read(item.lock)) return false;
+  if (item.lock == sync::ESyncItemLock::NO_SYNC_LOCK) {
+    item.lockHolder.clear();
+    item.lockTime = 0;
+    return true;
+  }
   long lockTime;
   if (!decoder.Read(item.lockHolder) || !decoder.Read(lockTime)) return false;
   item.lockTime = lockTime;

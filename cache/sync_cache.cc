@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/logger.h"
+#include "base/release_memory.h"
 #include "base/string_utils.h"
 #include "base/time_utils.h"
 
@@ -15,7 +16,8 @@ constexpr std::chrono::seconds kSweepInterval{600};
 constexpr std::int64_t kExpiry = 900;      // seconds after the last look-up
 constexpr std::int64_t kListPatience = 5;  // seconds after an unanswered request
 // Rounding of two clocks to whole seconds must not look like a clock that was set.
-constexpr std::int64_t kClockTolerance = 2;  // seconds
+constexpr std::int64_t kClockTolerance = 2;      // seconds
+constexpr std::size_t kWorthReleasing = 10'000;  // expired items, about 1 MB
 
 }  // namespace
 
@@ -53,6 +55,7 @@ Answer CSyncCache::Query(std::string_view path, Getter getter) {
   std::string_view directory;
   std::string_view name;
   if (!SplitPath(path, &directory, &name)) return Answer{};
+  std::optional<CSyncCacheFolder> former;  // freed when the lock is no longer held
   {
     CMutexLock lock(mutex_);
     const std::int64_t now = Now();
@@ -65,7 +68,7 @@ Answer CSyncCache::Query(std::string_view path, Getter getter) {
     if (found == folders_.end()) {
       folders_.emplace(std::string(directory), CSyncCacheFolder(now));
     } else {
-      found->second = CSyncCacheFolder(now);
+      former.emplace(std::exchange(found->second, CSyncCacheFolder(now)));
     }
   }
   syncApi_->RequestFolderItems(std::string(directory));
@@ -105,27 +108,28 @@ sync::EPermissionsDenied CSyncCache::GetDenied(std::string_view path) {
   return Query<sync::EPermissionsDenied>(path, &CSyncCacheFolder::GetDenied);
 }
 
-const CSyncCacheItem* CSyncCache::Peek(std::string_view path) const {
+CSyncCacheItem CSyncCache::GetItem(std::string_view path) {
+  return Query<CSyncCacheItem>(path, &CSyncCacheFolder::GetItem);
+}
+
+std::optional<SyncCacheItemView> CSyncCache::Peek(std::string_view path) const {
   std::string_view directory;
   std::string_view name;
-  if (!SplitPath(path, &directory, &name)) return nullptr;
+  if (!SplitPath(path, &directory, &name)) return std::nullopt;
   auto found = folders_.find(directory);
-  return found == folders_.end() ? nullptr : found->second.Peek(name);
+  return found == folders_.end() ? std::nullopt : found->second.Peek(name);
 }
 
 BadgeStatus CSyncCache::PeekStatus(std::string_view path) const {
   CMutexLock lock(mutex_);
-  const CSyncCacheItem* item = Peek(path);
-  return item == nullptr ? BadgeStatus::kNone : item->status;
+  return Peek(path).value_or(SyncCacheItemView{}).status;
 }
 
 std::optional<CSyncCacheItem> CSyncCache::PeekItem(std::string_view path) const {
   CMutexLock lock(mutex_);
-  const CSyncCacheItem* item = Peek(path);
-  if (item == nullptr) return std::nullopt;
-  std::optional<CSyncCacheItem> answer(*item);
-  if (item->lock == sync::ESyncItemLock::NO_SYNC_LOCK) answer->lockOwner.clear();
-  return answer;
+  const std::optional<SyncCacheItemView> item = Peek(path);
+  if (!item) return std::nullopt;
+  return item->As<std::string>();
 }
 
 bool CSyncCache::IsListed(std::string_view directory) const {
@@ -151,11 +155,12 @@ std::int32_t CSyncCache::UpdateItem(std::string_view path, const std::string& fi
   std::string_view directory;
   std::string_view name;
   if (!SplitPath(path, &directory, &name)) return 0;
+  Folders::node_type dropped;  // freed when the lock is no longer held
   CMutexLock guard(mutex_);
   auto found = folders_.find(directory);
   if (found == folders_.end()) return 0;
   if (syncStatus == kDropDirectory) {
-    folders_.erase(found);
+    dropped = folders_.extract(found);
     return 1;
   }
   return found->second.Update(fileId, itemId, name, syncStatus, lock, lockOwner, lockTime,
@@ -176,10 +181,14 @@ void CSyncCache::RequestReload(const std::string& path) {
     auto parent = folders_.find(directory);
     if (parent != folders_.end() && parent->second.valid) await(parent->first, parent->second);
   }
-  for (auto& [key, folder] : folders_) {
-    const bool below = key.starts_with(path) &&
-                       (key.size() == path.size() || path == "/" || key[path.size()] == '/');
-    if (below && folder.valid) await(key, folder);
+  auto self = folders_.find(path);
+  if (self != folders_.end() && self->second.valid) await(self->first, self->second);
+  // What is below begins with path + "/", and "0" is the byte after "/". Other names that begin
+  // with the path, such as path + "-old", lie between it and these.
+  const std::string stem = path == "/" ? "" : path;
+  const auto end = folders_.lower_bound(stem + '0');
+  for (auto below = folders_.lower_bound(stem + '/'); below != end; ++below) {
+    if (below->second.valid) await(below->first, below->second);
   }
 }
 
@@ -227,26 +236,32 @@ bool CSyncCache::IsObserved(std::string_view directory) const {
   return observedPaths_.contains(directory);
 }
 
-void CSyncCache::OnTimer(CTimer* /*timer*/) {
-  std::vector<std::string> expired;
-  {
-    CMutexLock lock(mutex_);
-    const std::int64_t now = Now();
-    for (auto entry = folders_.begin(); entry != folders_.end();) {
-      const auto& [path, folder] = *entry;
-      const std::int64_t limit = folder.valid ? kExpiry : kListPatience;
-      if (now - folder.lastAccess <= limit || IsObserved(path)) {
-        ++entry;
-        continue;
-      }
-      KELVO_LOG(kLogDebug, "Folder cache expired " << path << " (last access "
-                                                   << DateToString(folder.lastAccess, 0)
-                                                   << (folder.valid ? ", valid)" : ", invalid)"));
-      expired.push_back(path);
-      entry = folders_.erase(entry);
-    }
+std::vector<CSyncCache::Folders::node_type> CSyncCache::TakeExpired() {
+  std::vector<Folders::node_type> expired;
+  CMutexLock lock(mutex_);
+  const std::int64_t now = Now();
+  for (auto entry = folders_.begin(); entry != folders_.end();) {
+    const auto current = entry++;
+    const auto& [path, folder] = *current;
+    const std::int64_t limit = folder.valid ? kExpiry : kListPatience;
+    if (now - folder.lastAccess <= limit || IsObserved(path)) continue;
+    KELVO_LOG(kLogDebug, "Folder cache expired " << path << " (last access "
+                                                 << DateToString(folder.lastAccess, 0)
+                                                 << (folder.valid ? ", valid)" : ", invalid)"));
+    expired.push_back(folders_.extract(current));
   }
-  if (sweepObserver_) sweepObserver_(expired);
+  return expired;
+}
+
+void CSyncCache::OnTimer(CTimer* /*timer*/) {
+  std::vector<std::string> paths;
+  std::size_t items = 0;
+  for (Folders::node_type& expired : TakeExpired()) {
+    items += expired.mapped().items.Size();
+    paths.push_back(std::move(expired.key()));
+  }
+  if (items >= kWorthReleasing) ReleaseFreeMemory();
+  if (sweepObserver_) sweepObserver_(paths);
 }
 
 }  // namespace kelvo

@@ -6,6 +6,7 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,6 +15,7 @@
 #include "agent/sync_api_client.h"
 #include "base/mutex.h"
 #include "base/timer.h"
+#include "cache/prepared_list.h"
 #include "cache/sync_cache_folder.h"
 #include "platform/clock.h"
 #include "platform/run_loop.h"
@@ -55,6 +57,16 @@ class CSyncCache : public CSyncApiClient, public CTarget, public CSyncApi::Cache
   std::string GetModifiedBy(std::string_view path);
   sync::EItemPermissions GetPermissions(const std::string& path) override;
   sync::EPermissionsDenied GetDenied(std::string_view path);
+  // What all of these answer, in one look-up.
+  CSyncCacheItem GetItem(std::string_view path);
+
+  // The status of each name in the directory, when that is listed; else false, nothing is answered
+  // and nothing is asked. `directory`: empty for "/".
+  bool GetStatuses(std::string_view directory, std::span<const std::string_view> names,
+                   std::span<BadgeStatus> statuses);
+  // As PeekStatus of each; leaves `statuses` of what is not known as they are.
+  void PeekStatuses(std::string_view directory, std::span<const std::string_view> names,
+                    std::span<BadgeStatus> statuses) const;
 
   // As GetStatus, but asks nobody and counts as no access.
   BadgeStatus PeekStatus(std::string_view path) const;
@@ -84,6 +96,11 @@ class CSyncCache : public CSyncApiClient, public CTarget, public CSyncApi::Cache
   void AddObservedPath(const std::string& path);
   void RemoveObservedPath(const std::string& path);
 
+  // Stores the list in place of what its directory had; the repaints that this calls for are the
+  // caller's to do, on the main loop, at once or a few at a time.
+  [[nodiscard]] ListRepaint StoreList(PreparedList list);
+
+  // Prepares, stores and repaints at once.
   void OnSyncStatusListResponse(CSyncStatusListResponse& response) override;
   void OnSyncStatusChanged(const SSyncApiItemStatus& item) override;
   void OnSyncStatusReset() override;
@@ -96,9 +113,11 @@ class CSyncCache : public CSyncApiClient, public CTarget, public CSyncApi::Cache
  private:
   using Folders = std::map<std::string, CSyncCacheFolder, std::less<>>;
 
-  const CSyncCacheItem* Peek(std::string_view path) const KELVO_REQUIRES(mutex_);
+  std::optional<SyncCacheItemView> Peek(std::string_view path) const KELVO_REQUIRES(mutex_);
   template <typename Answer, typename Getter>
   Answer Query(std::string_view path, Getter getter);
+  // Moves expired folders out of the cache.
+  std::vector<Folders::node_type> TakeExpired();
   // The wall clock; moves every lastAccess along when that was set since the last call.
   std::int64_t Now() KELVO_REQUIRES(mutex_);
 

@@ -1,77 +1,49 @@
 // What the cache does with the Agent's decoded events.
 #include <set>
-#include <sstream>
 #include <string>
+#include <string_view>
 #include <utility>
 
-#include "agent/sync_status_list_response.h"
-#include "agent/text_decoder.h"
+#include "agent/list_cursor.h"
 #include "base/logger.h"
 #include "cache/sync_cache.h"
 
 namespace kelvo {
 namespace {
 
-void LogRecord(const CSyncStatusListResponse& record) {
-  KELVO_LOG(kLogDebug, "OnSyncStatusListResponse name "
-                           << record.Name() << " fileId: " << record.FileId() << " status "
-                           << static_cast<int>(record.Status()) << " lock "
-                           << sync::EnumString(record.Lock()) << " holder " << record.LockHolder()
-                           << " modified " << record.ModifiedBy() << " lock time "
-                           << record.LockTime() << " folder " << (record.Folder() ? 1 : 0)
-                           << " perms " << sync::EnumString(record.Permissions()) << " denied "
-                           << sync::EnumString(record.Denied()));
-}
-
-CSyncCacheItem ToItem(const CSyncStatusListResponse& record) {
-  return CSyncCacheItem{record.FileId(),
-                        record.ItemId(),
-                        DeriveBadgeStatus(record.Status(), record.Lock(), record.Denied()),
-                        record.Lock(),
-                        record.LockTime(),
-                        record.LockHolder(),
-                        record.ModifiedBy(),
-                        record.Permissions(),
-                        record.Denied(),
-                        record.Folder()};
-}
-
 // The item paths of the Agent's public-link list. Throws CTextDecodingException.
 std::set<std::string, std::less<>> DecodePublicLinks(const std::string& data) {
   std::set<std::string, std::less<>> links;
-  std::istringstream stream(data);
-  CTextDecoder decoder(&stream);
-  while (!decoder.eof()) {
-    std::string path;
-    std::string text;
+  CListCursor cursor(data);
+  while (!cursor.eof()) {
+    std::string_view path;
+    std::string_view text;
     long number = 0;
-    decoder >> path >> text >> number >> number >> number >> text >> text >> text >> number;
-    links.insert(std::move(path));
+    cursor >> path >> text >> number >> number >> number >> text >> text >> text >> number;
+    links.emplace(path);
   }
   return links;
 }
 
 }  // namespace
 
-void CSyncCache::OnSyncStatusListResponse(CSyncStatusListResponse& response) {
-  SyncCacheItems items;
-  while (response.Next()) {
-    items.Put(response.Name(), ToItem(response));
-    LogRecord(response);
-  }
-  std::vector<std::string> names;
-  names.reserve(items.Size());
-  items.VisitNames([&names](const std::string& name) { names.push_back(name); });
+ListRepaint CSyncCache::StoreList(PreparedList list) {
+  ListRepaint repaint(list.path, std::move(list.names));
   {
     CMutexLock lock(mutex_);
-    auto entry = folders_.find(response.Path());
+    auto entry = folders_.find(list.path);
     if (entry == folders_.end()) {
-      entry = folders_.emplace(response.Path(), CSyncCacheFolder(Now())).first;
+      entry = folders_.emplace(std::move(list.path), CSyncCacheFolder(Now())).first;
     }
     entry->second.valid = true;
-    std::swap(entry->second.items, items);
+    std::swap(entry->second.items, list.items);
   }
-  for (const std::string& name : names) syncApi_->RefreshItem(response.Path() + "/" + name);
+  return repaint;  // and what the folder had is freed, when the lock is no longer held
+}
+
+void CSyncCache::OnSyncStatusListResponse(CSyncStatusListResponse& response) {
+  ListRepaint repaint = StoreList(PrepareList(response));
+  repaint.Next(repaint.Left());
 }
 
 void CSyncCache::OnSyncStatusChanged(const SSyncApiItemStatus& item) {

@@ -4,54 +4,59 @@
 
 namespace kelvo {
 
-const CSyncCacheItem* CSyncCacheFolder::Find(std::string_view name, std::int64_t now) {
+std::optional<SyncCacheItemView> CSyncCacheFolder::Find(std::string_view name, std::int64_t now) {
   lastAccess = now;
   return items.Find(name);
 }
 
-const CSyncCacheItem* CSyncCacheFolder::Peek(std::string_view name) const {
-  return valid ? items.Find(name) : nullptr;
+std::optional<SyncCacheItemView> CSyncCacheFolder::Peek(std::string_view name) const {
+  std::optional<SyncCacheItemView> item;
+  if (valid) item = items.Find(name);
+  if (item && item->lock == sync::ESyncItemLock::NO_SYNC_LOCK) item->lockOwner = {};
+  return item;
 }
 
-// One field of an item, or its zero: what all getters have in common.
-template <typename Field>
-Field CSyncCacheFolder::Get(std::string_view name, std::int64_t now, Field CSyncCacheItem::*field) {
-  const CSyncCacheItem* item = valid ? Find(name, now) : nullptr;
-  return item == nullptr ? Field{} : item->*field;
+// What all getters have in common. Without an item, the zero of every field.
+SyncCacheItemView CSyncCacheFolder::Get(std::string_view name, std::int64_t now) {
+  if (!valid) return {};
+  lastAccess = now;
+  return Peek(name).value_or(SyncCacheItemView{});
 }
 
 BadgeStatus CSyncCacheFolder::GetStatus(std::string_view name, std::int64_t now) {
-  return Get(name, now, &CSyncCacheItem::status);
+  return Get(name, now).status;
 }
 
 sync::ESyncItemLock CSyncCacheFolder::GetLockStatus(std::string_view name, std::int64_t now) {
-  return Get(name, now, &CSyncCacheItem::lock);
+  return Get(name, now).lock;
 }
 
 sync::EItemPermissions CSyncCacheFolder::GetPermissions(std::string_view name, std::int64_t now) {
-  return Get(name, now, &CSyncCacheItem::permissions);
+  return Get(name, now).permissions;
 }
 
 sync::EPermissionsDenied CSyncCacheFolder::GetDenied(std::string_view name, std::int64_t now) {
-  return Get(name, now, &CSyncCacheItem::denied);
+  return Get(name, now).denied;
 }
 
 std::int64_t CSyncCacheFolder::GetLockTime(std::string_view name, std::int64_t now) {
-  return Get(name, now, &CSyncCacheItem::lockTime);
+  return Get(name, now).lockTime;
 }
 
 std::string CSyncCacheFolder::GetFileId(std::string_view name, std::int64_t now) {
-  return Get(name, now, &CSyncCacheItem::fileId);
+  return std::string(Get(name, now).fileId);
 }
 
 std::string CSyncCacheFolder::GetModifiedBy(std::string_view name, std::int64_t now) {
-  return Get(name, now, &CSyncCacheItem::modifiedBy);
+  return std::string(Get(name, now).modifiedBy);
 }
 
 std::string CSyncCacheFolder::GetLockOwner(std::string_view name, std::int64_t now) {
-  const CSyncCacheItem* item = valid ? Find(name, now) : nullptr;
-  if (item == nullptr || item->lock == sync::ESyncItemLock::NO_SYNC_LOCK) return {};
-  return item->lockOwner;
+  return std::string(Get(name, now).lockOwner);
+}
+
+CSyncCacheItem CSyncCacheFolder::GetItem(std::string_view name, std::int64_t now) {
+  return Get(name, now).As<std::string>();
 }
 
 std::int32_t CSyncCacheFolder::Update(const std::string& fileId, std::int64_t itemId,
@@ -65,7 +70,7 @@ std::int32_t CSyncCacheFolder::Update(const std::string& fileId, std::int64_t it
                       modifiedBy, permissions, denied,
                       folder};
   std::int32_t mask = 0;
-  if (const CSyncCacheItem* known = items.Find(name)) {
+  if (const std::optional<SyncCacheItemView> known = items.Find(name)) {
     if (known->status != item.status) mask |= kStatusChanged;
     if (known->lock != lock || known->lockTime != lockTime || known->lockOwner != lockOwner) {
       mask |= kLockChanged;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -18,10 +19,10 @@ class CSyncCacheFolder {
 
   explicit CSyncCacheFolder(std::int64_t now) : lastAccess(now) {}
 
-  // Sets lastAccess; null when there is no such item. Valid until the next change.
-  const CSyncCacheItem* Find(std::string_view name, std::int64_t now);
-  // As the getters see it: null also when the folder is not valid; lastAccess stays.
-  const CSyncCacheItem* Peek(std::string_view name) const;
+  // Sets lastAccess; nothing when there is no such item. Good until the next change.
+  std::optional<SyncCacheItemView> Find(std::string_view name, std::int64_t now);
+  // As the getters see it: nothing also when the folder is not valid; lastAccess stays.
+  std::optional<SyncCacheItemView> Peek(std::string_view name) const;
 
   BadgeStatus GetStatus(std::string_view name, std::int64_t now);
   sync::ESyncItemLock GetLockStatus(std::string_view name, std::int64_t now);
@@ -32,6 +33,8 @@ class CSyncCacheFolder {
   std::string GetModifiedBy(std::string_view name, std::int64_t now);
   // Empty for an item that is not locked, whatever is stored.
   std::string GetLockOwner(std::string_view name, std::int64_t now);
+  // What all of them answer, in one look-up.
+  CSyncCacheItem GetItem(std::string_view name, std::int64_t now);
 
   // Stores one item, whether or not the folder is valid; answers a ChangeMask. A new name takes
   // away the first item with the same item id, which is that item under its old name.
@@ -46,8 +49,7 @@ class CSyncCacheFolder {
   SyncCacheItems items;
 
  private:
-  template <typename Field>
-  Field Get(std::string_view name, std::int64_t now, Field CSyncCacheItem::*field);
+  SyncCacheItemView Get(std::string_view name, std::int64_t now);
 };
 
 }  // namespace kelvo

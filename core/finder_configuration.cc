@@ -73,6 +73,7 @@ void CFinderConfiguration::Load() {
   }
   CMutexLock lock(mutex_);
   settings_ = std::move(settings);
+  publication_.fetch_add(1, std::memory_order_release);
 }
 
 std::string CFinderConfiguration::ClientId() const {
@@ -99,6 +100,11 @@ bool CFinderConfiguration::IsUserMe(const std::string& name) const {
   if (name.empty()) return true;
   CMutexLock lock(mutex_);
   return name == settings_.fullName;
+}
+
+std::string CFinderConfiguration::FullName() const {
+  CMutexLock lock(mutex_);
+  return settings_.fullName;
 }
 
 std::string CFinderConfiguration::File() const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -35,6 +36,10 @@ class CFinderConfiguration {
   std::string AuthenticationKey() const;
   // Whether the name is the signed-in user's; the empty name is.
   bool IsUserMe(const std::string& name) const;
+  // For who asks that of very many names: the signed-in user's, and a number that grows whenever
+  // Load publishes anew; a name that was read behind the number is of that publication or newer.
+  std::string FullName() const;
+  std::uint64_t Publication() const { return publication_.load(std::memory_order_acquire); }
 
   // The settings file and whether Load could read it; empty and false before the first Load.
   std::string File() const;
@@ -78,6 +83,7 @@ class CFinderConfiguration {
   mutable CMutex mutex_{kMutexNormal};
   const std::optional<PropertyList::Dictionary> properties_;
   Settings settings_ KELVO_GUARDED_BY(mutex_);
+  std::atomic<std::uint64_t> publication_{0};  // written with settings_
 };
 
 }  // namespace kelvo

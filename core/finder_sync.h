@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,6 +14,8 @@
 #include "agent/notifications_bridge.h"
 #include "base/mutex.h"
 #include "base/selector.h"
+#include "cache/badge_status.h"
+#include "core/known_item.h"
 #include "core/late_requests.h"
 #include "platform/platform.h"
 #include "settings/application_bundle.h"
@@ -82,6 +85,9 @@ class FinderSync final : private NotificationsBridgeDelegate, private AgentEvent
   void endObservingDirectoryAtURL(const std::string& path);
   // Sets the item's badge by way of RefreshPath.
   void requestBadgeIdentifierForURL(const std::string& path);
+  // The same for items of one folder. `directory`: empty for "/".
+  void requestBadgeIdentifiers(const std::string& directory,
+                               std::span<const std::string_view> names);
 
   // The menu for the file manager's selection, the same for every kind; nullopt when the extension
   // has none to offer. Items: absolute paths, empty for an item without one. For items that are not
@@ -108,8 +114,11 @@ class FinderSync final : private NotificationsBridgeDelegate, private AgentEvent
   void performAction(Selector action, const MenuContextPtr& context, Pasteboard& pasteboard,
                      const std::string& activationToken);
 
-  // The identifier that the path has by what is known, without asking the Agent. Any thread.
-  std::string knownBadgeIdentifier(const std::string& path, bool isDirectory) const;
+  // The identifiers that items of the folder have by what is known, in order, without asking the
+  // Agent. nullopt where that depends on whether the item is a directory and nobody has looked: a
+  // repaint that looks is on its way then. `directory`: empty for "/". Any thread.
+  std::vector<std::optional<std::string>> knownBadgeIdentifiers(
+      std::string_view directory, std::span<const KnownItem> items) const;
   // What is known of the folder's items, in words; asks nobody. An empty name is one of which
   // nothing is known. Any thread.
   WordsOfItems describeItems(const std::string& folder,
@@ -133,6 +142,7 @@ class FinderSync final : private NotificationsBridgeDelegate, private AgentEvent
 
  private:
   friend void RefreshPath(const std::string& path);
+  friend void RefreshPaths(const std::string& directory, std::span<const std::string_view> names);
 
   void communicationInitiatized() override;
   void communicationEnded() override;
@@ -154,6 +164,9 @@ class FinderSync final : private NotificationsBridgeDelegate, private AgentEvent
                                       std::int64_t timestamp);
 
   void refreshPath(const std::string& path);
+  void refreshPaths(const std::string& directory, std::span<const std::string_view> names);
+  // Sets the badge of the status, and of those that the cache comes to hold meanwhile.
+  void setBadge(const std::string& path, BadgeStatus status);
   // Keeps in mind what the Agent cannot be asked now, or has been asked without an answer so far.
   void rememberUnanswered(const std::string& path);
   bool canAsk() const { return started_ && agentConnected_; }

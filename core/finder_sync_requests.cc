@@ -1,9 +1,11 @@
 // What the file manager asks of the extension, and what is asked of the Agent again.
+#include <algorithm>
 #include <chrono>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "agent/refresh_paths.h"
 #include "agent/sync_api.h"
 #include "base/file_system.h"
 #include "base/logger.h"
@@ -23,6 +25,20 @@ namespace {
 // that got lost sends nothing.
 constexpr std::chrono::seconds kSecondAsking{7};
 
+// What is repainted in one go, under one lock: no badge request waits for more.
+constexpr std::size_t kPathsAtOnce = 1024;
+
+// `isDirectory`: nullopt where the badge does not depend on it, which spares a look at the disk.
+std::string IdentifierOf(BadgeStatus status, std::optional<bool> isDirectory) {
+  return isDirectory ? Overlays::getIdentifierForStatus(static_cast<int>(status), *isDirectory)
+                     : Overlays::getIdentifierForStatus(static_cast<int>(status));
+}
+
+// Not so of some names that an Agent may put into a list.
+bool IsItemOfItsFolder(std::string_view name) {
+  return !name.empty() && name.find('/') == std::string_view::npos;
+}
+
 std::string DirectoryOf(const std::string& path) {
   std::string directory;
   std::string name;
@@ -35,14 +51,22 @@ void RefreshPath(const std::string& path) {
   if (FinderSync* extension = FinderSync::m_Instance) extension->refreshPath(path);
 }
 
+void RefreshPaths(const std::string& directory, std::span<const std::string_view> names) {
+  if (FinderSync* extension = FinderSync::m_Instance) extension->refreshPaths(directory, names);
+}
+
 void FinderSync::refreshPath(const std::string& path) {
   if (path.empty()) return;
-  const bool isDirectory = IsDirectory(path);
   CSyncCache* cache = CSyncCache::m_Instance;
-  BadgeStatus status = cache == nullptr ? BadgeStatus::kNone : cache->GetStatus(path);
+  setBadge(path, cache == nullptr ? BadgeStatus::kNone : cache->GetStatus(path));
+}
+
+void FinderSync::setBadge(const std::string& path, BadgeStatus status) {
+  const CSyncCache* cache = CSyncCache::m_Instance;
   for (;;) {
-    const std::string identifier =
-        Overlays::getIdentifierForStatus(static_cast<int>(status), isDirectory);
+    const bool isDue = Overlays::dependsOnFolder(static_cast<int>(status));
+    const auto isDirectory = isDue ? std::optional<bool>(IsDirectory(path)) : std::nullopt;
+    const std::string identifier = IdentifierOf(status, isDirectory);
     KELVO_LOG(kLogDebug, "setting badge:" << identifier << " for:" << path);
     platform_.finderController.setBadgeIdentifier(identifier, path, isDirectory);
     // Another thread may have set the badge of a newer status meanwhile, which this one replaced.
@@ -52,10 +76,53 @@ void FinderSync::refreshPath(const std::string& path) {
   }
 }
 
+void FinderSync::refreshPaths(const std::string& directory,
+                              std::span<const std::string_view> names) {
+  CSyncCache* cache = CSyncCache::m_Instance;
+  std::vector<BadgeStatus> statuses;
+  std::vector<BadgeStatus> latest;
+  std::vector<FinderController::ItemBadge> badges;
+  while (!names.empty()) {
+    const auto some = names.first(std::min(names.size(), kPathsAtOnce));
+    names = names.subspan(some.size());
+    statuses.assign(some.size(), BadgeStatus::kNone);
+    const bool areItems = std::all_of(some.begin(), some.end(), IsItemOfItsFolder);
+    if (!areItems || cache == nullptr || !cache->GetStatuses(directory, some, statuses)) {
+      // A miss asks the Agent, item by item; what lies deeper is another folder's.
+      for (std::string_view name : some) refreshPath(directory + "/" + std::string(name));
+      continue;
+    }
+    badges.clear();
+    for (std::size_t i = 0; i < some.size(); ++i) {
+      const bool isDue = Overlays::dependsOnFolder(static_cast<int>(statuses[i]));
+      std::optional<bool> isDirectory;
+      if (isDue) isDirectory = IsDirectory(directory + "/" + std::string(some[i]));
+      badges.push_back({some[i], IdentifierOf(statuses[i], isDirectory), isDirectory});
+      KELVO_LOG(kLogDebug, "setting badge:" << badges.back().identifier << " for:" << directory
+                                            << "/" << some[i]);
+    }
+    platform_.finderController.setBadgeIdentifiers(directory, badges);
+    // As after a single one.
+    latest.assign(some.size(), BadgeStatus::kNone);
+    cache->PeekStatuses(directory, some, latest);
+    for (std::size_t i = 0; i < some.size(); ++i) {
+      if (latest[i] != statuses[i]) setBadge(directory + "/" + std::string(some[i]), latest[i]);
+    }
+  }
+}
+
 void FinderSync::requestBadgeIdentifierForURL(const std::string& path) {
   if (path.empty()) return;
   refreshPath(path);
   rememberUnanswered(path);
+}
+
+void FinderSync::requestBadgeIdentifiers(const std::string& directory,
+                                         std::span<const std::string_view> names) {
+  refreshPaths(directory, names);
+  // One item stands for its folder.
+  const auto sayable = std::find_if(names.begin(), names.end(), IsValidUtf8);
+  if (sayable != names.end()) rememberUnanswered(directory + "/" + std::string(*sayable));
 }
 
 void FinderSync::beginObservingDirectoryAtURL(const std::string& path) {
@@ -80,10 +147,25 @@ void FinderSync::endObservingDirectoryAtURL(const std::string& path) {
   if (CSyncCache* cache = CSyncCache::m_Instance) cache->RemoveObservedPath(path);
 }
 
-std::string FinderSync::knownBadgeIdentifier(const std::string& path, bool isDirectory) const {
+std::vector<std::optional<std::string>> FinderSync::knownBadgeIdentifiers(
+    std::string_view directory, std::span<const KnownItem> items) const {
+  std::vector<std::optional<std::string>> identifiers(items.size(), std::string());
   const CSyncCache* cache = CSyncCache::m_Instance;
-  const BadgeStatus status = cache == nullptr ? BadgeStatus::kNone : cache->PeekStatus(path);
-  return Overlays::getIdentifierForStatus(static_cast<int>(status), isDirectory);
+  if (cache == nullptr) return identifiers;
+  std::vector<std::string_view> names;
+  names.reserve(items.size());
+  for (const KnownItem& item : items) names.push_back(item.name);
+  std::vector<BadgeStatus> statuses(items.size(), BadgeStatus::kNone);
+  cache->PeekStatuses(directory, names, statuses);
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    const std::optional<bool> isDirectory = items[i].isDirectory;
+    if (isDirectory || !Overlays::dependsOnFolder(static_cast<int>(statuses[i]))) {
+      identifiers[i] = IdentifierOf(statuses[i], isDirectory);
+    } else {
+      identifiers[i].reset();
+    }
+  }
+  return identifiers;
 }
 
 WordsOfItems FinderSync::describeItems(const std::string& folder,

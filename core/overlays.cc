@@ -47,6 +47,8 @@ std::optional<BadgeImage> Overlays::getImageForStatus(int status, bool isFolder)
   return getImageForStatus(status);
 }
 
+bool Overlays::dependsOnFolder(int status) { return HidesInSyncBadge(status, false); }
+
 std::string Overlays::getIdentifierForStatus(int status, bool isFolder) {
   return getIdentifierForStatus(HidesInSyncBadge(status, isFolder) ? 0 : status);
 }

@@ -43,6 +43,8 @@ class Overlays {
   // A file in sync has none while green check marks are switched off; folders keep theirs.
   static std::optional<BadgeImage> getImageForStatus(int status, bool isFolder);
   static std::string getIdentifierForStatus(int status, bool isFolder);
+  // Whether these two differ for folders and others at present; as a rule, nobody needs to look.
+  static bool dependsOnFolder(int status);
 
  private:
   static std::array<std::optional<BadgeImage>, 7>& Images();

@@ -10,8 +10,8 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size > 65536) return 0;
   std::string error;
-  const auto dictionary =
-      kelvo::DecodeKeyedArchive({reinterpret_cast<const char*>(data), size}, &error);
+  const auto dictionary = kelvo::DecodeKeyedArchive(
+      std::string_view(reinterpret_cast<const char*>(data), size), &error);
   if (!dictionary) {
     if (error.empty()) std::abort();
     return 0;

@@ -1,9 +1,11 @@
 #include <algorithm>
 #include <bit>
 #include <cstddef>
+#include <cstring>
 #include <limits>
 #include <utility>
 
+#include "base/string_utils.h"
 #include "settings/property_list_binary.h"
 #include "settings/property_list_limits.h"
 
@@ -20,41 +22,77 @@ std::uint64_t BigEndian(std::string_view bytes) {
   return value;
 }
 
-void AppendUtf8(std::uint32_t character, std::string& text) {
+char* PutUtf8(std::uint32_t character, char* out) {
   const auto tail = [&](int shift) {
-    text += static_cast<char>(0x80 | (character >> shift & 0x3F));
+    *out++ = static_cast<char>(0x80 | (character >> shift & 0x3F));
   };
   if (character < 0x80) {
-    text += static_cast<char>(character);
+    *out++ = static_cast<char>(character);
   } else if (character < 0x800) {
-    text += static_cast<char>(0xC0 | character >> 6);
+    *out++ = static_cast<char>(0xC0 | character >> 6);
     tail(0);
   } else if (character < 0x10000) {
-    text += static_cast<char>(0xE0 | character >> 12);
+    *out++ = static_cast<char>(0xE0 | character >> 12);
     tail(6);
     tail(0);
   } else {
-    text += static_cast<char>(0xF0 | character >> 18);
+    *out++ = static_cast<char>(0xF0 | character >> 18);
     tail(12);
     tail(6);
     tail(0);
   }
+  return out;
 }
 
+std::uint32_t UnitAt(std::string_view bytes, std::size_t place) {
+  const auto high = static_cast<std::uint8_t>(bytes[place]);
+  return std::uint32_t{high} << 8 | static_cast<std::uint8_t>(bytes[place + 1]);
+}
+
+// Four ASCII characters in UTF-16.
+bool IsAsciiBlock(const char* bytes) {
+  constexpr char kOthers[] = "\xFF\x80\xFF\x80\xFF\x80\xFF\x80";
+  std::uint64_t block;
+  std::uint64_t others;
+  std::memcpy(&block, bytes, sizeof block);
+  std::memcpy(&others, kOthers, sizeof others);
+  return (block & others) == 0;
+}
+
+// How long the text of `bytes`, an even number of them, is in UTF-8.
+std::size_t Utf8Size(std::string_view bytes) {
+  std::size_t size = 0;
+  for (std::size_t i = 0; i < bytes.size(); i += 2) {
+    for (; bytes.size() - i > 8 && IsAsciiBlock(&bytes[i]); i += 8) size += 4;
+    const std::uint32_t unit = UnitAt(bytes, i);
+    const bool isHalf = (unit & 0xF800) == 0xD800;  // of four bytes
+    size += 1 + (unit >= 0x80) + (unit >= 0x800 && !isHalf);
+  }
+  return size;
+}
+
+// One name that is not ASCII makes a whole list's text UTF-16, so nearly all of it is ASCII.
 std::optional<std::string> Utf16ToUtf8(std::string_view bytes) {
-  std::string text;
-  text.reserve(bytes.size());
-  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-    const auto unit = static_cast<std::uint32_t>(BigEndian(bytes.substr(i, 2)));
+  std::string text(Utf8Size(bytes), '\0');
+  char* out = text.data();
+  for (std::size_t i = 0; i < bytes.size(); i += 2) {
+    for (; bytes.size() - i > 8 && IsAsciiBlock(&bytes[i]); i += 8) {
+      const char* const block = &bytes[i];
+      out[0] = block[1];
+      out[1] = block[3];
+      out[2] = block[5];
+      out[3] = block[7];
+      out += 4;
+    }
+    const std::uint32_t unit = UnitAt(bytes, i);
     if (unit < 0xD800 || unit > 0xDFFF) {
-      AppendUtf8(unit, text);
+      out = PutUtf8(unit, out);
       continue;
     }
-    const std::string_view second = bytes.substr(i + 2, 2);
-    const auto low = static_cast<std::uint32_t>(BigEndian(second));
-    if (unit > 0xDBFF || second.size() < 2 || low < 0xDC00 || low > 0xDFFF) return std::nullopt;
-    AppendUtf8(0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00), text);
     i += 2;
+    const std::uint32_t low = i < bytes.size() ? UnitAt(bytes, i) : 0;
+    if (unit > 0xDBFF || low < 0xDC00 || low > 0xDFFF) return std::nullopt;
+    out = PutUtf8(0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00), out);
   }
   return text;
 }
@@ -210,10 +248,7 @@ std::uint64_t BinaryPropertyListReader::Reference(const Object& container, std::
 
 std::optional<std::string> BinaryPropertyListReader::Text(const Object& object) {
   if (object.kind == Kind::kUtf16String) return Utf16ToUtf8(object.bytes);
-  if (object.kind != Kind::kAsciiString) return std::nullopt;
-  for (const char character : object.bytes) {
-    if (static_cast<std::uint8_t>(character) > 0x7F) return std::nullopt;
-  }
+  if (object.kind != Kind::kAsciiString || !IsAscii(object.bytes)) return std::nullopt;
   return std::string(object.bytes);
 }
 

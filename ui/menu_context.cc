@@ -102,7 +102,7 @@ void KelvoMenuContext::insertKelvoMenu() {
   KELVO_LOG(kLogDebug, "insert kelvo menu");
   // Deliberate: the answer is not used.
   (void)IsDirectory(selection_.path(0));
-  fileIdInMenu_ = sources_.cache.GetFileId(selection_.path(0));
+  fileIdInMenu_ = selection_.first().fileId;
   const bool isIdle = isWebCommandIdle();
   insertMenuItemWithTitle(FormatText(LocalizedString("ContextMenu.OpenKelvoHere1", "Open %@ Here"),
                                      {std::string(kBrand)}),
@@ -140,7 +140,7 @@ void KelvoMenuContext::insertLockLines(EItemPermissions permissions) {
                                 : LocalizedString("ContextMenu.LockForMe", "Lock for Me"),
                             "locked", menu_action::kLock, sources_.syncApi.IsConnected());
   }
-  const std::string modifiedBy = sources_.cache.GetModifiedBy(selection_.path(0));
+  const std::string& modifiedBy = selection_.first().modifiedBy;
   insertInformation(FormatText(LocalizedString("ContextMenu.ModifiedBy", "Last Modified by: %@"),
                                {modifiedBy.empty() ? Me() : modifiedBy}));
 }
@@ -157,7 +157,7 @@ void KelvoMenuContext::insertUnlockLines(MenuSelection::LockStatus status) {
                             menu_action::kUnlock, sources_.syncApi.IsConnected() && isOneOrMine);
   }
   if (status.owner) {
-    const std::string when = ShortDateTime(sources_.cache.GetLockTime(selection_.path(0)));
+    const std::string when = ShortDateTime(selection_.first().lockTime);
     insertInformation(FormatText(LocalizedString("ContextMenu.lockedBy", "Locked by: %@ at %@"),
                                  {*std::move(status.owner), when}));
   } else if (selection_.count() >= 2) {

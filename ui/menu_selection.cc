@@ -21,49 +21,48 @@ const std::string& MenuSelection::path(std::size_t index) const {
 }
 
 bool MenuSelection::pathsAreInProject() {
+  Facts facts;
   for (std::size_t seen = 0; seen < paths_.size(); ++seen) {
-    if (cache_->GetStatus(paths_[lastOutside_]) == BadgeStatus::kNone) return false;
+    const CSyncCacheItem item = cache_->GetItem(paths_[lastOutside_]);
+    if (item.status == BadgeStatus::kNone) return false;
+    if (seen == 0) {
+      facts.lock = item.lock;
+      facts.permissions = facts.leastPermissions = item.permissions;
+    }
+    Add(facts, item);
+    if (lastOutside_ == 0) facts.first = item;
+    if (lastOutside_ + 1 == paths_.size()) facts.lastOwner = item.lockOwner;
     lastOutside_ = (lastOutside_ + 1) % paths_.size();
   }
+  facts_ = std::move(facts);
   return true;
 }
 
-bool MenuSelection::itemsHaveFileId() const {
-  return std::none_of(paths_.begin(), paths_.end(),
-                      [this](const std::string& item) { return cache_->GetFileId(item).empty(); });
-}
-
-bool MenuSelection::anyItemHasPermissionViolation() const {
-  return std::any_of(paths_.begin(), paths_.end(), [this](const std::string& item) {
-    return cache_->GetDenied(item) != EPermissionsDenied::NO_PERMISSIONS_DENIED;
-  });
+void MenuSelection::Add(Facts& facts, const CSyncCacheItem& item) {
+  const bool isLocked = item.lock != ESyncItemLock::NO_SYNC_LOCK;
+  facts.leastPermissions = std::min(facts.leastPermissions, item.permissions);
+  facts.haveFileId = facts.haveFileId && !item.fileId.empty();
+  facts.anyDenied = facts.anyDenied || item.denied != EPermissionsDenied::NO_PERMISSIONS_DENIED;
+  facts.samePermissions = facts.samePermissions && item.permissions == facts.permissions;
+  facts.sameLock = facts.sameLock && item.lock == facts.lock;
+  facts.anyLocked = facts.anyLocked || isLocked;
+  facts.anyUnlocked = facts.anyUnlocked || !isLocked;
 }
 
 EItemPermissions MenuSelection::itemsHaveSamePermissions() const {
-  const EItemPermissions first = cache_->GetPermissions(path(0));
-  for (std::size_t i = 1; i < paths_.size(); ++i) {
-    if (cache_->GetPermissions(paths_[i]) != first) return EItemPermissions::PERM_NONE;
-  }
-  return first;
+  return facts_.samePermissions ? facts_.first.permissions : EItemPermissions::PERM_NONE;
 }
 
 std::optional<MenuSelection::LockStatus> MenuSelection::itemsHaveSameLockStatus() const {
-  constexpr ESyncItemLock kUnlocked = ESyncItemLock::NO_SYNC_LOCK;
-  LockStatus common{cache_->GetLockStatus(path(0)), std::nullopt, cache_->GetPermissions(path(0))};
-  std::string owner = cache_->GetLockOwner(path(0));
-  bool sameOwner = true;
-  for (const std::string& item : paths_) {
-    if (IsDirectory(item)) return std::nullopt;
-    const ESyncItemLock lock = cache_->GetLockStatus(item);
-    if (lock != common.lock) {
-      if (lock == kUnlocked || common.lock == kUnlocked) return std::nullopt;
-      common.lock = ESyncItemLock::SYNC_LOCK;
-    }
-    // Deliberate: the last item decides, whoever holds those between.
-    if (common.lock != kUnlocked) sameOwner = cache_->GetLockOwner(item) == owner;
-    common.permissions = std::min(common.permissions, cache_->GetPermissions(item));
+  if (facts_.anyLocked && facts_.anyUnlocked) return std::nullopt;
+  if (std::any_of(paths_.begin(), paths_.end(), IsDirectory)) return std::nullopt;
+  LockStatus common{facts_.sameLock ? facts_.first.lock : ESyncItemLock::SYNC_LOCK, std::nullopt,
+                    facts_.leastPermissions};
+  // Deliberate: the last item decides, whoever holds those between.
+  const bool sameOwner = facts_.lastOwner == facts_.first.lockOwner;
+  if (facts_.anyLocked && sameOwner && !facts_.first.lockOwner.empty()) {
+    common.owner = facts_.first.lockOwner;
   }
-  if (common.lock != kUnlocked && sameOwner && !owner.empty()) common.owner = std::move(owner);
   return common;
 }
 

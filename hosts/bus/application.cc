@@ -78,8 +78,8 @@ Application::Application(std::unique_ptr<BusConnection> connection)
       service_(connection_->get()),
       badges_(
           runLoop_, clock_,
-          [this](const std::string& path, bool isDirectory) {
-            return BadgeOfIdentifier(finderSync_.knownBadgeIdentifier(path, isDirectory));
+          [this](const std::string& directory, const std::vector<KnownItem>& items) {
+            return finderSync_.knownBadgeIdentifiers(directory, items);
           },
           [this](const std::string& folder, const std::string& entries) {
             service_.EmitBadgesChanged(folder, entries);

@@ -1,25 +1,24 @@
 #include "hosts/bus/badge_table.h"
 
+#include <algorithm>
 #include <utility>
 
-#include "base/string_utils.h"
 #include "hosts/bus/bus_paths.h"
 
 namespace kelvo {
+namespace {
+
+constexpr char kNoBadge = '0';
+// Are read in one go: the cache is kept from others for no longer, and no memory taken for more.
+constexpr std::size_t kItemsAtOnce = 1024;
+
+}  // namespace
 
 BadgeTable::BadgeTable(RunLoop& runLoop, const Clock& clock, Reader reader, Signaller signaller)
     : runLoop_(runLoop),
       clock_(clock),
       reader_(std::move(reader)),
       signaller_(std::move(signaller)) {}
-
-BadgeTable::Items::value_type& BadgeTable::ItemOf(Folder& folder, std::string_view name,
-                                                  ClientSlots::Bits client) {
-  auto found = folder.items.find(name);
-  if (found == folder.items.end()) found = folder.items.try_emplace(std::string(name)).first;
-  found->second.clients |= client;
-  return *found;
-}
 
 void BadgeTable::Ask(const std::string& client, const std::string& folder,
                      const std::vector<std::string_view>& names) {
@@ -28,61 +27,98 @@ void BadgeTable::Ask(const std::string& client, const std::string& folder,
   Folder& entry = folders_[folder];
   ++entry.answering;
   for (std::string_view name : names) {
-    if (IsItemName(name)) ItemOf(entry, name, bit);
+    if (IsItemName(name)) entry.items.Add(name, bit);
   }
 }
 
 void BadgeTable::Answer(const std::string& client, const std::string& folder,
                         const std::vector<std::string_view>& names, const Reply& reply) {
-  std::string badges;
-  badges.reserve(names.size());
+  std::string badges(names.size(), kNoBadge);
   CMutexLock lock(mutex_);
   const ClientSlots::Bits bit = slots_.BitOf(client);
   auto found = folders_.find(folder);
   if (found == folders_.end()) found = folders_.try_emplace(folder).first;
   Folder& entry = found->second;
-  for (std::string_view name : names) {
-    badges += IsItemName(name) ? AnswerOne(found->first, entry, name, bit) : '0';
+  const std::span<const std::string_view> all(names);
+  for (std::size_t done = 0; done < all.size(); done += kItemsAtOnce) {
+    const auto some = all.subspan(done, std::min(kItemsAtOnce, all.size() - done));
+    AnswerSome(found->first, entry, some, bit, badges.data() + done);
   }
   if (entry.answering > 0) --entry.answering;
-  if (entry.items.empty() && entry.answering == 0) folders_.erase(found);
+  if (entry.items.Size() == 0 && entry.answering == 0) folders_.erase(found);
   reply(badges);
 }
 
-char BadgeTable::AnswerOne(const std::string& path, Folder& folder, std::string_view name,
-                           ClientSlots::Bits client) {
-  Items::value_type& entry = ItemOf(folder, name, client);
-  Item& item = entry.second;
-  const char badge = reader_(ItemPath(path, name), item.isDirectory);
-  if (item.told != kUntold && item.told != badge && slots_.Others(item.clients, client) != 0) {
-    item.owed = true;
-    AddPending(path, folder, entry);
+void BadgeTable::AnswerSome(const std::string& path, Folder& folder,
+                            std::span<const std::string_view> names, ClientSlots::Bits client,
+                            char* badges) {
+  std::vector<NamedItem> items;
+  for (std::string_view name : names) {
+    if (!IsItemName(name)) continue;
+    folder.items.Add(name, client);
+    items.push_back({name, nullptr});
   }
-  item.told = badge;
-  return badge;
+  for (NamedItem& item : items) item.item = folder.items.Find(item.name);  // where it stays now
+  const std::string known = Read(path, items);
+  for (std::size_t i = 0, item = 0; i < names.size(); ++i) {
+    if (!IsItemName(names[i])) continue;
+    badges[i] = known[item];
+    Tell(path, folder, items[item], known[item], client);
+    ++item;
+  }
 }
 
-void BadgeTable::NoteRepaint(std::string_view path, char badge, bool isDirectory) {
-  std::string_view directory;
-  std::string_view name;
-  if (!SplitPath(path, &directory, &name)) return;
+std::string BadgeTable::Read(const std::string& path, const std::vector<NamedItem>& items) const {
+  std::vector<KnownItem> asked;
+  asked.reserve(items.size());
+  for (const auto& [name, item] : items) asked.push_back({name, item->IsDirectory()});
+  const Identifiers identifiers = reader_(path == "/" ? std::string() : path, asked);
+  std::string badges(items.size(), kNoBadge);
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    const char told = items[i].item->told;
+    if (identifiers[i]) {
+      badges[i] = BadgeOfIdentifier(*identifiers[i]);
+    } else if (told != ToldItems::kUntold) {
+      badges[i] = told;
+    }
+  }
+  return badges;
+}
+
+void BadgeTable::Tell(const std::string& path, Folder& folder, const NamedItem& named, char badge,
+                      ClientSlots::Bits client) {
+  Item& item = *named.item;
+  if (item.told != ToldItems::kUntold && item.told != badge &&
+      slots_.Others(folder.items.ClientsOf(item), client) != 0) {
+    item.owed = true;
+    AddPending(path, folder, named);
+  }
+  item.told = badge;
+}
+
+void BadgeTable::NoteRepaints(std::string_view directory,
+                              std::span<const FinderController::ItemBadge> items) {
   CMutexLock lock(mutex_);
   auto folder = folders_.find(directory.empty() ? std::string_view("/") : directory);
   if (folder == folders_.end()) return;
-  auto found = folder->second.items.find(name);
-  if (found == folder->second.items.end()) return;
-  Item& item = found->second;
-  item.isDirectory = isDirectory;
-  // An answer is on its way, or the clients have this badge already. Should a newer one have been
-  // told meanwhile, the change that brought it is repainted, too.
-  if (item.told == kUntold || item.told == badge) return;
-  AddPending(folder->first, folder->second, *found);
+  for (const FinderController::ItemBadge& repainted : items) {
+    Item* const item = folder->second.items.Find(repainted.name);
+    if (item == nullptr) continue;
+    // Who has not looked may come late, after somebody who had to.
+    if (repainted.isDirectory) item->SetIsDirectory(repainted.isDirectory);
+    // An answer is on its way, or the clients have this badge already. Should a newer one have been
+    // told meanwhile, the change that brought it is repainted, too.
+    if (item->told == ToldItems::kUntold || item->told == BadgeOfIdentifier(repainted.identifier)) {
+      continue;
+    }
+    AddPending(folder->first, folder->second, {repainted.name, item});
+  }
 }
 
-void BadgeTable::AddPending(const std::string& path, Folder& folder, Items::value_type& item) {
-  if (!item.second.pending) {
-    item.second.pending = true;
-    folder.pending.push_back(&item);
+void BadgeTable::AddPending(const std::string& path, Folder& folder, const NamedItem& item) {
+  if (!item.item->pending) {
+    item.item->pending = true;
+    folder.pending.emplace_back(item.name);
   }
   if (folder.flushScheduled) return;
   folder.flushScheduled = true;
@@ -115,27 +151,32 @@ void BadgeTable::Signal(const std::string& path, Folder& folder) {
     entries.clear();
     told = true;
   };
-  for (Items::value_type* pending : folder.pending) {
-    const std::string& name = pending->first;
-    Item& item = pending->second;
-    item.pending = false;
-    const char badge = reader_(ItemPath(path, name), item.isDirectory);
-    if (badge == item.told && !item.owed) continue;
+  const auto tell = [&](const NamedItem& named, char badge) {
+    Item& item = *named.item;
+    if (badge == item.told && !item.owed) return;
     item.told = badge;
     item.owed = false;
-    if (path.size() + entries.size() + name.size() + 2 > kMaxSignalBytes) send();
+    if (path.size() + entries.size() + named.name.size() + 2 > kMaxSignalBytes) send();
     entries += badge;
-    entries += name;
+    entries += named.name;
     entries += '\0';
+  };
+  const std::vector<std::string> names = std::exchange(folder.pending, {});
+  std::vector<NamedItem> items;
+  for (auto name = names.begin(); name != names.end();) {
+    items.clear();
+    for (; name != names.end() && items.size() < kItemsAtOnce; ++name) {
+      Item* const item = folder.items.Find(*name);
+      // Not there: everybody who had asked for it has left; somebody else may have come since.
+      if (item == nullptr || !item->pending) continue;
+      item->pending = false;
+      items.push_back({*name, item});
+    }
+    const std::string badges = Read(path, items);
+    for (std::size_t i = 0; i < items.size(); ++i) tell(items[i], badges[i]);
   }
-  folder.pending.clear();
   send();
   if (told) folder.lastSignal = clock_.Monotonic();
-}
-
-void BadgeTable::EraseAbandoned(Folder& folder) {
-  std::erase_if(folder.pending, [](Items::value_type* item) { return item->second.clients == 0; });
-  std::erase_if(folder.items, [](const auto& item) { return item.second.clients == 0; });
 }
 
 void BadgeTable::ClientGone(const std::string& client) {
@@ -143,11 +184,10 @@ void BadgeTable::ClientGone(const std::string& client) {
   const ClientSlots::Bits bit = slots_.Release(client);
   if (bit == 0) return;
   for (auto& [path, folder] : folders_) {
-    for (auto& [name, item] : folder.items) item.clients &= ~bit;
-    EraseAbandoned(folder);
+    folder.items.RemoveClient(bit);
   }
   std::erase_if(folders_, [](const auto& folder) {
-    return folder.second.items.empty() && folder.second.answering == 0;
+    return folder.second.items.Size() == 0 && folder.second.answering == 0;
   });
 }
 
@@ -162,7 +202,7 @@ void BadgeTable::Swept(const FolderPredicate& isOfInterest) {
 std::size_t BadgeTable::Size() const {
   std::size_t size = 0;
   CMutexLock lock(mutex_);
-  for (const auto& [path, folder] : folders_) size += folder.items.size();
+  for (const auto& [path, folder] : folders_) size += folder.items.Size();
   return size;
 }
 

@@ -4,14 +4,18 @@
 #include <cstddef>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
 #include "base/mutex.h"
+#include "core/known_item.h"
 #include "hosts/bus/client_slots.h"
+#include "hosts/bus/told_items.h"
 #include "platform/clock.h"
+#include "platform/finder_controller.h"
 #include "platform/run_loop.h"
 
 namespace kelvo {
@@ -34,9 +38,11 @@ class BadgeTable {
   static constexpr std::size_t kMaxSignalBytes = std::size_t{1} << 20;  // folder and entries
   static constexpr std::chrono::milliseconds kSignalInterval{50};       // of one folder
 
-  // The present badge of a path, without asking anybody. All three functions are called with the
-  // table's lock held: they must not block, nor call back.
-  using Reader = std::function<char(const std::string& path, bool isDirectory)>;
+  // The present identifiers of items, as FinderSync::knownBadgeIdentifiers. All three functions are
+  // called with the table's lock held: they must not block, nor call back.
+  using Identifiers = std::vector<std::optional<std::string>>;
+  using Reader =
+      std::function<Identifiers(const std::string& directory, const std::vector<KnownItem>& items)>;
   // `entries`: badge, name, zero byte, repeated.
   using Signaller = std::function<void(const std::string& folder, const std::string& entries)>;
   using Reply = std::function<void(const std::string& badges)>;
@@ -54,9 +60,10 @@ class BadgeTable {
   // Hands out one badge per name, in order, as known at this moment.
   void Answer(const std::string& client, const std::string& folder,
               const std::vector<std::string_view>& names, const Reply& reply);
-  // The item was repainted with this badge. It is signalled if what is known then differs from what
-  // was told: at the end of the loop's turn, but not within 50 ms of the folder's last signal.
-  void NoteRepaint(std::string_view path, char badge, bool isDirectory);
+  // The items were repainted with these badges. They are signalled if what is known then differs
+  // from what was told: at the end of the loop's turn, but not within 50 ms of the folder's last
+  // signal. `directory`: empty for "/".
+  void NoteRepaints(std::string_view directory, std::span<const FinderController::ItemBadge> items);
 
   // Lets go of the items that nobody else has asked for. After the last Answer to the client.
   void ClientGone(const std::string& client);
@@ -68,14 +75,10 @@ class BadgeTable {
   std::size_t Size() const;
 
  private:
-  static constexpr char kUntold = '\0';
-
-  struct Item {
-    ClientSlots::Bits clients = 0;
-    char told = kUntold;
-    bool isDirectory = false;
-    bool owed = false;     // somebody was told something else than `told`
-    bool pending = false;  // in Folder::pending
+  using Item = ToldItems::Item;
+  struct NamedItem {
+    std::string_view name;
+    Item* item;
   };
   struct Hash {
     using is_transparent = void;
@@ -85,24 +88,28 @@ class BadgeTable {
   };
   template <typename Value>
   using Map = std::unordered_map<std::string, Value, Hash, std::equal_to<>>;
-  using Items = Map<Item>;
 
   struct Folder {
-    Items items;
-    std::vector<Items::value_type*> pending;  // to be looked at for the next signal
-    int answering = 0;                        // calls between Ask and Answer
+    ToldItems items;
+    std::vector<std::string> pending;  // names to be looked at for the next signal
+    int answering = 0;                 // calls between Ask and Answer
     bool flushScheduled = false;
     std::optional<std::chrono::milliseconds> lastSignal;
   };
 
-  static Items::value_type& ItemOf(Folder& folder, std::string_view name, ClientSlots::Bits client);
-  void AddPending(const std::string& path, Folder& folder, Items::value_type& item)
+  void AddPending(const std::string& path, Folder& folder, const NamedItem& item)
       KELVO_REQUIRES(mutex_);
-  char AnswerOne(const std::string& path, Folder& folder, std::string_view name,
-                 ClientSlots::Bits client) KELVO_REQUIRES(mutex_);
+  // Writes the badges of these names.
+  void AnswerSome(const std::string& path, Folder& folder, std::span<const std::string_view> names,
+                  ClientSlots::Bits client, char* badges) KELVO_REQUIRES(mutex_);
+  // What is known of the items; of those about which it is nothing for sure, what they have been
+  // told to be.
+  std::string Read(const std::string& path, const std::vector<NamedItem>& items) const
+      KELVO_REQUIRES(mutex_);
+  void Tell(const std::string& path, Folder& folder, const NamedItem& item, char badge,
+            ClientSlots::Bits client) KELVO_REQUIRES(mutex_);
   void Flush(const std::string& path);
   void Signal(const std::string& path, Folder& folder) KELVO_REQUIRES(mutex_);
-  static void EraseAbandoned(Folder& folder);
 
   RunLoop& runLoop_;
   const Clock& clock_;

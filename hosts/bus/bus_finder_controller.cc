@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "base/logger.h"
+#include "base/string_utils.h"
 #include "hosts/bus/bus_paths.h"
 
 namespace kelvo {
@@ -23,8 +24,18 @@ void BusFinderController::setBadgeImage(const std::optional<BadgeImage>&, const 
                                         const std::string&) {}
 
 void BusFinderController::setBadgeIdentifier(const std::string& badgeIdentifier,
-                                             const std::string& path, bool isDirectory) {
-  badges_.NoteRepaint(path, BadgeOfIdentifier(badgeIdentifier), isDirectory);
+                                             const std::string& path,
+                                             std::optional<bool> isDirectory) {
+  std::string_view directory;
+  std::string_view name;
+  if (!SplitPath(path, &directory, &name)) return;
+  const ItemBadge item{name, badgeIdentifier, isDirectory};
+  badges_.NoteRepaints(directory, {&item, 1});
+}
+
+void BusFinderController::setBadgeIdentifiers(const std::string& directory,
+                                              std::span<const ItemBadge> items) {
+  badges_.NoteRepaints(directory, items);
 }
 
 }  // namespace kelvo

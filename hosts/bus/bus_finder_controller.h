@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -22,7 +23,8 @@ class BusFinderController : public FinderController {
   void setBadgeImage(const std::optional<BadgeImage>& image, const std::string& label,
                      const std::string& badgeIdentifier) override;
   void setBadgeIdentifier(const std::string& badgeIdentifier, const std::string& path,
-                          bool isDirectory) override;
+                          std::optional<bool> isDirectory) override;
+  void setBadgeIdentifiers(const std::string& directory, std::span<const ItemBadge> items) override;
 
  private:
   BadgeTable& badges_;

@@ -1,5 +1,7 @@
 #include "hosts/bus/finder_calls.h"
 
+#include <algorithm>
+#include <iterator>
 #include <optional>
 #include <utility>
 
@@ -33,9 +35,10 @@ void FinderCalls::requestBadges(const std::string& client, const std::string& fo
                                 const std::vector<std::string_view>& names,
                                 const std::function<void(const std::string& badges)>& reply) {
   badges_.Ask(client, folder, names);
-  for (std::string_view name : names) {
-    if (IsItemName(name)) finderSync_.requestBadgeIdentifierForURL(ItemPath(folder, name));
-  }
+  std::vector<std::string_view> items;
+  items.reserve(names.size());
+  std::copy_if(names.begin(), names.end(), std::back_inserter(items), IsItemName);
+  finderSync_.requestBadgeIdentifiers(folder == "/" ? std::string() : folder, items);
   badges_.Answer(client, folder, names, reply);
 }
 

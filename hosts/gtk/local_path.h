@@ -2,11 +2,12 @@
 
 #include <gio/gio.h>
 
-#include <string>
+#include <string_view>
 
 namespace kelvo {
 
-// Empty for what is not local, and for null.
-std::string LocalPath(GFile* location);
+// Empty for what is not local, and for null. Valid as long as the location; nothing is copied,
+// since file managers ask for it again and again.
+std::string_view LocalPath(GFile* location);
 
 }  // namespace kelvo

@@ -67,7 +67,7 @@ std::vector<std::string> CoveredPaths(GList* files) {
   std::vector<std::string> paths;
   for (GList* file = files; file != nullptr; file = file->next) {
     const GObjectPtr<GFile> location(host::GetLocation(static_cast<host::FileInfo*>(file->data)));
-    std::string path = LocalPath(location.get());
+    std::string path(LocalPath(location.get()));
     if (path.empty() || !HostClient().HasMenus(path)) return {};
     paths.push_back(std::move(path));
   }

@@ -39,7 +39,7 @@ void Follow(host::FileInfo* file, BadgeStore::Item* item) {
 void Update(host::FileInfo* file) {
   constexpr std::string_view kPrefix = "emblem-";  // the file manager puts it back
   const GObjectPtr<GFile> location(host::GetLocation(file));
-  const std::string path = LocalPath(location.get());
+  const std::string_view path = LocalPath(location.get());
   const BadgeStore::Answer answer = path.empty() ? BadgeStore::Answer() : HostClient().Lookup(path);
   Follow(file, answer.item);
   const std::string& icon = HostClient().IconName(answer.badge);

@@ -19,7 +19,7 @@ constexpr std::size_t kMaxQueuedBytes = std::size_t{8} << 20;
 // What one turn of the loop reads and how long it delivers, so that input starves nothing else.
 constexpr std::size_t kReadPerTurn = 256 << 10;
 constexpr std::size_t kReadAtOnce = 64 << 10;
-constexpr gint64 kDeliveryPerTurn = 8000;  // microseconds
+constexpr gint64 kDeliveryPerTurn = 2000;  // microseconds
 
 constexpr gint64 kNever = -1;  // as a ready time; 0 is at once
 

@@ -13,7 +13,7 @@ class MacFinderController : public FinderController {
   void setBadgeImage(const std::optional<BadgeImage>& image, const std::string& label,
                      const std::string& badgeIdentifier) override;
   void setBadgeIdentifier(const std::string& badgeIdentifier, const std::string& path,
-                          bool isDirectory) override;
+                          std::optional<bool> isDirectory) override;
 };
 
 }  // namespace kelvo

@@ -2,6 +2,7 @@
 
 #import <FinderSync/FinderSync.h>
 
+#include "base/file_system.h"
 #include "base/logger.h"
 #include "platform/macos/objc_support.h"
 
@@ -48,10 +49,11 @@ void MacFinderController::setBadgeImage(const std::optional<BadgeImage>& image,
 }
 
 void MacFinderController::setBadgeIdentifier(const std::string& badgeIdentifier,
-                                             const std::string& path, bool isDirectory) {
+                                             const std::string& path,
+                                             std::optional<bool> isDirectory) {
   @autoreleasepool {
     @try {
-      NSURL* url = FileURLFromPath(path, isDirectory);
+      NSURL* url = FileURLFromPath(path, isDirectory ? *isDirectory : IsDirectory(path));
       if (url == nil) return;
       [[FIFinderSyncController defaultController] setBadgeIdentifier:StringFromUtf8(badgeIdentifier)
                                                               forURL:url];

@@ -51,6 +51,26 @@ TEST_F(KeyedArchiveTest, WhatWasWrittenReadsBack) {
   std::string error;
   EXPECT_EQ(dictionary, DecodeKeyedArchive(EncodeKeyedArchive(dictionary), &error)) << error;
   EXPECT_EQ(Dictionary(), DecodeKeyedArchive(EncodeKeyedArchive({}), &error));
+  dictionary = {{"list", PropertyList(std::string(300'000, 'x'))},
+                {"other", PropertyList(std::string(70'000, 'y'))},
+                {"path", PropertyList("/w")}};
+  EXPECT_EQ(dictionary, DecodeKeyedArchive(EncodeKeyedArchive(dictionary), &error)) << error;
+  const std::string archive = EncodeKeyedArchive(dictionary);
+  EXPECT_EQ(dictionary, DecodeKeyedArchive(archive, &error)) << error;
+}
+
+TEST_F(KeyedArchiveTest, ALargeTextTakesTheArchivesBuffer) {
+  const Dictionary dictionary = {{"list", PropertyList(std::string(200'000, 'x') + "end")},
+                                 {"path", PropertyList("/w")}};
+  std::string archive = EncodeKeyedArchive(dictionary);
+  archive.shrink_to_fit();
+  const char* const begin = archive.data();
+  const std::size_t size = archive.size();
+  const auto decoded = DecodeKeyedArchive(std::move(archive), nullptr);
+  ASSERT_TRUE(decoded);
+  EXPECT_EQ(dictionary, *decoded);
+  const char* const text = FindValue(*decoded, "list")->ToSharedText()->data();
+  EXPECT_TRUE(text >= begin && text < begin + size) << "it was copied";
 }
 
 // The bytes are a contract with Agents: the head, the root and its class stand where the keyed

@@ -42,6 +42,25 @@ TEST(MessageFrameTest, MessagesComeOutWholeHoweverTheyArrive) {
   }
 }
 
+TEST(MessageFrameTest, LargeArchiveTakesNothingOfWhatIsAroundIt) {
+  std::string large(3 << 20, 'x');
+  for (std::size_t i = 0; i < large.size(); ++i) large[i] = static_cast<char>(i * 31 / 7);
+  const std::string stream = EncodeMessageFrame("small", "s") + EncodeMessageFrame("large", large) +
+                             EncodeMessageFrame("next", "n") + EncodeMessageFrame("again", large);
+  for (std::size_t step : {std::size_t{60'000}, stream.size() - 100, stream.size()}) {
+    MessageFrameReader reader;
+    std::string seen;
+    for (std::size_t at = 0; at < stream.size(); at += step) {
+      reader.Append(std::string_view(stream).substr(at, step));
+      while (auto message = reader.Next()) {
+        seen += message->name + (message->archive == large ? "=large " : message->archive + " ");
+      }
+    }
+    EXPECT_EQ("smalls large=large nextn again=large ", seen) << step;
+    EXPECT_EQ(0U, reader.Pending());
+  }
+}
+
 TEST(MessageFrameTest, BrokenFramingIsSeenBeforeTheBytesArrive) {
   const auto kTooLong = static_cast<std::uint32_t>(kMaxMessageSize);
   const struct {

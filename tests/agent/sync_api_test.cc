@@ -1,6 +1,7 @@
 #include "agent/sync_api.h"
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -29,7 +30,8 @@ class RecordingClient : public CSyncApiClient {
 
   void OnSyncStatusListResponse(CSyncStatusListResponse& response) override {
     std::string names;
-    while (response.Next()) names += " " + response.Name();
+    while (response.Next()) names.append(" ").append(response.Name());
+    lastText = response.Text();
     Record("list " + response.Path() + names);
   }
   void OnSyncStatusChanged(const SSyncApiItemStatus& item) override {
@@ -51,6 +53,7 @@ class RecordingClient : public CSyncApiClient {
   }
 
   std::optional<SSyncApiItemStatus> lastItem;
+  std::shared_ptr<const std::string> lastText;
 
  private:
   void Record(const std::string& call) { calls_.push_back(name_ + call); }
@@ -212,10 +215,18 @@ TEST_F(SyncApiTest, EachClientWalksAListOfItsOwn) {
   RecordingClient second("2 ", calls_);
   api_.AddClient(&client_);
   api_.AddClient(&second);
-  fake_.transport.DeliverEvent("sync_status_list",
-                               {{"path", PropertyList("/w")},
-                                {"list", PropertyList(ListText({{.name = "a"}, {.name = "b"}}))}});
+  const auto deliver = [this](const std::string& name) {
+    const std::string list = ListText({{.name = name}, {.name = "b"}});
+    fake_.transport.DeliverEvent("sync_status_list",
+                                 {{"path", PropertyList("/w")}, {"list", PropertyList(list)}});
+  };
+  deliver("a");
   EXPECT_EQ(std::vector<std::string>({"list /w a b", "2 list /w a b"}), Calls());
+  const std::string large(5000, 'x');
+  deliver(large);
+  EXPECT_EQ(std::vector<std::string>({"list /w " + large + " b", "2 list /w " + large + " b"}),
+            Calls());
+  EXPECT_EQ(client_.lastText, second.lastText) << "one text for all clients";
 }
 
 TEST_F(SyncApiTest, ListThatCannotBeReadReachesNobody) {

@@ -1,5 +1,6 @@
 #include "agent/sync_status_list_response.h"
 
+#include <sstream>
 #include <string>
 
 #include "core/finder_configuration.h"
@@ -50,16 +51,27 @@ TEST_F(SyncStatusListResponseTest, NamesOnlyOthers) {
                       .lock = 2,
                       .lockHolder = "someone",
                       .lockTime = 5}}));
-  std::string seen;
+  std::ostringstream seen;
   while (list.Next()) {
-    seen += list.Name() + " by '" + list.ModifiedBy() + "' held by '" + list.LockHolder() + "' " +
-            std::to_string(list.LockTime()) + (list.Folder() ? " folder\n" : "\n");
+    seen << list.Name() << " by '" << list.ModifiedBy() << "' held by '" << list.LockHolder()
+         << "' " << list.LockTime() << (list.Folder() ? " folder\n" : "\n");
   }
   EXPECT_EQ(
       "locked by '' held by 'eve' 99\n"
       "folder by '' held by '' 0 folder\n"
       "mine by 'me myself' held by '' 5\n",
-      seen);
+      seen.str());
+}
+
+TEST_F(SyncStatusListResponseTest, AsksTheConfigurationAsItStandsForEachRecord) {
+  CFinderConfiguration later({{"full_name", PropertyList("Me Myself")}});
+  const std::string text = ListText({{.modifiedBy = "Me Myself"}, {.modifiedBy = "Me Myself"}});
+  CSyncStatusListResponse list(&later, "/w", std::make_shared<const std::string>(text));
+  ASSERT_TRUE(list.Next());
+  EXPECT_EQ("Me Myself", list.ModifiedBy());
+  later.Load();
+  ASSERT_TRUE(list.Next());
+  EXPECT_EQ("", list.ModifiedBy());
 }
 
 TEST_F(SyncStatusListResponseTest, CountIsReadAtOnceAndNotBelieved) {

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <limits>
+#include <memory>
 
 #include "base/string_map.h"
 #include "base/string_utils.h"
@@ -51,6 +52,20 @@ TEST(PropertyListTest, ConvertsAsForeignDictionariesNeed) {
     EXPECT_EQ(row.value.ToBool(), row.boolean) << label;
     EXPECT_EQ(row.value.ToText(), row.text) << label;
   }
+}
+
+TEST(PropertyListTest, SharedTextIsAStringLikeAnyOther) {
+  const auto text = std::make_shared<const std::string>("12 shared");
+  const PropertyList shared(text);
+  const PropertyList copied("12 shared");
+  EXPECT_EQ(copied, shared);
+  EXPECT_NE(PropertyList("other"), shared);
+  EXPECT_NE(PropertyList(12), shared);
+  EXPECT_EQ(12, shared.ToInteger());
+  EXPECT_EQ("12 shared", shared.ToText());
+  EXPECT_EQ(text, PropertyList(shared).ToSharedText());
+  EXPECT_EQ("12 shared", *copied.ToSharedText());
+  EXPECT_EQ(nullptr, PropertyList(12).ToSharedText());
 }
 
 TEST(StringMapTest, HoldsEveryKeyAndJoinsInKeyOrder) {

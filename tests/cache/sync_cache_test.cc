@@ -29,12 +29,13 @@ TEST_F(SyncCacheTest, MissAsksOncePerFiveSecondsUntilTheListComes) {
   EXPECT_EQ(Status("/w/a"), "0");
   EXPECT_EQ(NewRequests(), (Paths{"/w", "/w/a"}));
   for (int i = 0; i < 100; ++i) EXPECT_EQ(Status("/w/b" + std::to_string(i)), "0");
+  EXPECT_EQ(cache().GetItem("/w/b").status, BadgeStatus::kNone);
   fake_.runLoop.Advance(seconds(5));
   EXPECT_EQ(Status("/w/b"), "0");
   EXPECT_EQ(NewRequests(), Paths{});
   fake_.runLoop.Advance(seconds(1));
-  EXPECT_EQ(Status("/w/b"), "0");
-  EXPECT_EQ(NewRequests(), (Paths{"/w", "/w/b"}));
+  EXPECT_EQ(cache().GetItem("/w/b").status, BadgeStatus::kNone);
+  EXPECT_EQ(NewRequests(), (Paths{"/w", "/w/b"})) << "the look-up of all fields asks like any";
 
   SendList("/w", {{.name = "a"}, {.name = "b", .status = 1}});
   EXPECT_EQ(Badge("/w/a"), "1");
@@ -93,7 +94,8 @@ TEST_F(SyncCacheTest, SingleItemChangesRepaintOnlyWhatChanged) {
 }
 
 TEST_F(SyncCacheTest, ReloadAsksForTheFolderAndAllBelow) {
-  for (const char* folder : {"/", "/a", "/a/b", "/ab", "/a/b/c"}) SendList(folder, {});
+  for (const char* folder : {"/", "/a", "/a/b", "/ab", "/a/b/c", "/a-b", "/a.b/c", "/a0"})
+    SendList(folder, {});
   SendReload("/a");
   EXPECT_EQ(NewRequests(), (Paths{"/a", "/a/b", "/a/b/c"}));
   SendReload("/a");
@@ -104,7 +106,23 @@ TEST_F(SyncCacheTest, ReloadAsksForTheFolderAndAllBelow) {
   EXPECT_EQ(NewRequests(), (Paths{"/ab"})) << "the folder of the path";
   SendList("/ab", {});
   SendReload("/");
-  EXPECT_EQ(NewRequests(), (Paths{"/", "/ab"}));
+  EXPECT_EQ(NewRequests(), (Paths{"/", "/a-b", "/a.b/c", "/a0", "/ab"}));
+}
+
+TEST_F(SyncCacheTest, RepaintsInSlicesWhateverBecomesOfTheFolder) {
+  CSyncStatusListResponse response(nullptr, "/w",
+                                   std::make_shared<const std::string>(
+                                       ListText({{.name = "ab"}, {.name = "a"}, {.name = "b"}})));
+  ListRepaint repaint = cache().StoreList(PrepareList(response));
+  EXPECT_EQ(Status("/w/b"), "1");
+  repaint.Next(1);
+  EXPECT_EQ(Badge("/w/a"), "1");
+  EXPECT_EQ(Badge("/w/ab"), "(none)");
+  SendList("/w", {{.name = "c"}});
+  repaint.Next(2);
+  EXPECT_EQ(repaint.Left(), 0u);
+  EXPECT_EQ(Badge("/w/ab"), "") << "as the cache has it by then";
+  EXPECT_EQ(Badge("/w/b"), "");
 }
 
 TEST_F(SyncCacheTest, ResetForgetsAllAndRepaintsTheFolders) {

@@ -65,6 +65,33 @@ TEST_F(FinderSyncTest, AnOldAnswerThatComesLateLeavesNoOldBadge) {
   EXPECT_EQ(fake_.finder.current[path], "1");
 }
 
+TEST_F(FinderSyncTest, ManyItemsAtOnceAreSetAsOneByOne) {
+  const std::string folder = Home("Work/many");
+  std::vector<ListRecord> records(1500);
+  std::vector<std::string> names(records.size());
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    names[i] = records[i].name = "f" + std::to_string(i);
+  }
+  SendList(folder, records);
+  fake_.finder.current.clear();
+  // Another thread's news come between the reading and the setting.
+  fake_.finder.before = [&] {
+    records[3].status = 1;
+    SendList(folder, records);
+  };
+  const std::vector<std::string_view> views(names.begin(), names.end());
+  extension_->requestBadgeIdentifiers(folder, views);
+  ASSERT_EQ(fake_.finder.current.size(), records.size());
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    EXPECT_EQ(fake_.finder.current[folder + "/" + names[i]], i == 3 ? "2" : "1") << names[i];
+  }
+  // Names that lie elsewhere are asked for where they lie.
+  SendList(folder, {{.name = "sub/x"}, {.name = "a"}});
+  EXPECT_EQ(fake_.finder.current[folder + "/sub/x"], "");
+  EXPECT_EQ(fake_.finder.current[folder + "/a"], "1");
+  EXPECT_EQ(fake_.transport.ListRequests().back(), folder + "/sub/x");
+}
+
 TEST_F(FinderSyncTest, OnlyAChangeOfGreenCheckMarksRepaintsAll) {
   WriteFile(Home("Work/f"), "");
   SendList(Home("Work"), {{.name = "f"}, {.name = "d", .type = 2}});

@@ -37,13 +37,28 @@ class BadgeTableTest : public ::testing::Test {
     Repaint(name);
   }
   void Repaint(const std::string& name, bool isDirectory = false) {
-    const std::string path = ItemPath(folder_, name);
-    table_.NoteRepaint(path, Read(path, isDirectory), isDirectory);
+    const bool mustLook = BadgeIn(folder_, name) == '1' && !greenCheckmarks_;
+    const std::optional<bool> looked = mustLook ? std::optional(isDirectory) : std::nullopt;
+    const FinderController::ItemBadge badge{name, *Read(folder_, {name, looked}), looked};
+    table_.NoteRepaints(folder_ == "/" ? "" : folder_, {&badge, 1});
   }
-  char Read(const std::string& path, bool isDirectory) {
-    const auto found = cache_.find(path);
-    if (found == cache_.end()) return '0';
-    return found->second == '1' && !isDirectory && !greenCheckmarks_ ? '0' : found->second;
+  char BadgeIn(const std::string& folder, std::string_view name) {
+    const auto found = cache_.find(ItemPath(folder, name));
+    return found == cache_.end() ? '0' : found->second;
+  }
+  std::optional<std::string> Read(const std::string& folder, const KnownItem& item) {
+    const char badge = BadgeIn(folder, item.name);
+    const bool depends = badge == '1' && !greenCheckmarks_;
+    if (depends && !item.isDirectory) return std::nullopt;
+    return badge == '0' || (depends && !*item.isDirectory) ? "" : std::string(1, badge);
+  }
+  BadgeTable::Identifiers ReadAll(const std::string& directory,
+                                  const std::vector<KnownItem>& items) {
+    BadgeTable::Identifiers identifiers;
+    for (const KnownItem& item : items) {
+      identifiers.push_back(Read(directory.empty() ? "/" : directory, item));
+    }
+    return identifiers;
   }
   void Signal(const std::string& folder, const std::string& entries) {
     EXPECT_EQ(folder_, folder);
@@ -71,7 +86,9 @@ class BadgeTableTest : public ::testing::Test {
   FakeRunLoop runLoop_{clock_};
   BadgeTable table_{
       runLoop_, clock_,
-      [this](const std::string& path, bool isDirectory) { return Read(path, isDirectory); },
+      [this](const std::string& directory, const std::vector<KnownItem>& items) {
+        return ReadAll(directory, items);
+      },
       [this](const std::string& folder, const std::string& entries) { Signal(folder, entries); }};
 };
 
@@ -154,6 +171,20 @@ TEST_F(BadgeTableTest, DirectoriesAreReadAsSuch) {
   EXPECT_EQ("10", Answer("c", {"d", "f"}));
 }
 
+// Until a repaint has looked at the disk, the item stays what it was told to be.
+TEST_F(BadgeTableTest, WhatDependsOnALookAtTheDiskWaitsForTheRepaintThatLooks) {
+  cache_ = {{"/w/d", '1'}, {"/w/f", '1'}};
+  EXPECT_EQ("11", Ask("first", {"d", "f"}));
+  greenCheckmarks_ = false;
+  EXPECT_EQ("110", Ask("second", {"d", "f", "none"}));
+  cache_["/w/none"] = '1';
+  EXPECT_EQ("0", Ask("first", {"none"}));
+  Repaint("d", true);
+  Repaint("f", false);
+  Repaint("none", true);
+  EXPECT_EQ(std::vector<Badges>({{{"f", '0'}, {"none", '1'}}}), TurnEnds());
+}
+
 // More clients than there are bits: those that share the last one are kept apart all the same.
 TEST_F(BadgeTableTest, ItemsLeaveWithTheLastClientThatAskedForThem) {
   for (const int clients : {2, 70}) {
@@ -201,6 +232,27 @@ TEST_F(BadgeTableTest, TenThousandBadgesTakeFewSignalsOfBoundedSize) {
   for (const Badges& signal : signals_) told += signal.size();
   EXPECT_EQ(names.size(), told);
   EXPECT_EQ(3U, signals_.size());
+}
+
+TEST_F(BadgeTableTest, ANameThatWaitedForSomebodyWhoLeftIsNoNewsForOthers) {
+  cache_ = {{"/w/x", '1'}, {"/w/y", '1'}};
+  EXPECT_EQ("11", Ask("first", {"x", "y"}));
+  EXPECT_EQ("1", Ask("second", {"y"}));
+  Change("x", '2');
+  table_.ClientGone("first");
+  const std::vector<std::string_view> names = {"x"};
+  table_.Ask("third", folder_, names);
+  EXPECT_EQ(std::vector<Badges>(), TurnEnds());
+}
+
+TEST_F(BadgeTableTest, ALateRepaintThatDidNotLookUndoesNoLook) {
+  cache_ = {{"/w/f", '1'}};
+  EXPECT_EQ("1", Ask("first", {"f"}));
+  greenCheckmarks_ = false;
+  Repaint("f", false);
+  const FinderController::ItemBadge late{"f", "1", std::nullopt};  // from before
+  table_.NoteRepaints("/w", {&late, 1});
+  EXPECT_EQ(std::vector<Badges>({{{"f", '0'}}}), TurnEnds());
 }
 
 }  // namespace

@@ -182,7 +182,8 @@ void FakeFinderController::setBadgeImage(const std::optional<BadgeImage>& image,
 }
 
 void FakeFinderController::setBadgeIdentifier(const std::string& badgeIdentifier,
-                                              const std::string& path, bool isDirectory) {
+                                              const std::string& path,
+                                              std::optional<bool> isDirectory) {
   if (const auto quicker = std::exchange(before, nullptr)) quicker();
   std::lock_guard lock(mutex);
   badges.push_back({badgeIdentifier, path, isDirectory});

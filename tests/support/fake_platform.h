@@ -154,7 +154,7 @@ class FakeFinderController : public FinderController {
   struct Badge {
     std::string identifier;
     std::string path;
-    bool isDirectory;
+    std::optional<bool> isDirectory;
   };
   struct Registration {
     std::optional<BadgeImage> image;
@@ -165,7 +165,7 @@ class FakeFinderController : public FinderController {
   void setBadgeImage(const std::optional<BadgeImage>& image, const std::string& label,
                      const std::string& badgeIdentifier) override;
   void setBadgeIdentifier(const std::string& badgeIdentifier, const std::string& path,
-                          bool isDirectory) override;
+                          std::optional<bool> isDirectory) override;
 
   // Called once, before a badge is set, as if another thread were quicker.
   std::function<void()> before;

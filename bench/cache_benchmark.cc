@@ -1,0 +1,271 @@
+// What the cache does with a folder: building it from a list, look-ups, a rename, a reload. Each
+// against the ordered map of records.
+#include <benchmark/benchmark.h>
+
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "bench/cache_lists.h"
+#include "bench/goal.h"
+#include "bench/ordered_map_folder.h"
+#include "cache/sync_cache.h"
+#include "platform/posix/system_clock.h"
+#include "tests/support/started_extension.h"
+
+namespace kelvo::bench {
+namespace {
+
+constexpr int kLarge = 100'000;
+constexpr int kSmall = 1'000;
+constexpr int kFolders = 50'000;
+constexpr int kRenamed = 512;
+const char kFolder[] = "/home/alice/Workplace/Reports";
+
+using Record = std::pair<std::string_view, SyncCacheItemView>;
+
+// Decoded before the clock runs.
+struct DecodedList {
+  explicit DecodedList(int count) : text(ListOf(count)) {
+    CSyncStatusListResponse response(nullptr, kFolder, text);
+    while (response.Next()) {
+      records.push_back(
+          {response.Name(),
+           {response.FileId(), response.ItemId(),
+            DeriveBadgeStatus(response.Status(), response.Lock(), response.Denied()),
+            response.Lock(), response.LockTime(), response.LockHolder(), response.ModifiedBy(),
+            response.Permissions(), response.Denied(), response.Folder()}});
+    }
+  }
+  SyncCacheItems Build() const {
+    SyncCacheItems items(text);
+    for (const auto& [name, item] : records) items.Append(name, item);
+    items.FinishAppending();
+    return items;
+  }
+  void Build(OrderedMapFolder& folder) const {
+    for (const auto& [name, item] : records) {
+      folder.items.insert_or_assign(std::string(name), item.As<std::string>());
+    }
+    folder.valid = true;
+  }
+
+  std::shared_ptr<const std::string> text;
+  std::vector<Record> records;
+};
+
+const DecodedList& Decoded(std::int64_t count) {
+  static auto& lists = *new std::map<std::int64_t, DecodedList>;
+  return lists.try_emplace(count, static_cast<int>(count)).first->second;
+}
+
+void BuildOrderedMap(benchmark::State& state) {
+  const DecodedList& list = Decoded(state.range(0));
+  for ([[maybe_unused]] auto _ : state) {
+    OrderedMapFolder folder;
+    list.Build(folder);
+    benchmark::DoNotOptimize(folder.items.size());
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(BuildOrderedMap)->Arg(kLarge)->Unit(benchmark::kMillisecond);
+
+void BuildFolder(benchmark::State& state) {
+  const DecodedList& list = Decoded(state.range(0));
+  for ([[maybe_unused]] auto _ : state) benchmark::DoNotOptimize(list.Build().Size());
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(BuildFolder)->Arg(kSmall)->Arg(kLarge)->Arg(1'000'000)->Unit(benchmark::kMillisecond);
+
+// With decoding before, and the names in byte order after, as a list is stored.
+void PrepareWholeList(benchmark::State& state) {
+  const DecodedList& list = Decoded(state.range(0));
+  for ([[maybe_unused]] auto _ : state) {
+    CSyncStatusListResponse response(nullptr, kFolder, list.text);
+    benchmark::DoNotOptimize(PrepareList(response).names.Size());
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(PrepareWholeList)
+    ->Arg(kSmall)
+    ->Arg(kLarge)
+    ->Arg(1'000'000)
+    ->Unit(benchmark::kMillisecond);
+
+// Both caches over the kernel's clocks, with one large folder and, elsewhere, 50,000 small ones.
+class Caches : public test::StartedExtension {
+  SystemClock clock_;
+
+ public:
+  Caches() : ours(fake_.runLoop, clock_), naive(clock_, [](const std::string&) {}) {
+    ours.Initialize(nullptr, CSyncApi::m_Instance);
+    for (const auto& [name, item] : Decoded(kLarge).records) {
+      paths.push_back(std::string(kFolder) + "/" + std::string(name));
+    }
+    Store(kFolder, Decoded(kLarge).text);
+    Decoded(kLarge).Build(naive.Folder(kFolder));
+    const auto little = std::make_shared<const std::string>(test::ListText({{.name = "a"}}));
+    for (int i = 0; i < kFolders; ++i) {
+      const std::string folder = "/home/alice/Workplace/Projects/" + std::to_string(i % 500) +
+                                 "/Deliverables " + std::to_string(i);
+      Store(folder, little);
+      naive.Folder(folder).valid = true;
+    }
+  }
+
+  CSyncCache ours;
+  OrderedMapCache naive;
+  std::vector<std::string> paths;
+
+ private:
+  void TestBody() override {}
+  void Store(const std::string& folder, const std::shared_ptr<const std::string>& text) {
+    CSyncStatusListResponse response(nullptr, folder, text);
+    (void)ours.StoreList(PrepareList(response));
+  }
+};
+
+// Never destroyed: the extension keeps pointers to what has joined it.
+Caches& Both() {
+  static auto& caches = *new Caches;
+  return caches;
+}
+
+template <typename Cache, typename Read>
+void LookUp(benchmark::State& state, Cache Caches::*cache, Read read) {
+  Caches& both = Both();
+  for ([[maybe_unused]] auto _ : state) {
+    for (const std::string& path : both.paths) read(both.*cache, path);
+  }
+  state.SetItemsProcessed(state.iterations() * kLarge);
+}
+
+void NaiveGetStatus(benchmark::State& state) {
+  LookUp(state, &Caches::naive, [](OrderedMapCache& cache, const std::string& path) {
+    benchmark::DoNotOptimize(cache.GetStatus(path));
+  });
+}
+BENCHMARK(NaiveGetStatus)->Unit(benchmark::kMillisecond);
+
+void GetStatus(benchmark::State& state) {
+  LookUp(state, &Caches::ours, [](CSyncCache& cache, const std::string& path) {
+    benchmark::DoNotOptimize(cache.GetStatus(path));
+  });
+}
+BENCHMARK(GetStatus)->Unit(benchmark::kMillisecond);
+
+void NaiveEightFields(benchmark::State& state) {
+  LookUp(state, &Caches::naive, [](OrderedMapCache& cache, const std::string& path) {
+    benchmark::DoNotOptimize(
+        CSyncCacheItem{cache.GetFileId(path), 0, cache.GetStatus(path), cache.GetLockStatus(path),
+                       cache.GetLockTime(path), cache.GetLockOwner(path), cache.GetModifiedBy(path),
+                       cache.GetPermissions(path), cache.GetDenied(path), false});
+  });
+}
+BENCHMARK(NaiveEightFields)->Unit(benchmark::kMillisecond);
+
+void EightFields(benchmark::State& state) {
+  LookUp(state, &Caches::ours, [](CSyncCache& cache, const std::string& path) {
+    benchmark::DoNotOptimize(cache.GetItem(path));
+  });
+}
+BENCHMARK(EightFields)->Unit(benchmark::kMillisecond);
+
+// Some items, from all over the folder, under a new name and under the old one again.
+struct Renames {
+  explicit Renames(std::int64_t count) {
+    const std::vector<Record>& records = Decoded(count).records;
+    for (std::size_t i = 0; i < kRenamed; ++i) {
+      const auto& [name, item] = records[i * records.size() / kRenamed];
+      items.push_back(item.As<std::string>());
+      names[0].push_back("Report of " + std::string(name));
+      names[1].push_back(std::string(name));
+    }
+  }
+  template <typename Rename>
+  void Next(Rename rename) {
+    rename(names[next / kRenamed][next % kRenamed], items[next % kRenamed]);
+    next = (next + 1) % (2 * kRenamed);
+  }
+  std::vector<CSyncCacheItem> items;
+  std::vector<std::string> names[2];
+  std::size_t next = 0;
+};
+
+void RenameByWalk(benchmark::State& state) {
+  OrderedMapFolder folder;
+  Decoded(state.range(0)).Build(folder);
+  Renames renames(state.range(0));
+  for ([[maybe_unused]] auto _ : state) {
+    renames.Next([&folder](const std::string& name, const CSyncCacheItem& item) {
+      folder.Update(name, item);
+    });
+  }
+}
+BENCHMARK(RenameByWalk)->Arg(kSmall)->Arg(kLarge);
+
+void Rename(benchmark::State& state) {
+  CSyncCacheFolder folder(0);
+  folder.items = Decoded(state.range(0)).Build();
+  folder.items.OrderByItemId();
+  Renames renames(state.range(0));
+  for ([[maybe_unused]] auto _ : state) {
+    renames.Next([&folder](const std::string& name, const CSyncCacheItem& item) {
+      folder.Update(item.fileId, item.itemId, name, sync::ESyncItemStatus{}, item.lock,
+                    item.lockOwner, item.lockTime, item.modifiedBy, item.permissions, item.denied,
+                    item.folder);
+    });
+  }
+}
+BENCHMARK(Rename)->Arg(kSmall)->Arg(kLarge);
+
+// What the first rename in a folder costs more than the others.
+void FirstRename(benchmark::State& state) {
+  for ([[maybe_unused]] auto _ : state) {
+    state.PauseTiming();
+    SyncCacheItems items = Decoded(state.range(0)).Build();
+    state.ResumeTiming();
+    items.OrderByItemId();
+  }
+}
+BENCHMARK(FirstRename)->Arg(kSmall)->Arg(kLarge)->Arg(1'000'000)->Unit(benchmark::kMillisecond);
+
+template <typename Cache>
+void Reload(benchmark::State& state, Cache Caches::*cache) {
+  Caches& both = Both();
+  int i = 0;
+  for ([[maybe_unused]] auto _ : state) {
+    (both.*cache).RequestReload("/home/alice/Workplace/Projects/123/Item " + std::to_string(++i));
+  }
+}
+void NaiveReload(benchmark::State& state) { Reload(state, &Caches::naive); }
+BENCHMARK(NaiveReload);
+void RequestReload(benchmark::State& state) { Reload(state, &Caches::ours); }
+BENCHMARK(RequestReload);
+
+void Report(const Runs& runs) {
+  const auto ratio = [&runs](const std::string& goal, double wanted, const std::string& slower,
+                             const std::string& faster) {
+    ReportGoal(goal, Bound::kAtLeast, wanted, runs.Ratio(slower, faster), "x");
+  };
+  ratio("folder build, 100k items, against the ordered map", 8, "BuildOrderedMap/100000",
+        "BuildFolder/100000");
+  ratio("GetStatus in a folder of 100k, against the naive query", 2.5, "NaiveGetStatus",
+        "GetStatus");
+  ratio("all eight fields in one look-up, against eight naive queries", 4, "NaiveEightFields",
+        "EightFields");
+  ratio("Update under a new name, 100k items, against the walk", 1000, "RenameByWalk/100000",
+        "Rename/100000");
+  ReportGoal("Update under a new name, 100k items, against 1k", Bound::kAtMost, 2,
+             runs.Ratio("Rename/100000", "Rename/1000"), "x");
+  ratio("RequestReload, 50k folders, against the full walk", 100, "NaiveReload", "RequestReload");
+}
+
+}  // namespace
+}  // namespace kelvo::bench
+
+int main(int argc, char** argv) {
+  return kelvo::bench::RunWithGoals(argc, argv, kelvo::bench::Report);
+}

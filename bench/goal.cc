@@ -1,0 +1,147 @@
+#include "bench/goal.h"
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+namespace kelvo::bench {
+namespace {
+
+// Shows each run as usual and keeps what it took.
+class KeepingReporter : public benchmark::ConsoleReporter {
+ public:
+  explicit KeepingReporter(Runs& runs)
+      : benchmark::ConsoleReporter(benchmark::ConsoleReporter::OO_Tabular), runs_(runs) {}
+
+  void ReportRuns(const std::vector<Run>& reports) override {
+    benchmark::ConsoleReporter::ReportRuns(reports);
+    for (const Run& run : reports) {
+      if (run.error_occurred) {
+        failed_ = true;
+      } else if (run.run_type == Run::RT_Iteration) {
+        Keep(run);
+      }
+    }
+  }
+
+  bool HasFailed() const { return failed_; }
+
+ private:
+  void Keep(const Run& run) {
+    // Without what the library appends for repetitions and the like.
+    benchmark::BenchmarkName name = run.run_name;
+    name.repetitions.clear();
+    name.iterations.clear();
+    name.min_time.clear();
+    name.min_warmup_time.clear();
+    name.time_type.clear();
+    Runs::Values& values = runs_.of[name.str()];
+    const double nanoseconds = 1e9 / benchmark::GetTimeUnitMultiplier(run.time_unit);
+    values.real.push_back(run.GetAdjustedRealTime() * nanoseconds);
+    values.cpu.push_back(run.GetAdjustedCPUTime() * nanoseconds);
+    for (const auto& [counter, value] : run.counters) values.counters[counter].push_back(value);
+  }
+
+  Runs& runs_;
+  bool failed_ = false;
+};
+
+bool Mentions(int argc, char** argv, const std::string& flag) {
+  return std::any_of(argv, argv + argc, [&flag](const char* argument) {
+    return std::string(argument).starts_with(flag);
+  });
+}
+
+std::optional<double> MedianOrNothing(const std::vector<double>& values) {
+  if (values.empty()) return std::nullopt;
+  return Median(values);
+}
+
+}  // namespace
+
+void ReportGoal(const std::string& name, Bound bound, double wanted, double figure,
+                const std::string& unit) {
+  const bool atLeast = bound == Bound::kAtLeast;
+  const bool met = atLeast ? figure >= wanted : figure <= wanted;
+  const std::string space = unit.empty() || unit == "x" ? "" : " ";
+  std::printf("\nGOAL|%s|%s %.10g%s%s|%.4g%s%s|%s\n", name.c_str(), atLeast ? ">=" : "<=", wanted,
+              space.c_str(), unit.c_str(), figure, space.c_str(), unit.c_str(),
+              met ? "met" : "MISSED");
+  std::fflush(stdout);
+}
+
+void ReportGoal(const std::string& name, Bound bound, double wanted, std::optional<double> figure,
+                const std::string& unit) {
+  if (figure) return ReportGoal(name, bound, wanted, *figure, unit);
+  const std::string filter = benchmark::GetBenchmarkFilter();
+  if (!filter.empty() && filter != ".") return;  // left out
+  std::printf("\nGOAL|%s|%.10g|not measured|MISSED\n", name.c_str(), wanted);
+  std::fflush(stdout);
+}
+
+double Median(std::vector<double> values) {
+  if (values.empty()) return 0;
+  std::sort(values.begin(), values.end());
+  const std::size_t middle = values.size() / 2;
+  if (values.size() % 2 == 1) return values[middle];
+  return (values[middle - 1] + values[middle]) / 2;
+}
+
+std::optional<double> Runs::RealNanoseconds(const std::string& name) const {
+  const auto found = of.find(name);
+  if (found == of.end()) return std::nullopt;
+  return MedianOrNothing(found->second.real);
+}
+
+std::optional<double> Runs::CpuNanoseconds(const std::string& name) const {
+  const auto found = of.find(name);
+  if (found == of.end()) return std::nullopt;
+  return MedianOrNothing(found->second.cpu);
+}
+
+std::optional<double> Runs::Counter(const std::string& name, const std::string& counter) const {
+  const auto found = of.find(name);
+  if (found == of.end()) return std::nullopt;
+  const auto values = found->second.counters.find(counter);
+  if (values == found->second.counters.end()) return std::nullopt;
+  return MedianOrNothing(values->second);
+}
+
+std::optional<double> Runs::Ratio(const std::string& slower, const std::string& faster) const {
+  const std::optional<double> numerator = CpuNanoseconds(slower);
+  const std::optional<double> denominator = CpuNanoseconds(faster);
+  if (!numerator || !denominator || *denominator <= 0) return std::nullopt;
+  return *numerator / *denominator;
+}
+
+int RunWithGoals(int argc, char** argv, const std::function<void(const Runs&)>& report) {
+  std::vector<std::string> defaults;
+  if (!Mentions(argc, argv, "--benchmark_repetitions")) {
+    defaults.emplace_back("--benchmark_repetitions=5");
+  }
+  if (!Mentions(argc, argv, "--benchmark_enable_random_interleaving")) {
+    defaults.emplace_back("--benchmark_enable_random_interleaving=true");
+  }
+  if (!Mentions(argc, argv, "--benchmark_min_time")) {
+    defaults.emplace_back("--benchmark_min_time=0.2");
+  }
+  if (!Mentions(argc, argv, "--benchmark_display_aggregates_only")) {
+    defaults.emplace_back("--benchmark_display_aggregates_only=false");
+  }
+  std::vector<char*> arguments(argv, argv + argc);
+  for (std::string& flag : defaults) arguments.push_back(flag.data());
+  int count = static_cast<int>(arguments.size());
+  arguments.push_back(nullptr);
+  benchmark::Initialize(&count, arguments.data());
+  if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 1;
+  Runs runs;
+  KeepingReporter reporter(runs);
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  report(runs);
+  benchmark::Shutdown();
+  return reporter.HasFailed() ? 1 : 0;
+}
+
+}  // namespace kelvo::bench
