@@ -31,4 +31,8 @@ if(KELVO_SANITIZERS)
   target_compile_options(kelvo_options INTERFACE -fsanitize=${KELVO_SANITIZERS} -fno-omit-frame-pointer
                                                  -fno-sanitize-recover=all)
   target_link_options(kelvo_options INTERFACE -fsanitize=${KELVO_SANITIZERS})
+  if(KELVO_SANITIZERS MATCHES "address")
+    target_sources(kelvo_options INTERFACE
+      $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:${CMAKE_SOURCE_DIR}/cmake/sanitizer_defaults.cc>)
+  endif()
 endif()

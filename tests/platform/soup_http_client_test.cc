@@ -72,10 +72,6 @@ class SoupHttpClientTest : public ::testing::Test {
     EXPECT_NE(nullptr, server) << "to be run by web_server.py";
   }
 
-  // GLib's idle threads end after 15 seconds, about as long as these tests take; a leak check that
-  // meets a thread in the middle of its end crashes.
-  static void SetUpTestSuite() { g_thread_pool_set_max_idle_time(0); }
-
   Listener Get(bool synchronous, HttpRequest request) {
     Listener listener;
     listener.timeout = request.timeout;
