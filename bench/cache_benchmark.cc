@@ -1,9 +1,12 @@
 // What the cache does with a folder: building it from a list, look-ups, a rename, a reload. Each
 // against the ordered map of records.
 #include <benchmark/benchmark.h>
+#include <time.h>
 
+#include <algorithm>
 #include <map>
 #include <memory>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -156,6 +159,24 @@ void GetStatus(benchmark::State& state) {
 }
 BENCHMARK(GetStatus)->Unit(benchmark::kMillisecond);
 
+// As repaints ask, which is also in the order of names.
+void GetStatusesOfMany(benchmark::State& state) {
+  constexpr std::size_t kAtOnce = 1024;
+  std::vector<std::string_view> names;
+  for (const auto& [name, item] : Decoded(kLarge).records) names.push_back(name);
+  std::sort(names.begin(), names.end());
+  std::vector<BadgeStatus> statuses(kAtOnce);
+  for ([[maybe_unused]] auto _ : state) {
+    for (std::span left(names); !left.empty();) {
+      const auto some = left.first(std::min(left.size(), kAtOnce));
+      Both().ours.GetStatuses(kFolder, some, statuses);
+      left = left.subspan(some.size());
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * kLarge);
+}
+BENCHMARK(GetStatusesOfMany)->Unit(benchmark::kMillisecond);
+
 void NaiveEightFields(benchmark::State& state) {
   LookUp(state, &Caches::naive, [](OrderedMapCache& cache, const std::string& path) {
     benchmark::DoNotOptimize(
@@ -232,6 +253,35 @@ void FirstRename(benchmark::State& state) {
 }
 BENCHMARK(FirstRename)->Arg(kSmall)->Arg(kLarge)->Arg(1'000'000)->Unit(benchmark::kMillisecond);
 
+double ThreadMilliseconds() {
+  timespec time{};
+  ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+  return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
+}
+
+// Everybody waits for a change, so the longest counts: each item in turn has another modifier,
+// every other also another name.
+void ChangeOneByOne(benchmark::State& state) {
+  const DecodedList& list = Decoded(state.range(0));
+  double longest = 0;
+  for ([[maybe_unused]] auto _ : state) {
+    CSyncCacheFolder folder(0);
+    folder.items = list.Build();
+    folder.items.OrderByItemId();
+    for (std::size_t i = 0; i < list.records.size(); ++i) {
+      const auto& [known, item] = list.records[i];
+      const std::string name = (i % 2 == 0 ? "" : "Copy of ") + std::string(known);
+      const double start = ThreadMilliseconds();
+      folder.Update(std::string(item.fileId), item.itemId, name, sync::ESyncItemStatus{}, item.lock,
+                    std::string(item.lockOwner), item.lockTime, "another@kelvo.example",
+                    item.permissions, item.denied, item.folder);
+      longest = std::max(longest, ThreadMilliseconds() - start);
+    }
+  }
+  state.counters["longest"] = longest;
+}
+BENCHMARK(ChangeOneByOne)->Arg(1'000'000)->Iterations(1)->Unit(benchmark::kMillisecond);
+
 template <typename Cache>
 void Reload(benchmark::State& state, Cache Caches::*cache) {
   Caches& both = Both();
@@ -260,6 +310,8 @@ void Report(const Runs& runs) {
         "Rename/100000");
   ReportGoal("Update under a new name, 100k items, against 1k", Bound::kAtMost, 2,
              runs.Ratio("Rename/100000", "Rename/1000"), "x");
+  ReportGoal("single changes in a folder of 1,000,000, the longest", Bound::kAtMost, 20,
+             runs.Counter("ChangeOneByOne/1000000", "longest"), "ms");
   ratio("RequestReload, 50k folders, against the full walk", 100, "NaiveReload", "RequestReload");
 }
 

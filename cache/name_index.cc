@@ -22,8 +22,9 @@ Seed RandomSeed() {
   }
 }
 
+template <typename Word>
 std::uint64_t Load(const char* bytes) {
-  std::uint64_t word;
+  Word word;
   std::memcpy(&word, bytes, sizeof word);
   return word;
 }
@@ -41,14 +42,26 @@ std::uint64_t NameHash(std::string_view name) {
   static const Seed seed = RandomSeed();
   const char* bytes = name.data();
   std::size_t left = name.size();
-  std::uint64_t hash = seed.low ^ left;
+  std::uint64_t hash = seed.low;
   for (; left > 16; left -= 16, bytes += 16) {
-    hash = Mix(Load(bytes) ^ seed.high, Load(bytes + 8) ^ hash);
+    hash = Mix(Load<std::uint64_t>(bytes) ^ seed.high, Load<std::uint64_t>(bytes + 8) ^ hash);
   }
-  char tail[16] = {};
-  if (left > 0) std::memcpy(tail, bytes, left);
-  hash = Mix(Load(tail) ^ seed.high, Load(tail + 8) ^ hash);
-  return Mix(hash ^ seed.high, seed.low);
+  // The rest as two words that may overlap: the length, mixed in last and not into these, tells
+  // apart what then looks alike.
+  const char* const end = bytes + left;
+  std::uint64_t a = 0, b = 0;
+  if (left >= 8) {
+    a = Load<std::uint64_t>(bytes);
+    b = Load<std::uint64_t>(end - 8);
+  } else if (left >= 4) {
+    a = Load<std::uint32_t>(bytes);
+    b = Load<std::uint32_t>(end - 4);
+  } else if (left > 0) {
+    a = Load<std::uint8_t>(bytes) << 16 | Load<std::uint8_t>(bytes + left / 2) << 8;
+    a |= Load<std::uint8_t>(end - 1);
+  }
+  hash = Mix(a ^ seed.high, b ^ hash);
+  return Mix(hash ^ seed.high, seed.low ^ name.size());
 }
 
 void NameIndex::Reset(std::size_t rows) {

@@ -37,7 +37,7 @@ class NameIndex {
     return kNone;
   }
   // Has the processor fetch what Find and Insert will need.
-  void Prefetch(std::uint64_t hash) const { __builtin_prefetch(&slots_[Home(hash)]); }
+  void Prefetch(std::uint64_t hash) const { __builtin_prefetch(slots_.data() + Home(hash)); }
   // The row must be below Capacity() and not be there.
   void Insert(std::uint64_t hash, std::uint32_t row);
 

@@ -1,4 +1,6 @@
 // Statuses of many items of one folder, under one lock.
+#include <algorithm>
+
 #include "cache/sync_cache.h"
 
 namespace kelvo {
@@ -8,10 +10,9 @@ bool CSyncCache::GetStatuses(std::string_view directory, std::span<const std::st
   CMutexLock lock(mutex_);
   const auto found = folders_.find(directory);
   if (found == folders_.end() || !found->second.valid) return false;
-  const std::int64_t now = Now();
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    statuses[i] = found->second.GetStatus(names[i], now);
-  }
+  if (!names.empty()) found->second.lastAccess = Now();
+  std::fill_n(statuses.begin(), names.size(), BadgeStatus::kNone);
+  found->second.items.FindStatuses(names, statuses);
   return true;
 }
 
@@ -19,10 +20,8 @@ void CSyncCache::PeekStatuses(std::string_view directory, std::span<const std::s
                               std::span<BadgeStatus> statuses) const {
   CMutexLock lock(mutex_);
   const auto found = folders_.find(directory);
-  if (found == folders_.end()) return;
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    if (const auto item = found->second.Peek(names[i])) statuses[i] = item->status;
-  }
+  if (found == folders_.end() || !found->second.valid) return;
+  found->second.items.FindStatuses(names, statuses);
 }
 
 }  // namespace kelvo

@@ -38,8 +38,7 @@ std::size_t TextSize(std::string_view name, const SyncCacheItemView& item) {
 
 }  // namespace
 
-SyncCacheItems::SyncCacheItems(std::shared_ptr<const std::string> text)
-    : text_(std::move(text)), compactAt_(std::numeric_limits<std::size_t>::max()) {}
+SyncCacheItems::SyncCacheItems(std::shared_ptr<const std::string> text) : text_(std::move(text)) {}
 
 bool SyncCacheItems::PackNumbers(const SyncCacheItemView& item, Row& row) {
   row.itemId = item.itemId;
@@ -67,9 +66,31 @@ bool SyncCacheItems::PackTexts(std::string_view name, const SyncCacheItemView& i
          pack(item.modifiedBy, row.modifiedBy);
 }
 
+bool SyncCacheItems::PackOwnTexts(const CSyncCacheItem& item, Row& row) {
+  const std::size_t size = item.fileId.size() + item.lockOwner.size() + item.modifiedBy.size();
+  if (size > std::numeric_limits<std::uint16_t>::max()) return false;
+  auto texts = std::make_unique_for_overwrite<char[]>(size);
+  std::uint16_t end = 0;
+  const auto pack = [&texts, &end](const std::string& part, Part& packed) {
+    packed = {end, static_cast<std::uint16_t>(part.size())};
+    std::copy(part.begin(), part.end(), texts.get() + end);
+    end = static_cast<std::uint16_t>(end + packed.length);
+  };
+  pack(item.fileId, row.fileId);
+  pack(item.lockOwner, row.lockOwner);
+  pack(item.modifiedBy, row.modifiedBy);
+  if (row.own == NameIndex::kNone) {
+    row.own = static_cast<std::uint32_t>(own_.size());
+    own_.emplace_back();
+  }
+  own_[row.own] = std::move(texts);
+  return true;
+}
+
 SyncCacheItemView SyncCacheItems::View(const Row& row) const {
-  const char* const name = text_->data() + row.name;
-  const auto part = [name](Part p) { return std::string_view(name + p.start, p.length); };
+  const char* const base =
+      row.own == NameIndex::kNone ? text_->data() + row.name : own_[row.own].get();
+  const auto part = [base](Part p) { return std::string_view(base + p.start, p.length); };
   return {part(row.fileId),
           row.itemId,
           static_cast<BadgeStatus>(row.status),
@@ -99,12 +120,42 @@ std::uint32_t SyncCacheItems::RowOf(std::string_view name, std::uint64_t hash) c
 }
 
 std::optional<SyncCacheItemView> SyncCacheItems::Find(std::string_view name) const {
-  const std::uint32_t row = rows_.empty() ? NameIndex::kNone : RowOf(name, NameHash(name));
+  return Find(name, rows_.empty() ? 0 : NameHash(name));
+}
+
+std::optional<SyncCacheItemView> SyncCacheItems::Find(std::string_view name,
+                                                      std::uint64_t hash) const {
+  const std::uint32_t row = RowOf(name, hash);
   if (row != NameIndex::kNone && rows_[row].live) return View(rows_[row]);
   if (changed_.empty()) return std::nullopt;
   auto found = changed_.find(name);
   if (found == changed_.end()) return std::nullopt;
   return found->second.As<std::string_view>();
+}
+
+// Some at a time, as each look-up waits for memory three times: for the slot, the row and the name.
+void SyncCacheItems::FindStatuses(std::span<const std::string_view> names,
+                                  std::span<BadgeStatus> statuses) const {
+  constexpr std::size_t kBlock = 16;
+  std::uint64_t hashes[kBlock];
+  std::uint32_t rows[kBlock];
+  for (std::size_t begin = 0; begin < names.size(); begin += kBlock) {
+    const std::span block = names.subspan(begin, std::min(kBlock, names.size() - begin));
+    for (std::size_t i = 0; i < block.size(); ++i) {
+      hashes[i] = NameHash(block[i]);
+      index_.Prefetch(hashes[i]);
+    }
+    for (std::size_t i = 0; i < block.size(); ++i) {
+      rows[i] = index_.Find(hashes[i], [](std::uint32_t) { return true; });  // very likely
+      if (rows[i] != NameIndex::kNone) __builtin_prefetch(&rows_[rows[i]]);
+    }
+    for (std::size_t i = 0; i < block.size(); ++i) {
+      if (rows[i] != NameIndex::kNone) __builtin_prefetch(Name(rows_[rows[i]]).data());
+    }
+    for (std::size_t i = 0; i < block.size(); ++i) {
+      if (const auto item = Find(block[i], hashes[i])) statuses[begin + i] = item->status;
+    }
+  }
 }
 
 SyncCacheNames SyncCacheItems::SortedNames() const {
@@ -113,10 +164,10 @@ SyncCacheNames SyncCacheItems::SortedNames() const {
   names.sorted_.reserve(size_);
   names.owned_.reserve(changed_.size());
   for (const Row& row : rows_) {
-    if (row.live) names.sorted_.push_back({0, Name(row)});
+    if (row.live) names.sorted_.emplace_back(Name(row), 0);
   }
   for (const auto& entry : changed_) {
-    names.sorted_.push_back({0, names.owned_.emplace_back(entry.first)});
+    names.sorted_.emplace_back(names.owned_.emplace_back(entry.first), 0);
   }
   names.Sort();
   return names;
@@ -125,8 +176,9 @@ SyncCacheNames SyncCacheItems::SortedNames() const {
 // Names lie all over the text, so that comparing them takes long. They are sorted by the few bytes
 // behind what all have in common, and those that are alike in these by the next, and so on.
 void SyncCacheNames::Sort() {
-  const auto before = [](const Entry& a, const Entry& b) { return a.name < b.name; };
+  const auto before = [](const Entry& a, const Entry& b) { return a.Name() < b.Name(); };
   if (std::is_sorted(sorted_.begin(), sorted_.end(), before)) return;
+  if (sorted_.size() < kFewNames) return std::sort(sorted_.begin(), sorted_.end(), before);
   struct Range {
     std::size_t begin, end;
     std::size_t alike;  // bytes at the beginning of all its names
@@ -137,13 +189,13 @@ void SyncCacheNames::Sort() {
     ranges.pop_back();
     const std::span entries(sorted_.data() + range.begin, range.end - range.begin);
     const std::size_t alike = CommonPrefix(entries, range.alike);
-    for (Entry& entry : entries) entry.key = KeyAt(entry.name, alike);
+    for (Entry& entry : entries) entry.key = KeyAt(entry.Name(), alike);
     std::sort(entries.begin(), entries.end(),
               [](const Entry& a, const Entry& b) { return a.key < b.key; });
     for (std::size_t begin = 0, end; begin < entries.size(); begin = end) {
       bool isShort = false;
       for (end = begin; end < entries.size() && entries[end].key == entries[begin].key; ++end) {
-        isShort = isShort || entries[end].name.size() < alike + sizeof(Entry::key);
+        isShort = isShort || entries[end].length < alike + sizeof(Entry::key);
       }
       if (isShort || end - begin < kFewNames) {
         std::sort(entries.begin() + begin, entries.begin() + end, before);
@@ -156,10 +208,10 @@ void SyncCacheNames::Sort() {
 
 // How many bytes the names have in common, of which `known` are known.
 std::size_t SyncCacheNames::CommonPrefix(std::span<const Entry> entries, std::size_t known) {
-  const std::string_view first = entries[0].name;
+  const std::string_view first = entries[0].Name();
   std::size_t common = first.size();
   for (const Entry& entry : entries) {
-    const std::size_t most = std::min(common, entry.name.size());
+    const std::size_t most = std::min<std::size_t>(common, entry.length);
     common = known;
     while (common < most && entry.name[common] == first[common]) ++common;
   }
@@ -231,20 +283,22 @@ void SyncCacheItems::IndexRow(std::uint32_t row, std::uint64_t hash) {
   if (known == NameIndex::kNone) return index_.Insert(hash, row);
   // The name's later item, in the place of the earlier.
   if (rows_[known].live) --size_;
+  textInUse_ -= std::min(textInUse_, TextSize(name, View(rows_[known])));
   rows_[known] = rows_[row];
   rows_[row].live = false;
-  textInUse_ -= std::min(textInUse_, TextSize(name, View(rows_[known])));
 }
 
 void SyncCacheItems::FinishAppending() {
   if (rows_.capacity() > rows_.size() + rows_.size() / 8) rows_.shrink_to_fit();
+  // Made early, when the rest of the text seemed to hold more. To enter all rows again harms no
+  // changed item, since of those entered before, none that is live has the name of one.
+  if (index_.Capacity() > rows_.capacity()) index_.Reset(0);
   IndexAppended();
-  compactAt_ = std::max(kFewChanged, rows_.size() / 2);
   // A text that is mostly something else, such as one name again and again, is not worth keeping.
   const bool isWasteful =
       text_ != nullptr &&
       text_->size() > 2 * (textInUse_ + size_ * kRecordOverhead) + kShortestRecord;
-  if (isWasteful || changed_.size() > compactAt_) Compact();
+  if (isWasteful) Compact();
 }
 
 void SyncCacheItems::Put(std::string_view name, CSyncCacheItem item) {
@@ -252,9 +306,10 @@ void SyncCacheItems::Put(std::string_view name, CSyncCacheItem item) {
   if (known == NameIndex::kNone || !rows_[known].live) return Change(name, std::move(item));
   Row& row = rows_[known];
   const SyncCacheItemView was = View(row);
-  if (Row next = row; item.itemId == was.itemId && item.fileId == was.fileId &&
-                      item.lockOwner == was.lockOwner && item.modifiedBy == was.modifiedBy &&
-                      PackNumbers(item.As<std::string_view>(), next)) {
+  const bool isSameText = item.fileId == was.fileId && item.lockOwner == was.lockOwner &&
+                          item.modifiedBy == was.modifiedBy;
+  if (Row next = row; item.itemId == was.itemId && PackNumbers(item.As<std::string_view>(), next) &&
+                      (isSameText || PackOwnTexts(item, next))) {
     row = next;
     return;
   }
@@ -269,7 +324,6 @@ void SyncCacheItems::Change(std::string_view name, CSyncCacheItem item) {
   if (isNew) ++size_;
   entry->second = std::move(item);
   changedByItemId_.emplace(entry->second.itemId, entry->first);
-  if (changed_.size() > compactAt_) Compact();
 }
 
 void SyncCacheItems::Unchange(std::string_view name) {
@@ -305,8 +359,6 @@ void SyncCacheItems::Compact() {
     if (fresh.changed_.size() > changed) text->resize(end);
   });
   fresh.IndexAppended();
-  // Items that no row can hold stay, and must not be tried again at every change.
-  fresh.compactAt_ = 2 * fresh.changed_.size() + std::max(kFewChanged, fresh.rows_.size() / 2);
   *this = std::move(fresh);
 }
 
@@ -318,12 +370,18 @@ void SyncCacheItems::OrderByItemId() {
   for (std::uint32_t row = 0; row < rows_.size(); ++row) {
     if (rows_[row].live) order.emplace_back(rows_[row].itemId, row);
   }
-  std::sort(order.begin(), order.end(), [this](const auto& a, const auto& b) {
-    return a.first != b.first ? a.first < b.first : Name(rows_[a.second]) < Name(rows_[b.second]);
-  });
+  std::sort(order.begin(), order.end());
   byItemId_.clear();
   byItemId_.reserve(order.size());
-  for (const auto& entry : order) byItemId_.push_back(entry.second);
+  SyncCacheNames alike;
+  for (std::size_t begin = 0, end; begin < order.size(); begin = end) {
+    alike.sorted_.clear();
+    for (end = begin; end < order.size() && order[end].first == order[begin].first; ++end) {
+      alike.sorted_.emplace_back(Name(rows_[order[end].second]), order[end].second);
+    }
+    alike.Sort();
+    for (const auto& entry : alike.sorted_) byItemId_.push_back(entry.row);
+  }
   firstLive_.clear();
   isOrdered_ = true;
 }

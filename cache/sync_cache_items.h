@@ -28,13 +28,19 @@ class SyncCacheNames {
   SyncCacheNames& operator=(SyncCacheNames&&) = default;
 
   std::size_t Size() const { return sorted_.size(); }
-  std::string_view operator[](std::size_t place) const { return sorted_[place].name; }
+  std::string_view operator[](std::size_t place) const { return sorted_[place].Name(); }
 
  private:
   friend class SyncCacheItems;
   struct Entry {
-    std::uint64_t key;  // some bytes of the name
-    std::string_view name;
+    Entry(std::string_view text, std::uint32_t aRow)
+        : name(text.data()), length(static_cast<std::uint32_t>(text.size())), row(aRow) {}
+    std::string_view Name() const { return {name, length}; }
+
+    std::uint64_t key = 0;  // some bytes of the name
+    const char* name;
+    std::uint32_t length;
+    std::uint32_t row;  // for who sorts rows
   };
 
   void Sort();
@@ -51,7 +57,9 @@ class SyncCacheNames {
 //
 // A folder is as large as its list, and a list comes as one text. So the text is kept, and of each
 // item a row of fixed size that says where in it the item's texts lie; an index finds rows by name.
-// What changes afterwards, or does not fit into a row, is kept as an item with texts of its own.
+// An item that is given other texts later has these beside the list's. What comes under a new name
+// or with another item id, or does not fit into a row, is kept as an item of its own; such are
+// never gathered into rows, which would hold up everybody: the folder's next list does it.
 //
 // Threads: one at a time; the cache locks.
 class SyncCacheItems {
@@ -67,6 +75,8 @@ class SyncCacheItems {
 
   // Nothing when there is none. Valid until the next change.
   std::optional<SyncCacheItemView> Find(std::string_view name) const;
+  // The status of each; leaves those of names that are not there.
+  void FindStatuses(std::span<const std::string_view> names, std::span<BadgeStatus> statuses) const;
   std::size_t Size() const { return size_; }
   SyncCacheNames SortedNames() const;
 
@@ -82,36 +92,36 @@ class SyncCacheItems {
   void OrderByItemId();
 
  private:
-  // So many changed items are never worth the trouble of compacting.
-  static constexpr std::size_t kFewChanged = 8192;
-
-  // Where a text lies, counted from the item's name.
+  // Where a text lies, counted from the item's name, or in what the item owns.
   struct Part {
     std::uint16_t start, length;
   };
   struct Row {
     std::int64_t itemId;
-    std::uint32_t name;      // offset in the text
-    std::uint32_t lockTime;  // seconds since 1970
+    std::uint32_t name;                    // offset in the text
+    std::uint32_t lockTime;                // seconds since 1970
+    std::uint32_t own = NameIndex::kNone;  // place in own_ of texts that came later
     Part fileId, lockOwner, modifiedBy;
     std::uint16_t nameLength;
     std::int16_t permissions;
     std::uint8_t status;
     std::int8_t lock, denied;
-    bool folder;
-    bool live;  // false: removed, or among the changed items
+    bool folder : 1;
+    bool live : 1;  // false: removed, or among the changed items
   };
   static_assert(sizeof(Row) == 40);
 
   // False when a number does not fit; the row may then be half filled.
   static bool PackNumbers(const SyncCacheItemView& item, Row& row);
   bool PackTexts(std::string_view name, const SyncCacheItemView& item, Row& row) const;
+  bool PackOwnTexts(const CSyncCacheItem& item, Row& row);
   std::string_view Name(const Row& row) const { return {text_->data() + row.name, row.nameLength}; }
   SyncCacheItemView View(const Row& row) const;
   template <typename Visit>
   void VisitLive(Visit visit) const;
 
   std::uint32_t RowOf(std::string_view name, std::uint64_t hash) const;
+  std::optional<SyncCacheItemView> Find(std::string_view name, std::uint64_t hash) const;
   std::size_t ExpectedRows() const;
   // Enters the rows appended since the last time into the index.
   void IndexAppended();
@@ -125,14 +135,14 @@ class SyncCacheItems {
 
   std::shared_ptr<const std::string> text_;
   std::vector<Row> rows_;
-  NameIndex index_;          // of all rows, live or not, but those
-  std::size_t indexed_ = 0;  // rows from here on, which were just appended
+  std::vector<std::unique_ptr<char[]>> own_;  // all texts of a row but its name
+  NameIndex index_;                           // of all rows, live or not, but those
+  std::size_t indexed_ = 0;                   // rows from here on, which were just appended
   std::size_t size_ = 0;
   std::size_t textInUse_ = 0;  // about
 
   std::map<std::string, CSyncCacheItem, std::less<>> changed_;
   std::set<std::pair<std::int64_t, std::string_view>> changedByItemId_;  // names are changed_'s
-  std::size_t compactAt_ = kFewChanged;  // when there are more changed items than that
 
   // Rows by item id and name, once that has been asked for.
   std::vector<std::uint32_t> byItemId_;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <map>
 #include <random>
+#include <set>
 
 #include "agent/sync_status_list_response.h"
 #include "cache/prepared_list.h"
@@ -52,6 +53,7 @@ class ItemsAndModel {
       ASSERT_EQ(names[place++], entry.first);
       Compare(entry.first);
     }
+    CheckStatuses();
   }
 
  private:
@@ -118,6 +120,18 @@ class ItemsAndModel {
     CSyncStatusListResponse response(nullptr, "/w", std::make_shared<const std::string>(text));
     items_ = PrepareList(response).items;
   }
+  void CheckStatuses() {
+    constexpr BadgeStatus kUntouched{77};
+    std::vector<std::string> names;
+    for (const auto& entry : model_) names.insert(names.end(), {entry.first, DrawName()});
+    const std::vector<std::string_view> views(names.begin(), names.end());
+    std::vector<BadgeStatus> statuses(names.size(), kUntouched);
+    items_.FindStatuses(views, statuses);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      const auto known = model_.find(names[i]);
+      ASSERT_EQ(statuses[i], known == model_.end() ? kUntouched : known->second.status);
+    }
+  }
   void Compare(const std::string& name) {
     const std::optional<SyncCacheItemView> item = items_.Find(name);
     auto known = model_.find(name);
@@ -138,8 +152,10 @@ TEST(SyncCacheItemsTest, BehavesAsAnOrderedMapOfItems) {
     std::uint64_t names, ids, life;
     int steps;
   };
-  // The last is never replaced: so many items change that they are compacted.
+  // The last is hardly ever replaced: what changes has only the list's rows or itself to be kept
+  // in.
   const Round rounds[] = {{8, 4, 50, 20'000},
+                          {2'000, 1, 20'000, 40'000},
                           {500, 500, 2'000, 60'000},
                           {500, 2, 5'000, 60'000},
                           {20'000, 9, 1'000'000, 80'000}};
@@ -151,6 +167,16 @@ TEST(SyncCacheItemsTest, BehavesAsAnOrderedMapOfItems) {
     if (!HasFatalFailure()) both.CheckNames();
     if (HasFatalFailure()) return;
   }
+}
+
+// Others than this index know names by their hashes alone.
+TEST(NameHashTest, TellsApartNamesThatDifferInLengthAlone) {
+  std::set<std::uint64_t> hashes;
+  for (int i = 0; i < 20'000; ++i) hashes.insert(NameHash(std::to_string(i)));
+  for (std::size_t length = 6; length < 60; ++length) {
+    hashes.insert(NameHash(std::string(length, 'a')));
+  }
+  EXPECT_EQ(hashes.size(), 20'054u);
 }
 
 TEST(SyncCacheItemsTest, NamesThatDifferOnlyInZeroBytesAreInOrder) {
