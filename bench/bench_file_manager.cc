@@ -51,6 +51,14 @@ std::size_t BenchFileManager::BadgesTold(const std::string& folder) const {
   return count;
 }
 
+std::int64_t BenchFileManager::HeldAt(const std::string& folder) const {
+  std::int64_t last = 0;
+  for (const Signal& signal : signals) {
+    if (signal.folder == folder) last = std::max(last, signal.heldAt);
+  }
+  return last;
+}
+
 GLibPtr<GVariant> BenchFileManager::Call(const char* method, GVariant* arguments) {
   GErrorSlot error;
   GLibPtr<GVariant> reply(g_dbus_connection_call_sync(

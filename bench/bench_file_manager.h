@@ -36,6 +36,8 @@ class BenchFileManager : private BadgeStore::Surroundings {
   char BadgeOf(const std::string& path) { return store_.Lookup(path).badge; }
   // Badges of the folder in all signals recorded.
   std::size_t BadgesTold(const std::string& folder) const;
+  // When the last of these had been put in place; signals of another kind may have followed.
+  std::int64_t HeldAt(const std::string& folder) const;
 
   std::vector<Signal> signals;
 

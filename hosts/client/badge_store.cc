@@ -119,12 +119,11 @@ void BadgeStore::OnAnswer(const std::string& path, std::uint64_t ticket,
   if (at == folders_.end() || ticket == 0 || at->second->ticket != ticket) return;
   Folder& folder = *at->second;
   folder.ticket = 0;
-  const std::vector<std::string> names = std::exchange(folder.asked, {});
-  const bool failed = !badges || badges->size() != names.size();
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    const auto found = folder.items.find(names[i]);
-    if (found == folder.items.end()) continue;
-    Item& item = found->second;
+  const std::vector<Item*> items = std::exchange(folder.asked, {});
+  const bool failed = !badges || badges->size() != items.size();
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    if (items[i] == nullptr) continue;
+    Item& item = *items[i];
     if (failed) {
       Enqueue(item);
       continue;
@@ -132,7 +131,7 @@ void BadgeStore::OnAnswer(const std::string& path, std::uint64_t ticket,
     const BadgeByte badge = ValidBadge((*badges)[i]);
     // An extension that has just been started knows nothing yet and says so.
     if (badge == kNoBadge && item.stale) continue;
-    if (InScope(folder, names[i])) SetBadge(item, badge);
+    if (InScope(folder, *item.name)) SetBadge(item, badge);
   }
   if (failed) {
     folder.notBefore = clock_.Monotonic() + folder.delay;
@@ -231,7 +230,7 @@ void BadgeStore::AskAgain(Folder& folder) {
 
 void BadgeStore::Enqueue(Item& item) {
   if (std::exchange(item.queued, true)) return;
-  item.folder->queue.push_back(*item.name);
+  item.folder->queue.push_back(&item);
 }
 
 void BadgeStore::SetBadge(Item& item, BadgeByte badge) {
@@ -313,17 +312,17 @@ void BadgeStore::StopAsking(Folder& folder) {
 // Forgets the items of a shown folder that are gone, lest names that come and go pile up.
 void BadgeStore::SweepItems(Folder& folder) {
   bool left = false;
-  for (auto at = folder.items.begin(); at != folder.items.end();) {
-    Item& item = at->second;
+  for (auto& [name, item] : folder.items) {
     const bool used = std::exchange(item.used, false);
-    if (item.holders > 0 || used || item.changed) {
-      left = left || item.holders == 0;
-      ++at;
-    } else {
-      at = folder.items.erase(at);
-      --itemCount_;
-    }
+    item.gone = item.holders == 0 && !used && !item.changed;
+    left = left || (item.holders == 0 && !item.gone);
   }
+  const auto isGone = [](const Item* item) { return item != nullptr && item->gone; };
+  std::erase_if(folder.queue, isGone);
+  std::erase_if(folder.describing.queue, isGone);
+  std::replace_if(folder.asked.begin(), folder.asked.end(), isGone, nullptr);
+  std::replace_if(folder.describing.asked.begin(), folder.describing.asked.end(), isGone, nullptr);
+  itemCount_ -= std::erase_if(folder.items, [](const auto& entry) { return entry.second.gone; });
   folder.sweepAt = left ? clock_.Monotonic() + kLinger : kNever;
 }
 
@@ -364,22 +363,20 @@ void BadgeStore::SendNext(Folder& folder) {
   folder.ticket = ++lastTicket_;
   folder.notBefore = clock_.Monotonic() + kPace;
   surroundings_.RequestBadges(folder.path, names, folder.ticket);
-  for (const std::string& name : folder.asked) EnqueueDescription(folder.items.find(name)->second);
+  for (Item* item : folder.asked) EnqueueDescription(*item);
 }
 
 // Moves what one call may ask about from `queue` to `asked`; each name followed by a zero byte.
-std::string BadgeStore::TakeNames(Folder& folder, std::vector<std::string>& queue,
-                                  std::vector<std::string>& asked, bool Item::*waits) {
+std::string BadgeStore::TakeNames(Folder& folder, std::vector<Item*>& queue,
+                                  std::vector<Item*>& asked, bool Item::*waits) {
   std::string names;
   std::size_t taken = 0;
   while (taken < queue.size() && asked.size() < kNamesPerRequest) {
-    std::string& name = queue[taken++];
-    const auto at = folder.items.find(name);
-    if (at == folder.items.end()) continue;
-    at->second.*waits = false;
-    if (!InScope(folder, name)) continue;
-    names.append(name).push_back('\0');
-    asked.push_back(std::move(name));
+    Item* const item = queue[taken++];
+    item->*waits = false;
+    if (!InScope(folder, *item->name)) continue;
+    names.append(*item->name).push_back('\0');
+    asked.push_back(item);
   }
   queue.erase(queue.begin(), queue.begin() + static_cast<std::ptrdiff_t>(taken));
   return names;

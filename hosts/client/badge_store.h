@@ -151,8 +151,8 @@ class BadgeStore {
   void Serve(Folder& folder);
   void SendNext(Folder& folder);
   void DescribeNext(Folder& folder);
-  std::string TakeNames(Folder& folder, std::vector<std::string>& queue,
-                        std::vector<std::string>& asked, bool Item::*waits);
+  std::string TakeNames(Folder& folder, std::vector<Item*>& queue, std::vector<Item*>& asked,
+                        bool Item::*waits);
   void TellSome();
   void Schedule();
   void WorkBy(Milliseconds due);

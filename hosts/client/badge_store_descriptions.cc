@@ -13,12 +13,11 @@ void BadgeStore::OnDescribed(const std::string& path, std::uint64_t ticket,
   if (at == folders_.end() || ticket == 0 || at->second->describing.ticket != ticket) return;
   Folder& folder = *at->second;
   folder.describing.ticket = 0;
-  const std::vector<std::string> names = std::exchange(folder.describing.asked, {});
-  const bool failed = answer == nullptr || !answer->Fits(names.size());
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    const auto found = folder.items.find(names[i]);
-    if (found == folder.items.end()) continue;
-    Item& item = found->second;
+  const std::vector<Item*> items = std::exchange(folder.describing.asked, {});
+  const bool failed = answer == nullptr || !answer->Fits(items.size());
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    if (items[i] == nullptr) continue;
+    Item& item = *items[i];
     if (failed) {
       EnqueueDescription(item);
       continue;
@@ -26,7 +25,7 @@ void BadgeStore::OnDescribed(const std::string& path, std::uint64_t ticket,
     DescriptionPool::Ptr description = descriptions_.Intern(answer->descriptions[answer->which[i]]);
     // An extension that has just been started knows nothing yet and says so.
     if (!description && item.staleDescription) continue;
-    if (InScope(folder, names[i])) SetDescription(item, std::move(description));
+    if (InScope(folder, *item.name)) SetDescription(item, std::move(description));
   }
   Milliseconds& delay = folder.describing.delay;
   if (failed) folder.describing.notBefore = clock_.Monotonic() + delay;
@@ -65,7 +64,7 @@ void BadgeStore::OnDescriptionsChanged(std::string_view path, std::string_view n
 void BadgeStore::EnqueueDescription(Item& item) {
   Folder& folder = *item.folder;
   if (!present_ || !describes_ || folder.resting || !InScope(folder, *item.name)) return;
-  if (!std::exchange(item.toDescribe, true)) folder.describing.queue.push_back(*item.name);
+  if (!std::exchange(item.toDescribe, true)) folder.describing.queue.push_back(&item);
 }
 
 void BadgeStore::SetDescription(Item& item, DescriptionPool::Ptr description) {

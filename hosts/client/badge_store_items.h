@@ -23,19 +23,20 @@ struct BadgeStore::Item {
   BadgeByte badge = kNoBadge;
   BadgeByte told = kNoBadge;      // the last answer to the file manager
   bool stale = false;             // the badge is a former extension's
-  bool queued = false;            // its name waits in the folder's queue
+  bool queued = false;            // it waits in the folder's queue
   bool changed = false;           // it waits in changed_
   bool repaint = false;           // to be told even when the badge is the one told
   bool used = false;              // looked up since the last sweep
   bool staleDescription = false;  // the description is a former extension's
-  bool toDescribe = false;        // its name waits in the folder's queue for descriptions
+  bool toDescribe = false;        // it waits in the folder's queue for descriptions
+  bool gone = false;              // being swept
 };
 
 struct BadgeStore::Folder {
-  // The names to be described, and the call for some of them that is under way.
+  // The items to be described, and the call for some of them that is under way.
   struct Describing {
-    std::vector<std::string> queue;
-    std::vector<std::string> asked;
+    std::vector<Item*> queue;
+    std::vector<Item*> asked;  // null: swept since
     std::uint64_t ticket = 0;
     Milliseconds notBefore{0};
     Milliseconds delay = kFirstRetry;
@@ -48,9 +49,9 @@ struct BadgeStore::Folder {
   bool observed = false;    // the present extension was told so
   bool hadBadge = false;    // since the extension appeared
   bool resting = false;     // nothing is asked until the file manager asks for an item
-  std::vector<std::string> queue;
-  std::vector<std::string> asked;  // of the call that is under way
-  std::uint64_t ticket = 0;        // of that call; 0: there is none
+  std::vector<Item*> queue;
+  std::vector<Item*> asked;  // of the call that is under way; null: swept since
+  std::uint64_t ticket = 0;  // of that call; 0: there is none
   Milliseconds lastUse{0};
   Milliseconds sweepAt = kNever;
   Milliseconds askAgainAt = kNever;

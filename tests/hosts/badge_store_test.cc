@@ -300,6 +300,21 @@ TEST_F(ShownBadgeTest, FilesThatComeAndGoInAShownFolderAreForgotten) {
   EXPECT_TRUE(ended_.empty());
 }
 
+TEST_F(ShownBadgeTest, FilesMayGoWhileTheyAreAskedOrWaitForIt) {
+  store_.OnDescribed("/w", describes_.at(0).ticket, nullptr);  // "a" waits with the next one
+  Ask("/w/asked");
+  Advance(BadgeStore::kFirstRetry);
+  Ask("/w/waiting");
+  Advance(130s);
+  AnswerAll('2');
+  store_.OnDescribed("/w", describes_.at(1).ticket, nullptr);
+  Advance(BadgeStore::kLastRetry);
+  EXPECT_TRUE(requests_.empty());
+  EXPECT_EQ(describes_.at(1).names, Strings({"a", "asked"}));
+  EXPECT_EQ(describes_.at(2).names, Strings({"a"}));
+  EXPECT_EQ(Ask("/w/asked"), kNoBadge);
+}
+
 TEST_F(ShownBadgeTest, NewIconsMakeEveryBadgeDrawnAgain) {
   ShowWithBadge("/w/none", '0');
   store_.TellAll();
