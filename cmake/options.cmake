@@ -19,10 +19,24 @@ if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
 endif()
 
 # Optimised builds are what people run: they are hardened, and tell nothing of the build's folder.
+# tests/packaging/hardening_test.py looks at the files for all of it.
 include(CheckPIESupported)
+include(CheckCXXCompilerFlag)
 check_pie_supported(LANGUAGES CXX)
 set(kelvo_hardening -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong
   $<$<NOT:$<PLATFORM_ID:Darwin>>:-fstack-clash-protection> -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
+# Marks where jumps and returns may lead: a processor's own feature, hence another name on each. On a
+# Mac it belongs to the system's own programs.
+if(NOT APPLE)
+  foreach(flag -fcf-protection=full -mbranch-protection=standard)
+    string(MAKE_C_IDENTIFIER "KELVO_HAS${flag}" has_flag)
+    check_cxx_compiler_flag(${flag} ${has_flag})
+    if(${has_flag})
+      list(APPEND kelvo_hardening ${flag})
+      break()
+    endif()
+  endforeach()
+endif()
 target_compile_options(kelvo_options INTERFACE "$<$<NOT:$<CONFIG:Debug>>:${kelvo_hardening}>")
 if(NOT APPLE)
   target_link_options(kelvo_options INTERFACE "LINKER:-z,relro" "LINKER:-z,now")

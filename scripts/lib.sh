@@ -18,7 +18,7 @@ desktop_packages="nemo nautilus caja dolphin kio-extras breeze-icon-theme libqt5
   python3 python3-gi gir1.2-atspi-2.0 gir1.2-gtk-3.0 gnome-keyring libsecret-tools
   glib-networking gsettings-desktop-schemas
   librsvg2-common adwaita-icon-theme hicolor-icon-theme fonts-dejavu-core fonts-wqy-microhei"
-package_packages="dpkg-dev lintian appstream gzip"
+package_packages="dpkg-dev lintian appstream gzip python3"
 clean_root_packages="debootstrap"
 # What the badge check needs in the clean root; what the packages need they must say themselves.
 session_packages="nemo xvfb openbox dbus at-spi2-core xdotool imagemagick libglib2.0-bin

@@ -46,7 +46,8 @@ class WebAccessTest(unittest.TestCase):
         with open(self.work + "/a", "w", encoding="ascii") as file:
             file.write("four")
         self.install_browser()
-        self.write_settings("user_info", {"rcid": "ab c/1", "config_label": "Web Test"})
+        self.write_settings("user_info", {"rcid": "ab c/1", "config_label": "Web Test",
+                                          "trace_level": 4})
         self.write_settings("server_info", {"web_server": self.server.name})
         self.session.start({NAME: BUILD + "/bin/kelvo-finder-sync"})
         self.store_key()
@@ -150,6 +151,8 @@ class WebAccessTest(unittest.TestCase):
             API + "&command=createOnetimeToken&rcId=ab%20c%2F1",
             API + "&command=generateLoginTicketFromSecret&passhash=" + passhash +
             "&rcId=ab%20c%2F1"])
+        self.assertIn("login ticket: T%2F", self.log(), "the most that is ever logged")
+        self.assertNotIn(KEY, self.log())
 
     def test_failures_open_nothing(self):
         self.fail_with("Error in WebAccess: No XML in receiveOneTimePassword",
