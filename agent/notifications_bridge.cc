@@ -25,6 +25,9 @@ constexpr std::size_t kMaxOutgoingBytes = std::size_t{8} << 20;
 // keep the loop from everything else.
 constexpr int kMessagesPerTurn = 256;
 
+// Decoding so much takes longer than a turn of the loop should.
+constexpr std::size_t kLargeMessage = std::size_t{1} << 20;
+
 constexpr std::size_t kMaxNotedName = 200;  // bytes of a message's name
 
 constexpr std::uint64_t kFailuresPerLogLine = 1000;
@@ -35,13 +38,14 @@ constexpr milliseconds kQuietAfterRun = seconds{4};  // a run of failures is ove
 NotificationsBridge::NotificationsBridge(NotificationsBridgeDelegate* delegate, std::string id,
                                          const CFinderConfiguration* config,
                                          AgentTransport& transport, RunLoop& runLoop,
-                                         const Clock& clock)
+                                         const Clock& clock, BackgroundQueue* worker)
     : delegate_(delegate),
       id_(std::move(id)),
       config_(config),
       transport_(transport),
       runLoop_(runLoop),
       clock_(clock),
+      worker_(worker),
       alive_(std::make_shared<NotificationsBridge*>(this)) {
   startCommunication();
 }
@@ -59,6 +63,7 @@ void NotificationsBridge::startCommunication() {
     scheduleStart(kLookUpInterval);
     return;
   }
+  if (holds_ > 0) remotePort_->Pause(true);
   cancelPendingStart();
   connectedAt_ = clock_.Monotonic();
   {
@@ -193,14 +198,45 @@ void NotificationsBridge::handlePortMessage(AgentPort& port, std::string name,
     return;
   }
   std::string error;
-  const auto info = DecodeKeyedArchive(std::move(archive), &error);
-  archive = std::string();  // a large one must not wait for what is done with the message
+  if (worker_ == nullptr || archive.size() < kLargeMessage) {
+    const auto info = DecodeKeyedArchive(std::move(archive), &error);
+    archive = std::string();  // a large one must not wait for what is done with the message
+    return deliver(name, info, error);
+  }
+  holdMessages();
+  worker_->Async([alive = alive_, &runLoop = runLoop_, prepare = preparer_, name = std::move(name),
+                  archive = std::make_shared<std::string>(std::move(archive))] {
+    std::string fault;
+    auto info = std::make_shared<const std::optional<PropertyList::Dictionary>>(
+        DecodeKeyedArchive(std::move(*archive), &fault));
+    if (*info && prepare) prepare(name, **info);
+    runLoop.Post([alive, name, info = std::move(info), fault] {
+      if (*alive == nullptr) return;
+      // First, since an observer may turn the loop, which then brings the next messages.
+      (*alive)->releaseMessages();
+      (*alive)->deliver(name, *info, fault);
+    });
+  });
+}
+
+void NotificationsBridge::deliver(const std::string& name,
+                                  const std::optional<PropertyList::Dictionary>& info,
+                                  const std::string& error) {
   noteMessage(name, info ? &*info : nullptr);
   if (!info) {
     KELVO_LOG(kLogError, "message \"" << name << "\" of the Agent skipped: " << error);
     return;
   }
   NotificationCenter::LocalCenter().Post(name, kNotificationObject, *info);
+}
+
+void NotificationsBridge::holdMessages() {
+  if (holds_++ == 0 && remotePort_ != nullptr) remotePort_->Pause(true);
+}
+
+void NotificationsBridge::releaseMessages() {
+  if (holds_ == 0) return;  // the hold was another bridge's
+  if (--holds_ == 0 && remotePort_ != nullptr) remotePort_->Pause(false);
 }
 
 void NotificationsBridge::handleInvalidPort(AgentPort& port) {

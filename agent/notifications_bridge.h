@@ -13,6 +13,7 @@
 #include "base/mutex.h"
 #include "base/property_list.h"
 #include "platform/agent_transport.h"
+#include "platform/background_queue.h"
 #include "platform/clock.h"
 #include "platform/run_loop.h"
 #include "settings/agent_observer.h"
@@ -52,6 +53,10 @@ struct AgentContact {
   std::string lastMessage = {};
 };
 
+// Gets a large message on a worker, before the loop does; only what it is given is safe to use.
+using MessagePreparer =
+    std::function<void(const std::string& name, const PropertyList::Dictionary& info)>;
+
 // The channel to the Agent: finds the Agent's port, sends messages to it, and posts what arrives on
 // the local notification center.
 //
@@ -59,9 +64,10 @@ struct AgentContact {
 class NotificationsBridge final : private AgentPortDelegate {
  public:
   // Looks for the Agent at once, so the delegate may be called before the constructor returns.
+  // `worker` decodes large messages, while later ones wait in order; null leaves that to the loop.
   NotificationsBridge(NotificationsBridgeDelegate* delegate, std::string id,
                       const CFinderConfiguration* config, AgentTransport& transport,
-                      RunLoop& runLoop, const Clock& clock);
+                      RunLoop& runLoop, const Clock& clock, BackgroundQueue* worker);
   ~NotificationsBridge();
 
   // Looks the Agent up unless it is connected; tries again every 5 seconds.
@@ -72,6 +78,10 @@ class NotificationsBridge final : private AgentPortDelegate {
   bool isConnected() const { return remotePort_ != nullptr; }
   std::size_t outgoingBytes();
   AgentContact contact() const;
+  // See SetMessagePreparer and HoldAgentMessages.
+  void setMessagePreparer(MessagePreparer preparer) { preparer_ = std::move(preparer); }
+  void holdMessages();
+  void releaseMessages();
   // See HoldBridgeOpening and FinishBridgeOpening.
   std::uint64_t holdOpening();
   void finishOpening(std::uint64_t opening, const std::function<void()>& send);
@@ -92,6 +102,8 @@ class NotificationsBridge final : private AgentPortDelegate {
   void handleInvalidPort(AgentPort& port) override;
   void handleSendFailure(AgentPort& port) override;
   void handleSendException(AgentPort& port, const std::string& description) override;
+  void deliver(const std::string& name, const std::optional<PropertyList::Dictionary>& info,
+               const std::string& error);
   void sendMessageWithName(std::string name, std::string archive);
   void sendInitiation();
   void drainOutgoing();
@@ -109,6 +121,9 @@ class NotificationsBridge final : private AgentPortDelegate {
   AgentTransport& transport_;
   RunLoop& runLoop_;
   const Clock& clock_;
+  BackgroundQueue* const worker_;
+  MessagePreparer preparer_;
+  int holds_ = 0;                          // messages wait while there are any
   std::unique_ptr<AgentPort> remotePort_;  // null until found
   RunLoop::TimerId pendingStart_ = 0;
   std::chrono::milliseconds connectedAt_{0};
@@ -132,7 +147,7 @@ class NotificationsBridge final : private AgentPortDelegate {
 // reached; that is discarded, and the caller sends "configuration_init" right after.
 void InitializeBridge(const std::string& name, const CFinderConfiguration* config,
                       NotificationsBridgeDelegate* delegate, AgentTransport& transport,
-                      RunLoop& runLoop, const Clock& clock);
+                      RunLoop& runLoop, const Clock& clock, BackgroundQueue* worker = nullptr);
 // Main loop, once no other thread sends any more.
 void DeallocBridge();
 // Whether the bridge exists and has found the Agent. Main loop.
@@ -141,6 +156,13 @@ bool IsBridgeConnected();
 AgentContact BridgeContact();
 // What was sent and has not been taken by the Agent's side yet. Main loop.
 std::size_t AgentOutgoingBytes();
+
+// Null for none. Main loop; nothing without a bridge.
+void SetMessagePreparer(MessagePreparer preparer);
+// For an observer that has not done with a message when it returns: the next one is posted only
+// when every hold was released. Main loop; nothing without a bridge.
+void HoldAgentMessages();
+void ReleaseAgentMessages();
 
 // For a delegate that must first find out what to open a connection with. Called in
 // communicationInitiatized, makes all messages wait until FinishBridgeOpening is called with the

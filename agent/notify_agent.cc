@@ -64,10 +64,10 @@ void AddObserver(AgentObserver* observer, const char* name,
 
 void InitializeBridge(const std::string& name, const CFinderConfiguration* config,
                       NotificationsBridgeDelegate* delegate, AgentTransport& transport,
-                      RunLoop& runLoop, const Clock& clock) {
+                      RunLoop& runLoop, const Clock& clock, BackgroundQueue* worker) {
   DeallocBridge();
   theClock = &clock;
-  theBridge = new NotificationsBridge(delegate, name, config, transport, runLoop, clock);
+  theBridge = new NotificationsBridge(delegate, name, config, transport, runLoop, clock, worker);
 }
 
 void DeallocBridge() {
@@ -88,6 +88,21 @@ AgentContact BridgeContact() {
 bool IsBridgeConnected() {
   const NotificationsBridge* bridge = theBridge.load(std::memory_order_acquire);
   return bridge != nullptr && bridge->isConnected();
+}
+
+void SetMessagePreparer(MessagePreparer preparer) {
+  NotificationsBridge* bridge = theBridge.load(std::memory_order_acquire);
+  if (bridge != nullptr) bridge->setMessagePreparer(std::move(preparer));
+}
+
+void HoldAgentMessages() {
+  NotificationsBridge* bridge = theBridge.load(std::memory_order_acquire);
+  if (bridge != nullptr) bridge->holdMessages();
+}
+
+void ReleaseAgentMessages() {
+  NotificationsBridge* bridge = theBridge.load(std::memory_order_acquire);
+  if (bridge != nullptr) bridge->releaseMessages();
 }
 
 std::uint64_t HoldBridgeOpening() {

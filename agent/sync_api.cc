@@ -18,6 +18,7 @@ CSyncApi::CSyncApi(RunLoop& runLoop, BackgroundQueue& settingsQueue)
     : runLoop_(runLoop), settingsQueue_(settingsQueue) {}
 
 CSyncApi::~CSyncApi() {
+  SetMessagePreparer(nullptr);
   RemoveAgentObserver(&agentEvents_);
   RemoveAgentObserver(&connectionEvents_);
 }

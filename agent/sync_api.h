@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <memory>
 #include <string>
@@ -48,6 +49,11 @@ class CSyncApi {
   // Calls go to clients in order of joining. Not owned; clients stay for good.
   void AddClient(CSyncApiClient* client) { clients_.push_back(client); }
 
+  // Called on a worker with a large list, as the clients will get it, before they do; what it makes
+  // of it they find in the response. Set once, before any message.
+  using ListPreparer = std::function<std::shared_ptr<void>(CSyncStatusListResponse& response)>;
+  void SetListPreparer(ListPreparer preparer);
+
   void RequestPublicLinks();
   void RequestFolderItems(const std::string& path);
   // `expire`: as the Agent takes it; the menu passes 0.
@@ -64,6 +70,9 @@ class CSyncApi {
   bool IsAgentActive() const { return agentActive_; }
 
  private:
+  // What is made on a worker for the loop: the last large list, since later messages wait.
+  class PreparedLists;
+
   static void OnAgentEvent(void* target, const char* agentId, const std::string* eventName,
                            const PropertyList::Dictionary& userInfo);
   static void OnConnectionEvent(void* target, const char* agentId, int status,
@@ -76,6 +85,7 @@ class CSyncApi {
   void RecordCommand(const std::string& path);
 
   std::list<CSyncApiClient*> clients_;
+  std::shared_ptr<PreparedLists> prepared_;  // shared with the worker
   const CFinderConfiguration* configuration_ = nullptr;
   AgentObserver agentEvents_;
   AgentObserver connectionEvents_;

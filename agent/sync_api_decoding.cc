@@ -10,6 +10,7 @@
 #include "agent/sync_api.h"
 #include "agent/sync_status_list_response.h"
 #include "base/logger.h"
+#include "base/mutex.h"
 #include "base/string_map.h"
 #include "base/string_utils.h"
 #include "core/finder_configuration.h"
@@ -47,11 +48,16 @@ std::shared_ptr<const std::string> SharedTextValue(const PropertyList::Dictionar
   return std::make_shared<const std::string>(TextValue(info, key));
 }
 
-// The event's "path" in the file system's form. False, logged, for one that no file can have.
-bool PathValue(const PropertyList::Dictionary& info, std::string* path) {
+// The event's "path" in the file system's form. False for one that no file can have.
+bool ReadPath(const PropertyList::Dictionary& info, std::string* path) {
   const PropertyList* value = FindValue(info, "path");
   *path = ConvertCfStringToFilesystemString(value);
-  if (!path->empty() || ConvertCfStringToString(value, StringEncoding::kUtf8).empty()) return true;
+  return !path->empty() || ConvertCfStringToString(value, StringEncoding::kUtf8).empty();
+}
+
+// The same, logged.
+bool PathValue(const PropertyList::Dictionary& info, std::string* path) {
+  if (ReadPath(info, path)) return true;
   KELVO_LOG(kLogError, "event of the Agent ignored: its path has no form in the file system");
   return false;
 }
@@ -62,6 +68,54 @@ bool HasAll(const PropertyList::Dictionary& info, std::initializer_list<std::str
 }
 
 }  // namespace
+
+class CSyncApi::PreparedLists {
+ public:
+  struct List {
+    std::shared_ptr<const std::string> text;
+    std::shared_ptr<void> made;
+  };
+
+  void Keep(List list) {
+    CMutexLock lock(mutex_);
+    list_ = std::move(list);
+  }
+  // The one with this very text; empty when that was not prepared.
+  List Take(const std::string* text) {
+    List list;
+    CMutexLock lock(mutex_);
+    if (text != nullptr && list_.text.get() == text) std::swap(list, list_);
+    return list;
+  }
+
+ private:
+  CMutex mutex_{kMutexNormal};
+  List list_ KELVO_GUARDED_BY(mutex_);
+};
+
+void CSyncApi::SetListPreparer(ListPreparer preparer) {
+  prepared_ = std::make_shared<PreparedLists>();
+  SetMessagePreparer(
+      [prepared = prepared_, configuration = configuration_, preparer = std::move(preparer)](
+          const std::string& name, const PropertyList::Dictionary& info) {
+        const PropertyList* const event = FindValue(info, "event_name");
+        std::string path;
+        if (name != kAgentEventName || event == nullptr || event->AsString() == nullptr ||
+            *event->AsString() != "sync_status_list" || !HasAll(info, {"path", "list"}) ||
+            !ReadPath(info, &path)) {
+          return;
+        }
+        PreparedLists::List list;
+        list.text = SharedTextValue(info, "list");
+        try {
+          CSyncStatusListResponse response(configuration, path, list.text);
+          list.made = preparer(response);
+          prepared->Keep(std::move(list));
+        } catch (const CTextDecodingException&) {
+          // The loop finds at once that there is no count, and tells.
+        }
+      });
+}
 
 void CSyncApi::OnAgentEvent(void* target, const char* /*agentId*/, const std::string* eventName,
                             const PropertyList::Dictionary& userInfo) {
@@ -117,12 +171,15 @@ void CSyncApi::OnSyncStatusList(const PropertyList::Dictionary& userInfo) {
   std::string path;
   if (!PathValue(userInfo, &path)) return;
   KELVO_LOG(kLogDebug, "OnSyncStatusListResponse " << path);
-  const auto list = SharedTextValue(userInfo, "list");
+  PreparedLists::List prepared;
+  if (prepared_ != nullptr) prepared = prepared_->Take(FindValue(userInfo, "list")->AsString());
+  const auto list = prepared.text != nullptr ? prepared.text : SharedTextValue(userInfo, "list");
   try {
     // The count is read here first, so that a list which cannot be read reaches no client at all.
     const CSyncStatusListResponse readable(configuration_, path, list);
     for (CSyncApiClient* client : clients_) {
       CSyncStatusListResponse response(configuration_, path, list);
+      response.SetPrepared(prepared.made);
       client->OnSyncStatusListResponse(response);
     }
   } catch (const CTextDecodingException& exception) {

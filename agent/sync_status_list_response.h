@@ -29,6 +29,9 @@ class CSyncStatusListResponse {
   bool Next();
 
   const std::shared_ptr<const std::string>& Text() const { return list_; }
+  // What the client that prepares lists has made of this one, on a worker; null for none.
+  const std::shared_ptr<void>& Prepared() const { return prepared_; }
+  void SetPrepared(std::shared_ptr<void> prepared) { prepared_ = std::move(prepared); }
   const std::string& Path() const { return path_; }
   std::string_view Name() const { return name_; }
   std::string_view FileId() const { return fileId_; }
@@ -51,6 +54,7 @@ class CSyncStatusListResponse {
   std::string_view fileId_;
   std::int64_t itemId_ = 0;
   std::shared_ptr<const std::string> list_;
+  std::shared_ptr<void> prepared_;
   CListCursor cursor_;
   std::uint64_t remaining_ = 0;
   std::string_view name_;

@@ -42,7 +42,8 @@ std::int64_t Nanoseconds() {
 
 // A folder as the disk and the Agent know it.
 struct Listing {
-  explicit Listing(std::size_t count) {
+  // `permissions`: of the first file.
+  explicit Listing(std::size_t count, int permissions = 1064) {
     std::vector<test::ListRecord> records;
     for (std::size_t i = 0; i < count; ++i) {
       const std::string number = std::to_string(i);
@@ -55,6 +56,7 @@ struct Listing {
       if (i % 100 == 1) records.back().lock = 2;
       packedBadges += Badge(i) + names.back() + '\0';
     }
+    records.front().permissions = permissions;
     text = test::ListText(records);
   }
 
@@ -81,12 +83,11 @@ class BadgePath {
     session_.Agent().Send(frame);
     Require(test::TurnUntil([this] { return manager_.BadgesTold(folder_) >= kFiles; }, 60),
             "the badges do not come");
-    const std::int64_t end = manager_.signals.back().heldAt;
     for (std::size_t i = 0; i < kFiles; ++i) {
       const char badge = manager_.BadgeOf(folder_ + "/" + listing_.names[i]);
       Require(badge == Listing::Badge(i), "a badge is wrong");
     }
-    return static_cast<double>(end - start) / 1e9;
+    return static_cast<double>(manager_.HeldAt(folder_) - start) / 1e9;
   }
 
   // Signals about a folder of which everything is known that the same list, sent again, leads to.
@@ -103,9 +104,16 @@ class BadgePath {
     Require(test::TurnUntil([&] { return manager_.BadgesTold(marker) >= kFiles; }, 60),
             "the badges do not come");
     Turn(kQuiet);
-    return static_cast<std::size_t>(
-        std::count_if(manager_.signals.begin(), manager_.signals.end(),
-                      [&](const auto& signal) { return signal.folder != marker; }));
+    const auto others = [&] {
+      return static_cast<std::size_t>(
+          std::count_if(manager_.signals.begin(), manager_.signals.end(),
+                        [&](const auto& signal) { return signal.folder != marker; }));
+    };
+    const std::size_t quiet = others();
+    const Listing changed(kFiles, 1074);
+    session_.Agent().Send(BenchAgent::ListFrame(folder_, changed.text));
+    Require(test::TurnUntil([&] { return others() > quiet; }, 60), "a description is not told");
+    return quiet;
   }
 
   const std::string& ListText() const { return listing_.text; }

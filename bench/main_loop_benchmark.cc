@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "bench/bench_file_manager.h"
@@ -40,13 +41,20 @@ class MeteredLoop {
     folder_ = session_.Home() + "/Workplace/" + std::to_string(++folders_);
     manager_.Show(folder_, names_);
     session_.Agent().WaitForRequest(folder_);
-    const std::string frame = BenchAgent::ListFrame(folder_, ListOf(records));
+    return SendList(records, 0);
+  }
+  // The folder's list again, with this status.
+  double SendList(std::size_t records, int status) {
+    const std::string frame = BenchAgent::ListFrame(folder_, ListOf(records, status));
     manager_.signals.clear();
     stretches_.Clear();
     const auto start = std::chrono::steady_clock::now();
     session_.Agent().Send(frame);
     WaitForBadges(std::min(records, kShown));
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    const auto end = std::chrono::steady_clock::now();
+    Settle();
+    longestOfLists_ = std::max(longestOfLists_, stretches_.longest.load());
+    return std::chrono::duration<double>(end - start).count();
   }
 
   // Events that change each shown item several times, sent in so many pieces over three seconds.
@@ -91,12 +99,15 @@ class MeteredLoop {
     return most;
   }
   const Stretches& Held() const { return stretches_; }
+  // While lists came, since this was asked for.
+  std::int64_t TakeLongestOfLists() { return std::exchange(longestOfLists_, 0); }
 
  private:
-  static std::string ListOf(std::size_t count) {
+  static std::string ListOf(std::size_t count, int status) {
     std::string text = test::NumberText(static_cast<long long>(count));
     for (std::size_t i = 0; i < count; ++i) {
       text += test::RecordText({.name = NameOf(i),
+                                .status = status,
                                 .modifiedBy = "Somebody Else",
                                 .fileId = "F" + std::to_string(i),
                                 .itemId = static_cast<long long>(i)});
@@ -138,6 +149,7 @@ class MeteredLoop {
   std::vector<std::string> names_;
   std::string folder_;
   int folders_ = 0;
+  std::int64_t longestOfLists_ = 0;
 };
 
 std::unique_ptr<MeteredLoop> theLoop;
@@ -162,12 +174,12 @@ BENCHMARK(ItemBurst)->Arg(1)->Arg(200)->Iterations(1)->Unit(benchmark::kMillisec
 
 void LargeList(benchmark::State& state) {
   const auto records = static_cast<std::size_t>(state.range(0));
-  double longest = 0;
-  for ([[maybe_unused]] auto _ : state) {
-    state.SetIterationTime(Loop().ShowListed(records));
-    longest = std::max(longest, Milliseconds(Loop().Held().longest));
-  }
-  state.counters["longest_ms"] = longest;
+  Loop().TakeLongestOfLists();
+  for ([[maybe_unused]] auto _ : state) state.SetIterationTime(Loop().ShowListed(records));
+  state.counters["longest_ms"] = Milliseconds(Loop().TakeLongestOfLists());
+  // In place of what there is, which has to go; all badges are others.
+  Loop().SendList(records, 1);
+  state.counters["longest_again_ms"] = Milliseconds(Loop().TakeLongestOfLists());
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 BENCHMARK(LargeList)->Arg(1'000)->Iterations(20)->UseManualTime()->Unit(benchmark::kMillisecond);
@@ -194,6 +206,8 @@ void Report(const Runs& runs) {
   }
   ReportGoal("a list of 1,000,000 records: main loop held at a stretch", Bound::kAtMost, 50,
              runs.Counter("LargeList/1000000", "longest_ms"), "ms");
+  ReportGoal("the same again, with other badges: main loop held at a stretch", Bound::kAtMost, 50,
+             runs.Counter("LargeList/1000000", "longest_again_ms"), "ms");
 }
 
 }  // namespace

@@ -12,7 +12,7 @@ namespace kelvo {
 namespace {
 
 // Ordering so many by item id would be felt on the main loop at the first rename.
-constexpr std::size_t kLargeList = 200'000;
+constexpr std::size_t kLargeList = 100'000;
 
 void LogRecord(const CSyncStatusListResponse& record) {
   KELVO_LOG(kLogDebug, "OnSyncStatusListResponse name "

@@ -30,6 +30,7 @@ class ListRepaint {
 
   // Repaints the next items, `most` at most.
   void Next(std::size_t most);
+  const std::string& Directory() const { return directory_; }
   // How many are still to be repainted.
   std::size_t Left() const { return names_.Size() - done_; }
 

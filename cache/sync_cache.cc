@@ -28,12 +28,15 @@ CSyncCache::CSyncCache(RunLoop& runLoop, const Clock& clock)
       runLoop_(runLoop),
       clock_(clock) {}
 
-CSyncCache::~CSyncCache() = default;
+CSyncCache::~CSyncCache() { *alive_ = false; }
 
 bool CSyncCache::Initialize(CFinderConfiguration* configuration, CSyncApi* syncApi) {
   configuration_ = configuration;
   syncApi_ = syncApi;
   syncApi_->AddClient(this);
+  syncApi_->SetListPreparer([](CSyncStatusListResponse& response) {
+    return std::make_shared<PreparedList>(PrepareList(response));
+  });
   timer_.SetTarget(this, &CSyncCache::OnTimer);
   timer_.Start(runLoop_, kSweepInterval, kSweepInterval);
   return true;
@@ -159,6 +162,7 @@ std::int32_t CSyncCache::UpdateItem(std::string_view path, const std::string& fi
   CMutexLock guard(mutex_);
   auto found = folders_.find(directory);
   if (found == folders_.end()) return 0;
+  ++statusChanges_;
   if (syncStatus == kDropDirectory) {
     dropped = folders_.extract(found);
     return 1;
@@ -175,6 +179,7 @@ void CSyncCache::RequestReload(const std::string& path) {
   // Deliberate: the requests leave under the lock, so that no query can see a folder awaiting a
   // list that nobody has asked for.
   CMutexLock lock(mutex_);
+  ++statusChanges_;
   std::string_view directory;
   std::string_view name;
   if (SplitPath(path, &directory, &name)) {
@@ -201,6 +206,7 @@ void CSyncCache::RefreshAll() {
   Folders forgotten;
   {
     CMutexLock lock(mutex_);
+    ++statusChanges_;
     forgotten.swap(folders_);
   }
   for (const auto& entry : forgotten) syncApi_->RefreshItem(entry.first);
@@ -248,6 +254,7 @@ std::vector<CSyncCache::Folders::node_type> CSyncCache::TakeExpired() {
     KELVO_LOG(kLogDebug, "Folder cache expired " << path << " (last access "
                                                  << DateToString(folder.lastAccess, 0)
                                                  << (folder.valid ? ", valid)" : ", invalid)"));
+    ++statusChanges_;
     expired.push_back(folders_.extract(current));
   }
   return expired;

@@ -68,6 +68,8 @@ class CSyncCache : public CSyncApiClient, public CTarget, public CSyncApi::Cache
   void PeekStatuses(std::string_view directory, std::span<const std::string_view> names,
                     std::span<BadgeStatus> statuses) const;
 
+  // Another number after every change of some status. Never waits for the lock.
+  std::uint64_t StatusChanges() const { return statusChanges_; }
   // As GetStatus, but asks nobody and counts as no access.
   BadgeStatus PeekStatus(std::string_view path) const;
   // All that is known of the item, as the queries would answer it, in one look-up; otherwise as
@@ -100,7 +102,8 @@ class CSyncCache : public CSyncApiClient, public CTarget, public CSyncApi::Cache
   // caller's to do, on the main loop, at once or a few at a time.
   [[nodiscard]] ListRepaint StoreList(PreparedList list);
 
-  // Prepares, stores and repaints at once.
+  // Prepares and stores the list and begins to repaint; what the Agent says next waits until all is
+  // repainted.
   void OnSyncStatusListResponse(CSyncStatusListResponse& response) override;
   void OnSyncStatusChanged(const SSyncApiItemStatus& item) override;
   void OnSyncStatusReset() override;
@@ -116,6 +119,9 @@ class CSyncCache : public CSyncApiClient, public CTarget, public CSyncApi::Cache
   std::optional<SyncCacheItemView> Peek(std::string_view path) const KELVO_REQUIRES(mutex_);
   template <typename Answer, typename Getter>
   Answer Query(std::string_view path, Getter getter);
+  // Repaints for a few milliseconds. False when all is done.
+  bool RepaintSome(ListRepaint& repaint);
+  void RepaintLater(const std::shared_ptr<ListRepaint>& repaint);
   // Moves expired folders out of the cache.
   std::vector<Folders::node_type> TakeExpired();
   // The wall clock; moves every lastAccess along when that was set since the last call.
@@ -125,6 +131,7 @@ class CSyncCache : public CSyncApiClient, public CTarget, public CSyncApi::Cache
   CSyncApi* syncApi_ = nullptr;
   CFinderConfiguration* configuration_ = nullptr;
   Folders folders_ KELVO_GUARDED_BY(mutex_);
+  std::atomic<std::uint64_t> statusChanges_{0};  // with the lock held
   std::set<std::string, std::less<>> publicLinks_ KELVO_GUARDED_BY(mutex_);
   std::int64_t clockOffset_ KELVO_GUARDED_BY(mutex_);  // wall clock minus monotonic, seconds
 
@@ -137,6 +144,7 @@ class CSyncCache : public CSyncApiClient, public CTarget, public CSyncApi::Cache
   RunLoop& runLoop_;
   const Clock& clock_;
   SweepObserver sweepObserver_;
+  const std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);  // for what is posted
 };
 
 }  // namespace kelvo

@@ -1,15 +1,21 @@
 // What the cache does with the Agent's decoded events.
+#include <chrono>
+#include <memory>
 #include <set>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "agent/list_cursor.h"
+#include "agent/notifications_bridge.h"
 #include "base/logger.h"
 #include "cache/sync_cache.h"
 
 namespace kelvo {
 namespace {
+
+constexpr std::size_t kRepaintsAtOnce = 1024;
+constexpr std::chrono::milliseconds kRepaintPerTurn{10};
 
 // The item paths of the Agent's public-link list. Throws CTextDecodingException.
 std::set<std::string, std::less<>> DecodePublicLinks(const std::string& data) {
@@ -31,6 +37,7 @@ ListRepaint CSyncCache::StoreList(PreparedList list) {
   ListRepaint repaint(list.path, std::move(list.names));
   {
     CMutexLock lock(mutex_);
+    ++statusChanges_;
     auto entry = folders_.find(list.path);
     if (entry == folders_.end()) {
       entry = folders_.emplace(std::move(list.path), CSyncCacheFolder(Now())).first;
@@ -42,8 +49,30 @@ ListRepaint CSyncCache::StoreList(PreparedList list) {
 }
 
 void CSyncCache::OnSyncStatusListResponse(CSyncStatusListResponse& response) {
-  ListRepaint repaint = StoreList(PrepareList(response));
-  repaint.Next(repaint.Left());
+  const auto prepared = std::static_pointer_cast<PreparedList>(response.Prepared());
+  const auto repaint = std::make_shared<ListRepaint>(
+      StoreList(prepared == nullptr ? PrepareList(response) : std::move(*prepared)));
+  if (!RepaintSome(*repaint)) return;
+  HoldAgentMessages();
+  RepaintLater(repaint);
+}
+
+bool CSyncCache::RepaintSome(ListRepaint& repaint) {
+  const std::chrono::milliseconds end = clock_.Monotonic() + kRepaintPerTurn;
+  do {
+    repaint.Next(kRepaintsAtOnce);
+  } while (repaint.Left() > 0 && clock_.Monotonic() < end);
+  return repaint.Left() > 0;
+}
+
+// What others do meanwhile may drop the folder. To ask for its items would then ask for its list
+// again, which whoever dropped it has done.
+void CSyncCache::RepaintLater(const std::shared_ptr<ListRepaint>& repaint) {
+  runLoop_.Post([this, alive = alive_, repaint] {
+    if (!*alive) return;
+    if (IsListed(repaint->Directory()) && RepaintSome(*repaint)) return RepaintLater(repaint);
+    ReleaseAgentMessages();
+  });
 }
 
 void CSyncCache::OnSyncStatusChanged(const SSyncApiItemStatus& item) {

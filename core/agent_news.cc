@@ -27,18 +27,18 @@ void AgentNews::WakeAll() {
   more_.notify_all();
 }
 
-void AgentNews::Tell(const std::string& path, bool isList) {
+void AgentNews::Tell(const std::string& path, const CSyncStatusListResponse* list) {
   WakeAll();
-  changed_(path, isList);
+  changed_(path, list);
 }
 
 void AgentNews::OnSyncStatusListResponse(CSyncStatusListResponse& response) {
-  Tell(response.Path(), true);
+  Tell(response.Path(), &response);
 }
 
-void AgentNews::OnSyncStatusChanged(const SSyncApiItemStatus& item) { Tell(item.path, false); }
+void AgentNews::OnSyncStatusChanged(const SSyncApiItemStatus& item) { Tell(item.path, nullptr); }
 
-void AgentNews::OnSyncStatusReset() { Tell({}, false); }
+void AgentNews::OnSyncStatusReset() { Tell({}, nullptr); }
 
 // The public links.
 void AgentNews::OnSyncSyncList(const std::string&, const std::string&) {

@@ -19,8 +19,8 @@ namespace kelvo {
 class AgentNews final : public CSyncApiClient {
  public:
   // `path`: of the item, or of the folder whose list has come; empty when anything may have
-  // changed.
-  using Changed = std::function<void(const std::string& path, bool isList)>;
+  // changed. `list`: which nobody has walked yet; null for other news.
+  using Changed = std::function<void(const std::string& path, const CSyncStatusListResponse* list)>;
 
   AgentNews(Changed changed, std::function<void()> publicLinksChanged);
 
@@ -36,7 +36,7 @@ class AgentNews final : public CSyncApiClient {
 
  private:
   void WakeAll();
-  void Tell(const std::string& path, bool isList);
+  void Tell(const std::string& path, const CSyncStatusListResponse* list);
 
   const Changed changed_;
   const std::function<void()> publicLinksChanged_;

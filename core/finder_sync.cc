@@ -95,7 +95,7 @@ void FinderSync::init() {
   registerAgentEvents();
   SetApplicationBundle(bundle_);
   InitializeBridge(AgentName(), configuration_.get(), this, platform_.agentTransport,
-                   platform_.runLoop, platform_.clock);
+                   platform_.runLoop, platform_.clock, &platform_.messageQueue);
   createProjectsList();
   NotifyAgentEvent(kAgentInstance, "configuration_init");
 }
@@ -207,8 +207,8 @@ void FinderSync::startUp() {
   syncCache_->Initialize(configuration_.get(), syncApi_.get());
   notificationModule_->Initialize(configuration_.get(), syncApi_.get(), syncCache_.get());
   news_ = std::make_unique<AgentNews>(
-      [this](const std::string& path, bool isList) {
-        if (observer_ != nullptr) observer_->onItemsChanged(path, isList);
+      [this](const std::string& path, const CSyncStatusListResponse* list) {
+        if (observer_ != nullptr) observer_->onItemsChanged(path, list);
       },
       [this] {
         if (observer_ != nullptr) observer_->onPublicLinksChanged();

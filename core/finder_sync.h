@@ -28,6 +28,7 @@ class CFinderConfiguration;
 class CNotificationModule;
 class CSyncApi;
 class CSyncCache;
+class CSyncStatusListResponse;
 class ConfirmationDialogs;
 class KelvoMenuContext;
 class Pasteboard;
@@ -58,9 +59,9 @@ class FinderSync final : private NotificationsBridgeDelegate, private AgentEvent
     virtual void onAgentConnected(bool connected) = 0;
     // What menus depend on has changed: connection or configuration.
     virtual void onMenusChanged() = 0;
-    // The Agent has said something new of an item, or with `isList` of all items of a folder; of
-    // anything at all with an empty path.
-    virtual void onItemsChanged(const std::string& path, bool isList) = 0;
+    // The Agent has said something new of an item, or with `list`, which nobody has walked yet, of
+    // all items of a folder; of anything at all with an empty path.
+    virtual void onItemsChanged(const std::string& path, const CSyncStatusListResponse* list) = 0;
     virtual void onPublicLinksChanged() = 0;
     // The cache has expired these folders. Not told while the channel is down, when what was asked
     // for is still owed an answer.

@@ -1,6 +1,7 @@
 // What the file manager asks of the extension, and what is asked of the Agent again.
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -86,6 +87,7 @@ void FinderSync::refreshPaths(const std::string& directory,
     const auto some = names.first(std::min(names.size(), kPathsAtOnce));
     names = names.subspan(some.size());
     statuses.assign(some.size(), BadgeStatus::kNone);
+    const std::uint64_t changes = cache == nullptr ? 0 : cache->StatusChanges();
     const bool areItems = std::all_of(some.begin(), some.end(), IsItemOfItsFolder);
     if (!areItems || cache == nullptr || !cache->GetStatuses(directory, some, statuses)) {
       // A miss asks the Agent, item by item; what lies deeper is another folder's.
@@ -103,6 +105,7 @@ void FinderSync::refreshPaths(const std::string& directory,
     }
     platform_.finderController.setBadgeIdentifiers(directory, badges);
     // As after a single one.
+    if (cache->StatusChanges() == changes) continue;
     latest.assign(some.size(), BadgeStatus::kNone);
     cache->PeekStatuses(directory, some, latest);
     for (std::size_t i = 0; i < some.size(); ++i) {

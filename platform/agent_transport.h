@@ -34,6 +34,10 @@ class AgentPort {
   virtual void Send(std::string name, std::string archive) = 0;
   // What was sent and has not been taken by the Agent's side yet; 0 where that is not known.
   virtual std::size_t OutgoingBytes() const { return 0; }
+  // While it is paused nothing is delivered, neither messages nor the peer's end, and what comes
+  // waits on the peer's side; what is sent still leaves. Going on delivers nothing before the
+  // loop's next turn.
+  virtual void Pause(bool paused) = 0;
   // For the log.
   virtual std::string Description() const = 0;
 };

@@ -24,6 +24,7 @@ struct Platform {
   // For the files of accounts and projects: a lock that somebody keeps on one of these must not
   // hold the configuration, without which there is no badge.
   BackgroundQueue& accountsQueue;
+  BackgroundQueue& messageQueue;  // for large messages of the Agent; waits for nothing but itself
   AgentTransport& agentTransport;
   FinderController& finderController;
   SecretStore& secretStore;

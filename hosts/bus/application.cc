@@ -103,9 +103,9 @@ Application::Application(std::unique_ptr<BusConnection> connection)
       pasteboard_(DialogProgram()),
       menusChanged_(runLoop_, clock_, kMenusChangedInterval,
                     [this] { service_.EmitMenusChanged(); }),
-      finderSync_(Platform{clock_, runLoop_, settingsQueue_, accountsQueue_, agentTransport_,
-                           finderController_, secretStore_, userDefaults_, systemLog_, threads_,
-                           httpClient_, desktop_, dialogs_},
+      finderSync_(Platform{clock_, runLoop_, settingsQueue_, accountsQueue_, messageQueue_,
+                           agentTransport_, finderController_, secretStore_, userDefaults_,
+                           systemLog_, threads_, httpClient_, desktop_, dialogs_},
                   bundle_, this),
       calls_(finderSync_, badges_, descriptions_, clock_, [this](const std::string& client) {
         return std::make_unique<ClientPasteboard>(connection_->get(), client, pasteboard_);
@@ -125,7 +125,8 @@ int Application::Run() {
   const bool threadsEnded = threads_.Finish(std::chrono::milliseconds(0));
   const bool settingsWritten = settingsQueue_.Finish(left());
   const bool accountsWritten = accountsQueue_.Finish(left());
-  if (!callsEnded || !threadsEnded || !accountsWritten || !settingsWritten) {
+  const bool messagesEnded = messageQueue_.Finish(left());
+  if (!callsEnded || !threadsEnded || !settingsWritten || !accountsWritten || !messagesEnded) {
     // A thread waits for a disk or a lock, and uses what would be torn down on the way out.
     fflush(nullptr);
     _Exit(exitCode);
@@ -170,9 +171,9 @@ void Application::onAgentConnected(bool connected) {
 
 void Application::onMenusChanged() { menusChanged_.Request(); }
 
-void Application::onItemsChanged(const std::string& path, bool isList) {
-  descriptions_.NoteChange(path, isList);
-  if (calls_.isMenuAbout(path, isList)) menusChanged_.Request();
+void Application::onItemsChanged(const std::string& path, const CSyncStatusListResponse* list) {
+  list == nullptr ? descriptions_.NoteChange(path) : descriptions_.NoteList(*list);
+  if (calls_.isMenuAbout(path, list != nullptr)) menusChanged_.Request();
 }
 
 void Application::onPublicLinksChanged() {

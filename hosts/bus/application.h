@@ -42,7 +42,7 @@ class Application : private FinderSync::Observer {
  private:
   void onAgentConnected(bool connected) override;
   void onMenusChanged() override;
-  void onItemsChanged(const std::string& path, bool isList) override;
+  void onItemsChanged(const std::string& path, const CSyncStatusListResponse* list) override;
   void onPublicLinksChanged() override;
   void onFoldersSwept(const std::vector<std::string>& folders) override;
 
@@ -54,6 +54,7 @@ class Application : private FinderSync::Observer {
   GlibRunLoop runLoop_{nullptr};
   ThreadBackgroundQueue settingsQueue_;
   ThreadBackgroundQueue accountsQueue_;
+  ThreadBackgroundQueue messageQueue_;
   const std::unique_ptr<BusConnection> connection_;
   BusService service_;
   BadgeTable badges_;

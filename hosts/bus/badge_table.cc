@@ -11,6 +11,8 @@ namespace {
 constexpr char kNoBadge = '0';
 // Are read in one go: the cache is kept from others for no longer, and no memory taken for more.
 constexpr std::size_t kItemsAtOnce = 1024;
+// More that are due are signalled in the next turns of the loop.
+constexpr std::size_t kNamesPerTurn = 16384;
 
 }  // namespace
 
@@ -118,7 +120,7 @@ void BadgeTable::NoteRepaints(std::string_view directory,
 void BadgeTable::AddPending(const std::string& path, Folder& folder, const NamedItem& item) {
   if (!item.item->pending) {
     item.item->pending = true;
-    folder.pending.emplace_back(item.name);
+    folder.pending.Push(item.name);
   }
   if (folder.flushScheduled) return;
   folder.flushScheduled = true;
@@ -130,7 +132,7 @@ void BadgeTable::Flush(const std::string& path) {
   auto found = folders_.find(path);
   if (found == folders_.end()) return;
   Folder& folder = found->second;
-  if (folder.lastSignal) {
+  if (folder.due == 0 && folder.lastSignal) {
     const std::chrono::milliseconds due = *folder.lastSignal + kSignalInterval;
     const std::chrono::milliseconds now = clock_.Monotonic();
     if (now < due) {
@@ -138,8 +140,10 @@ void BadgeTable::Flush(const std::string& path) {
       return;
     }
   }
-  folder.flushScheduled = false;
+  if (folder.due == 0) folder.due = folder.pending.Size();
   Signal(found->first, folder);
+  folder.flushScheduled = folder.pending.Size() > 0;
+  if (folder.flushScheduled) runLoop_.Post([this, path] { Flush(path); });
 }
 
 void BadgeTable::Signal(const std::string& path, Folder& folder) {
@@ -161,20 +165,23 @@ void BadgeTable::Signal(const std::string& path, Folder& folder) {
     entries += named.name;
     entries += '\0';
   };
-  const std::vector<std::string> names = std::exchange(folder.pending, {});
   std::vector<NamedItem> items;
-  for (auto name = names.begin(); name != names.end();) {
+  for (std::size_t left = std::min(kNamesPerTurn, folder.due); left > 0;) {
     items.clear();
-    for (; name != names.end() && items.size() < kItemsAtOnce; ++name) {
-      Item* const item = folder.items.Find(*name);
+    const auto names = folder.pending.Take(std::min(left, kItemsAtOnce));
+    left -= names.size();
+    folder.due -= names.size();
+    for (std::string_view name : names) {
+      Item* const item = folder.items.Find(name);
       // Not there: everybody who had asked for it has left; somebody else may have come since.
       if (item == nullptr || !item->pending) continue;
       item->pending = false;
-      items.push_back({*name, item});
+      items.push_back({name, item});
     }
     const std::string badges = Read(path, items);
     for (std::size_t i = 0; i < items.size(); ++i) tell(items[i], badges[i]);
   }
+  if (folder.pending.Size() == 0) folder.pending = {};
   send();
   if (told) folder.lastSignal = clock_.Monotonic();
 }

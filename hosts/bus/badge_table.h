@@ -13,6 +13,7 @@
 #include "base/mutex.h"
 #include "core/known_item.h"
 #include "hosts/bus/client_slots.h"
+#include "hosts/bus/name_queue.h"
 #include "hosts/bus/told_items.h"
 #include "platform/clock.h"
 #include "platform/finder_controller.h"
@@ -91,8 +92,9 @@ class BadgeTable {
 
   struct Folder {
     ToldItems items;
-    std::vector<std::string> pending;  // names to be looked at for the next signal
-    int answering = 0;                 // calls between Ask and Answer
+    NameQueue pending;    // names to be looked at for the next signals
+    std::size_t due = 0;  // so many of them for those that are being sent
+    int answering = 0;    // calls between Ask and Answer
     bool flushScheduled = false;
     std::optional<std::chrono::milliseconds> lastSignal;
   };

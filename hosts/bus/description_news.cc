@@ -1,16 +1,19 @@
 #include "hosts/bus/description_news.h"
 
-#include <limits.h>
-
+#include <algorithm>
 #include <iterator>
 #include <utility>
 
 #include "base/string_utils.h"
+#include "cache/name_index.h"
 
 namespace kelvo {
 namespace {
 
-std::uint64_t Hash(std::string_view text) { return std::hash<std::string_view>{}(text); }
+// Of a list's names, that many are compared in a turn of the loop.
+constexpr std::size_t kNamesPerTurn = 2048;
+// After a list: what the bus does with the badges must not compete for a processor.
+constexpr std::chrono::milliseconds kBadgesFirst{20};
 
 }  // namespace
 
@@ -32,19 +35,41 @@ void DescriptionNews::Names::Add(const Names& other) {
 }
 
 DescriptionNews::DescriptionNews(RunLoop& runLoop, const Clock& clock, Reader reader,
-                                 Signaller signaller)
+                                 Signaller signaller, std::size_t maxTold)
     : runLoop_(runLoop),
       clock_(clock),
       reader_(std::move(reader)),
-      signaller_(std::move(signaller)) {}
+      signaller_(std::move(signaller)),
+      maxTold_(maxTold) {}
 
 std::vector<DescriptionNews::Print> DescriptionNews::PrintsOf(const WordsOfItems& items) {
   std::vector<Print> prints;
   prints.reserve(items.descriptions.size());
   for (const ItemWords& words : items.descriptions) {
-    prints.push_back(Hash(words.state + '\0' + words.lockOwner + '\0' + words.permission) | 1);
+    const std::string text = words.state + '\0' + words.lockOwner + '\0' + words.permission;
+    prints.push_back(words == ItemWords{} ? 0 : std::max(NameHash(text), Print{1}));
   }
   return prints;
+}
+
+std::vector<DescriptionNews::Words> DescriptionNews::WordsOf(Folder& folder,
+                                                             const std::vector<Print>& prints) {
+  std::vector<Words> words;
+  words.reserve(prints.size());
+  for (const Print print : prints) {
+    const auto known = folder.words.find(print);
+    if (print == 0) {
+      words.push_back(kNothing);
+    } else if (known != folder.words.end()) {
+      words.push_back(known->second);
+    } else if (folder.words.size() >= kMaxWords) {
+      words.push_back(kDiffers);
+    } else {
+      words.push_back(static_cast<Words>(kFirstWords + folder.words.size()));
+      folder.words.emplace(print, words.back());
+    }
+  }
+  return words;
 }
 
 void DescriptionNews::Ask(const std::string& client, const std::string& folder) {
@@ -83,78 +108,152 @@ void DescriptionNews::Answer(const std::string& client, const std::string& folde
   if (found == folders_.end()) return reply(items);
   Folder& entry = found->second;
   const bool isAlone = entry.clients.size() == 1 && entry.clients.contains(client);
+  const std::vector<Words> wordsOf = WordsOf(entry, prints);
   for (std::size_t i = 0; i < names.size(); ++i) {
     if (names[i].empty()) continue;
-    const Print print = prints[items.which[i]];
-    const auto told = entry.told.find(Hash(names[i]));
-    if (told == entry.told.end()) {
-      KeepTold(entry, names[i], print);
-    } else if (told->second != print) {
-      told->second = isAlone ? print : kDiffers;
+    const Words words = wordsOf[items.which[i]];
+    ToldWords* const told = entry.told.Find(names[i]);
+    if (told == nullptr) {
+      KeepTold(entry, names[i], words);
+    } else if (told->words != words) {
+      // Others still wait to be told, also that the item is not in the list any more.
+      isAlone ? SetTold(entry, *told, words, entry.round)
+              : SetTold(entry, *told, kDiffers, told->round);
     }
   }
   reply(items);
   --entry.answering;
-  // What came while the items were read may be in the reply or not.
-  if (!entry.sinceAsked.IsEmpty()) {
-    entry.pending.Add(entry.sinceAsked.all ? entry.toldNames : entry.sinceAsked);
-    Schedule(found->first, entry);
-  }
-  if (entry.answering > 0) return;
-  entry.sinceAsked = {};
+  ItemsAnswered(found->first, entry);
   DropIfAbandoned(found);
 }
 
-void DescriptionNews::KeepTold(Folder& folder, std::string_view name, Print print) {
+// What came while the items were read may be in the reply or not.
+void DescriptionNews::ItemsAnswered(const std::string& path, Folder& folder) {
+  const bool isOwed = folder.comparison != nullptr && folder.comparison->isOwed;
+  if (isOwed) StartComparing(folder);
+  folder.pending.Add(folder.sinceAsked);
+  if (isOwed || !folder.sinceAsked.IsEmpty()) Schedule(path, folder);
+  if (folder.answering > 0) return;
+  folder.sinceAsked = {};
+  if (folder.comparison == nullptr) return;
+  folder.comparison->isOwed = false;
+  if (folder.comparison->isOver) folder.comparison.reset();
+}
+
+void DescriptionNews::SetTold(Folder& folder, ToldWords& told, Words words, std::uint8_t round) {
+  const auto known = [&] { return told.words != kNothing ? 1U : 0U; };
+  const auto missing = [&] { return told.round != folder.round ? known() : 0U; };
+  folder.known -= known();
+  folder.missing -= missing();
+  told.words = words;
+  told.round = round;
+  folder.known += known();
+  folder.missing += missing();
+}
+
+void DescriptionNews::KeepTold(Folder& folder, std::string_view name, Words words) {
   if (folder.isPlain) return;
-  if (toldItems_ >= kMaxTold) {
+  if (toldItems_ >= maxTold_) {
     // An item that was told and is not kept must not be taken for one that was not told.
     ForgetTold(folder);
     folder.isPlain = true;
-    folder.toldNames.AddAll();
     return;
   }
-  // No item has a longer name, and whoever asks for such ones shall not fill the memory.
-  name.size() > NAME_MAX ? folder.toldNames.AddAll() : folder.toldNames.Add(name);
-  folder.told.emplace(Hash(name), print);
+  ToldWords& told = folder.told.Add(name);
+  told.words = kNothing;
+  SetTold(folder, told, words, folder.round);
   ++toldItems_;
 }
 
 void DescriptionNews::ForgetTold(Folder& folder) {
-  toldItems_ -= folder.told.size();
-  folder.told.clear();
-  folder.toldNames = {};
+  toldItems_ -= folder.told.Size();
+  folder.told = {};
+  folder.words = {};
+  folder.known = folder.missing = 0;
 }
 
-void DescriptionNews::NoteChange(std::string_view path, bool isList) {
+void DescriptionNews::NoteChange(std::string_view path) {
   CMutexLock lock(mutex_);
   Names news;
   if (path.empty()) {
     news.AddAll();
-    for (auto& [folderPath, folder] : folders_) Note(folderPath, folder, news, news);
+    for (auto& [folderPath, folder] : folders_) Note(folderPath, folder, news);
     return;
   }
-  std::string_view directory = path;
+  std::string_view directory;
   std::string_view name;
-  if (!isList && !SplitPath(path, &directory, &name)) return;
+  if (!SplitPath(path, &directory, &name)) return;
   const auto found = folders_.find(directory.empty() ? std::string_view("/") : directory);
   if (found == folders_.end()) return;
-  Folder& folder = found->second;
-  isList ? news.AddAll() : news.Add(name);
-  Note(found->first, folder, isList ? folder.toldNames : news, news);
+  news.Add(name);
+  Note(found->first, found->second, news);
 }
 
-// `sinceAsked`: in case of answers that are under way, whose items are not among the told ones yet.
-void DescriptionNews::Note(const std::string& path, Folder& folder, const Names& news,
-                           const Names& sinceAsked) {
+void DescriptionNews::Note(const std::string& path, Folder& folder, const Names& news) {
   folder.pending.Add(news);
-  if (folder.answering > 0) folder.sinceAsked.Add(sinceAsked);
+  if (folder.answering > 0) folder.sinceAsked.Add(news);
   Schedule(path, folder);
 }
 
-void DescriptionNews::Schedule(const std::string& path, Folder& folder) {
+void DescriptionNews::NoteList(const CSyncStatusListResponse& list) {
+  CMutexLock lock(mutex_);
+  const auto found = folders_.find(list.Path().empty() ? std::string_view("/") : list.Path());
+  if (found == folders_.end()) return;
+  Folder& folder = found->second;
+  if (folder.isPlain) {
+    Names news;
+    news.AddAll();
+    return Note(found->first, folder, news);
+  }
+  if (folder.told.Size() == 0 && folder.answering == 0) return;
+  folder.comparison = std::make_unique<Comparison>(Comparison{list, list});
+  folder.comparison->isOwed = folder.answering > 0;
+  StartComparing(folder);
+  Schedule(found->first, folder, kBadgesFirst);
+}
+
+void DescriptionNews::StartComparing(Folder& folder) {
+  folder.comparison->rest = folder.comparison->list;
+  folder.comparison->isOver = false;
+  ++folder.round;
+  folder.missing = folder.known;
+}
+
+// Whether there is nothing more to compare. All that differs is `pending` then.
+bool DescriptionNews::CompareSome(const std::string& path, Folder& folder) {
+  if (folder.comparison == nullptr || folder.comparison->isOver) return true;
+  if (folder.isPlain) folder.pending.AddAll();
+  CSyncStatusListResponse& rest = folder.comparison->rest;
+  std::vector<std::string_view> names;
+  bool isOver = folder.pending.all;
+  for (std::size_t i = 0; i < kNamesPerTurn && !isOver; ++i) {
+    isOver = !rest.Next();
+    if (!isOver && folder.told.Find(rest.Name()) != nullptr) names.push_back(rest.Name());
+  }
+  const WordsOfItems items = reader_(path, names);
+  const std::vector<Words> wordsOf = WordsOf(folder, PrintsOf(items));
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    ToldWords& told = *folder.told.Find(names[i]);
+    const auto words = static_cast<Words>(told.words);
+    if (words == kDiffers || words != wordsOf[items.which[i]]) folder.pending.Add(names[i]);
+    SetTold(folder, told, words, folder.round);
+  }
+  if (!isOver && !folder.pending.all) return false;
+  // Which these are, is not known.
+  if (folder.missing > 0) folder.pending.AddAll();
+  folder.comparison->isOver = true;
+  if (folder.answering == 0) folder.comparison.reset();
+  return true;
+}
+
+void DescriptionNews::Schedule(const std::string& path, Folder& folder,
+                               std::chrono::milliseconds delay) {
   if (folder.flushScheduled) return;
   folder.flushScheduled = true;
+  if (delay > delay.zero()) {
+    runLoop_.After(delay, [this, path] { Flush(path); });
+    return;
+  }
   runLoop_.Post([this, path] { Flush(path); });
 }
 
@@ -168,6 +267,7 @@ void DescriptionNews::Flush(const std::string& path) {
     runLoop_.After(*folder.lastSignal + kSignalInterval - now, [this, path] { Flush(path); });
     return;
   }
+  if (!CompareSome(found->first, folder)) return runLoop_.Post([this, path] { Flush(path); });
   folder.flushScheduled = false;
   if (folder.pending.IsEmpty()) return;
   const bool all = folder.pending.all;
@@ -187,15 +287,17 @@ std::string DescriptionNews::NamesToTell(const std::string& path, Folder& folder
   const std::vector<std::string_view> names(folder.pending.names.begin(),
                                             folder.pending.names.end());
   const WordsOfItems items = reader_(path, names);
-  const std::vector<Print> prints = PrintsOf(items);
+  const std::vector<Words> wordsOf = WordsOf(folder, PrintsOf(items));
   std::string packed;
   for (std::size_t i = 0; i < names.size(); ++i) {
-    const Print print = prints[items.which[i]];
-    const auto told = folder.told.find(Hash(names[i]));
-    if (told == folder.told.end()) {
-      KeepTold(folder, names[i], print);
-    } else if (std::exchange(told->second, print) == print) {
-      continue;
+    const Words words = wordsOf[items.which[i]];
+    ToldWords* const told = folder.told.Find(names[i]);
+    if (told == nullptr) {
+      KeepTold(folder, names[i], words);
+    } else {
+      const bool isTold = told->words == words && words != kDiffers;
+      SetTold(folder, *told, words, folder.round);
+      if (isTold) continue;
     }
     packed += names[i];
     packed += '\0';

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -12,7 +13,9 @@
 #include <unordered_map>
 #include <vector>
 
+#include "agent/sync_status_list_response.h"
 #include "base/mutex.h"
+#include "hosts/bus/name_table.h"
 #include "platform/clock.h"
 #include "platform/run_loop.h"
 #include "ui/item_words.h"
@@ -23,9 +26,10 @@ namespace kelvo {
 // asked about, when the Agent has said something new there.
 //
 // What was told last of each item is kept as a number, so that news of an item, or a folder's list,
-// which changes no word costs no signal. Of a folder of which more than kMaxNames items were told,
-// every list is signalled, lest the comparison hold up the loop; and every piece of news where too
-// much was asked for to keep that number, or where clients were told different words.
+// which changes no word costs no signal; a list is compared some names at a time, lest it hold up
+// the loop. When items that had words are not in the list, the whole folder is signalled. Where too
+// much was asked for to be kept, or clients were told different words, all news is signalled.
+// New words with the same 64 bits of hash as the former ones would be missed: one change in 10^19.
 // Folders and names have the forms of hosts/bus/bus_paths.h. Threads: any.
 // Order: whatever a reply does not contain is signalled after it.
 // Lifetime: outlives the loop's turning.
@@ -37,7 +41,7 @@ class DescriptionNews {
   static constexpr std::size_t kMaxNameBytes = std::size_t{1} << 20;
   // Beyond it a client is told no more of the folder that it has asked about the longest ago.
   static constexpr std::size_t kFoldersPerClient = 4096;
-  static constexpr std::size_t kMaxTold = 300'000;  // items, in all folders
+  static constexpr std::size_t kMaxTold = 2'000'000;  // items in all folders, of 15 to 19 bytes
 
   // What is known of the items, without asking anybody. Both functions are called with the lock
   // held: they must not block, nor call back.
@@ -49,7 +53,8 @@ class DescriptionNews {
   // Gets the directory in the form of SplitPath: empty for "/".
   using FolderPredicate = std::function<bool(const std::string& directory)>;
 
-  DescriptionNews(RunLoop& runLoop, const Clock& clock, Reader reader, Signaller signaller);
+  DescriptionNews(RunLoop& runLoop, const Clock& clock, Reader reader, Signaller signaller,
+                  std::size_t maxTold = kMaxTold);
   DescriptionNews(const DescriptionNews&) = delete;
   DescriptionNews& operator=(const DescriptionNews&) = delete;
 
@@ -59,9 +64,11 @@ class DescriptionNews {
   void Answer(const std::string& client, const std::string& folder,
               const std::vector<std::string_view>& names, const WordsOfItems& items,
               const Reply& reply);
-  // See FinderSync::Observer::onItemsChanged. Signalled at the end of the loop's turn, but not
-  // within half a second of the folder's last signal.
-  void NoteChange(std::string_view path, bool isList);
+  // See FinderSync::Observer::onItemsChanged. Signalled at the end of the loop's turn, or when a
+  // list has been compared, which begins a little later, but not within half a second of the
+  // folder's last signal.
+  void NoteChange(std::string_view path);
+  void NoteList(const CSyncStatusListResponse& list);
 
   // After the last Answer to the client.
   void ClientGone(const std::string& client);
@@ -73,9 +80,15 @@ class DescriptionNews {
   std::size_t Told() const;
 
  private:
-  // Stands for the words that were told; never 0 for any.
-  using Print = std::uint64_t;
-  static constexpr Print kDiffers = 0;  // clients may have been told different words
+  using Print = std::uint64_t;  // stands for words; 0 for none at all
+  // Stands for a print within its folder.
+  enum Words : std::uint32_t { kDiffers, kNothing, kFirstWords };
+  static constexpr std::size_t kMaxWords = 65'536;  // others are always news
+
+  struct ToldWords {
+    std::uint32_t words : 24;  // kDiffers: clients may have been told different ones
+    std::uint32_t round : 8;   // of its folder, when it was told or found in the list last
+  };
 
   // A bounded set of names.
   struct Names {
@@ -88,26 +101,42 @@ class DescriptionNews {
     std::size_t bytes = 0;
     bool all = false;
   };
+  // A list that is compared with what was told. Items that it does not have are unknown now.
+  struct Comparison {
+    CSyncStatusListResponse list;
+    CSyncStatusListResponse rest;
+    bool isOver = false;
+    bool isOwed = false;  // to those whose answers are under way: their items may not be told yet
+  };
   struct Folder {
-    std::map<std::string, std::uint64_t> clients;   // when each asked last
-    std::unordered_map<std::uint64_t, Print> told;  // by the name's hash
-    Names toldNames;                                // all: they are too many
-    bool isPlain = false;                           // nothing is kept in `told`
-    Names pending;                                  // for the next signal
-    Names sinceAsked;                               // while an answer is under way
-    int answering = 0;                              // calls between Ask and Answer
+    std::map<std::string, std::uint64_t> clients;  // when each asked last
+    NameTable<ToldWords> told;
+    std::unordered_map<Print, Words> words;
+    bool isPlain = false;                    // nothing is kept in `told`
+    std::size_t known = 0;                   // of `told`: with words, or kDiffers
+    std::size_t missing = 0;                 // of these, from another round
+    std::uint8_t round = 0;                  // of comparing a list
+    std::unique_ptr<Comparison> comparison;  // also when over, while an answer is under way
+    Names pending;                           // for the next signal
+    Names sinceAsked;                        // while an answer is under way
+    int answering = 0;                       // calls between Ask and Answer
     bool flushScheduled = false;
     std::optional<std::chrono::milliseconds> lastSignal;
   };
   using FolderMap = std::map<std::string, Folder, std::less<>>;
 
   static std::vector<Print> PrintsOf(const WordsOfItems& items);
-  void Note(const std::string& path, Folder& folder, const Names& news, const Names& sinceAsked)
+  static std::vector<Words> WordsOf(Folder& folder, const std::vector<Print>& prints);
+  static void SetTold(Folder& folder, ToldWords& told, Words words, std::uint8_t round);
+  static void StartComparing(Folder& folder);
+  void Note(const std::string& path, Folder& folder, const Names& news) KELVO_REQUIRES(mutex_);
+  bool CompareSome(const std::string& path, Folder& folder) KELVO_REQUIRES(mutex_);
+  void ItemsAnswered(const std::string& path, Folder& folder) KELVO_REQUIRES(mutex_);
+  void Schedule(const std::string& path, Folder& folder, std::chrono::milliseconds delay = {})
       KELVO_REQUIRES(mutex_);
-  void Schedule(const std::string& path, Folder& folder) KELVO_REQUIRES(mutex_);
   void Flush(const std::string& path);
   std::string NamesToTell(const std::string& path, Folder& folder) KELVO_REQUIRES(mutex_);
-  void KeepTold(Folder& folder, std::string_view name, Print print) KELVO_REQUIRES(mutex_);
+  void KeepTold(Folder& folder, std::string_view name, Words words) KELVO_REQUIRES(mutex_);
   void ForgetTold(Folder& folder) KELVO_REQUIRES(mutex_);
   void MakeRoomFor(const std::string& client) KELVO_REQUIRES(mutex_);
   FolderMap::iterator DropIfAbandoned(FolderMap::iterator folder) KELVO_REQUIRES(mutex_);
@@ -116,6 +145,7 @@ class DescriptionNews {
   const Clock& clock_;
   const Reader reader_;
   const Signaller signaller_;
+  const std::size_t maxTold_;
   mutable CMutex mutex_{kMutexNormal};
   FolderMap folders_ KELVO_GUARDED_BY(mutex_);
   std::map<std::string, std::size_t> foldersOf_ KELVO_GUARDED_BY(mutex_);  // by client

@@ -7,15 +7,14 @@
 #include <vector>
 
 #include "hosts/bus/client_slots.h"
+#include "hosts/bus/name_table.h"
 
 namespace kelvo {
 
 // The items of one folder that clients have asked for, and what they were told of each.
 //
-// There are as many of these as files that anybody has looked at, so that an item takes 15 to 23
-// bytes, however long its name is: of the name it keeps 64 bits of a hash that nobody can foresee.
-// Two of a million names share these once in forty million folders of that size; what such two are
-// told apart is then taken for one item's.
+// There are as many of these as files that anybody has looked at, so that an item takes 15 to 19
+// bytes. What two that share an entry of the table are told apart is taken for one item's.
 //
 // Threads: the caller's lock.
 class ToldItems {
@@ -23,13 +22,11 @@ class ToldItems {
   static constexpr char kUntold = '\0';
 
   struct Item {
-    std::uint32_t hash[2];
     char told;                     // the badge last told, or kUntold
     std::uint8_t isDirectory : 2;  // 0: nobody has looked, 1: no, 2: yes
     bool owed : 1;                 // somebody was told something else than `told`
     bool pending : 1;              // to be looked at for the next signal
-    bool isUsed : 1;
-    std::uint8_t clients;  // which of the sets below
+    std::uint8_t clients;          // which of the sets below
 
     std::optional<bool> IsDirectory() const {
       if (isDirectory == 0) return std::nullopt;
@@ -48,20 +45,15 @@ class ToldItems {
   // Lets go of what nobody else has asked for.
   void RemoveClient(ClientSlots::Bits client);
 
-  std::size_t Size() const { return size_; }
+  std::size_t Size() const { return items_.Size(); }
 
  private:
   static constexpr std::size_t kMostSets = 256;
-  static constexpr std::size_t kLeastSlots = 8;
 
-  // The item's slot, or the free one that it would take.
-  Item& SlotOf(std::uint64_t hash);
-  void Rehash(std::size_t slots);
   std::uint8_t SetOf(ClientSlots::Bits clients);
 
-  std::vector<Item> slots_;
+  NameTable<Item> items_;
   std::vector<ClientSlots::Bits> sets_;
-  std::size_t size_ = 0;
 };
 
 }  // namespace kelvo

@@ -22,7 +22,7 @@ FinderHost::FinderHost(const Services& services)
       agentTransport_(runLoop_),
       dialogs_(runLoop_),
       finderSync_(
-          Platform{clock_, runLoop_, settingsQueue_, accountsQueue_, agentTransport_,
+          Platform{clock_, runLoop_, settingsQueue_, accountsQueue_, messageQueue_, agentTransport_,
                    finderController_, services.secretStore, services.userDefaults,
                    services.systemLog, threads_, services.httpClient, services.desktop, dialogs_},
           services.bundle, nullptr) {}

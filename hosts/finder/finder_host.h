@@ -60,6 +60,7 @@ class FinderHost {
   MacRunLoop runLoop_;
   ThreadBackgroundQueue settingsQueue_;
   ThreadBackgroundQueue accountsQueue_;
+  ThreadBackgroundQueue messageQueue_;
   ThreadBackgroundQueue actions_;  // copying a link may wait for a settings file
   WorkerThreadLauncher threads_;
   MachAgentTransport agentTransport_;

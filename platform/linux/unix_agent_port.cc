@@ -63,6 +63,7 @@ class UnixAgentPort::Connection : public std::enable_shared_from_this<Connection
 
   void Send(std::string_view name, std::string_view archive);
   std::size_t QueuedBytes() const { return queuedBytes_; }
+  void Pause(bool paused);
   // Nothing is told any more.
   void Close();
 
@@ -109,6 +110,7 @@ class UnixAgentPort::Connection : public std::enable_shared_from_this<Connection
   MessageFrameReader reader_;
   bool undelivered_ = false;  // the reader may hold whole messages
   bool inputEnded_ = false;
+  bool paused_ = false;
 
   std::deque<Outgoing> queue_;
   std::size_t queuedBytes_ = 0;  // not yet written
@@ -178,7 +180,7 @@ void UnixAgentPort::Connection::Deliver() {
       return;
     }
     delegate_.handlePortMessage(*port_, std::move(message->name), std::move(message->archive));
-    if (Gone()) return;
+    if (Gone() || paused_) return;
   } while (g_get_monotonic_time() < end);
 }
 
@@ -275,15 +277,26 @@ void UnixAgentPort::Connection::OnWake() {
     delegate_.handleSendFailure(*port_);
     if (Gone()) return;
   }
-  if (undelivered_ || !writeError_.empty()) {
+  if (!paused_ && (undelivered_ || !writeError_.empty())) {
     Deliver();
   } else {
     SetWake();
   }
 }
 
+void UnixAgentPort::Connection::Pause(bool paused) {
+  if (Gone() || paused == paused_) return;
+  paused_ = paused;
+  if (paused) {
+    readable_.reset();
+  } else if (!inputEnded_) {
+    readable_ = NewInput(G_IO_IN, CallForInput<&Connection::OnReadable>);
+  }
+  SetWake();
+}
+
 void UnixAgentPort::Connection::SetWake() {
-  const bool due = undelivered_ || failures_ > 0 || !writeError_.empty();
+  const bool due = failures_ > 0 || (!paused_ && (undelivered_ || !writeError_.empty()));
   g_source_set_ready_time(wake_.get(), due ? 0 : kNever);
 }
 
@@ -298,6 +311,8 @@ UnixAgentPort::UnixAgentPort(GMainContext* context, UniqueFd fd, std::string des
       connection_(std::make_shared<Connection>(this, context, std::move(fd), options, delegate)) {}
 
 UnixAgentPort::~UnixAgentPort() { connection_->Close(); }
+
+void UnixAgentPort::Pause(bool paused) { connection_->Pause(paused); }
 
 std::size_t UnixAgentPort::OutgoingBytes() const { return connection_->QueuedBytes(); }
 

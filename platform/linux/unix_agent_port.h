@@ -35,6 +35,7 @@ class UnixAgentPort : public AgentPort {
 
   void Send(std::string name, std::string archive) override;
   std::size_t OutgoingBytes() const override;
+  void Pause(bool paused) override;
   std::string Description() const override { return description_; }
 
  private:

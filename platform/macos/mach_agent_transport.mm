@@ -164,6 +164,20 @@ class MachAgentPort final : public AgentPort {
 
   std::size_t OutgoingBytes() const override { return sender_.OutgoingBytes(); }
 
+  void Pause(bool paused) override {
+    @autoreleasepool {
+      for (NSString* mode in ExtensionRunLoopModes()) {
+        if (paused) {
+          [[NSRunLoop mainRunLoop] removePort:ports_->local forMode:mode];
+        } else {
+          [[NSRunLoop mainRunLoop] addPort:ports_->local forMode:mode];
+        }
+      }
+      isPaused_ = paused;
+      if (!paused && std::exchange(endIsUntold_, false)) TellOfEnd(alive_, runLoop_);
+    }
+  }
+
   std::string Description() const override {
     @autoreleasepool {
       return Utf8FromString([ports_->remote description]);
@@ -190,7 +204,10 @@ class MachAgentPort final : public AgentPort {
   static void TellOfEnd(const std::shared_ptr<MachAgentPort*>& alive, RunLoop& runLoop) {
     if (*alive == nullptr) return;
     runLoop.After(kTimeToTakeMessages, [alive] {
-      if (*alive != nullptr) (*alive)->delegate_.handleInvalidPort(**alive);
+      if (*alive == nullptr) return;
+      MachAgentPort& port = **alive;
+      port.endIsUntold_ = port.isPaused_;
+      if (!port.isPaused_) port.delegate_.handleInvalidPort(port);
     });
   }
 
@@ -215,6 +232,8 @@ class MachAgentPort final : public AgentPort {
   const std::shared_ptr<Ports> ports_;
   const std::shared_ptr<MachAgentPort*> alive_;
   KelvoPortListener* listener_;
+  bool isPaused_ = false;
+  bool endIsUntold_ = false;
   PortSender sender_;
 };
 

@@ -19,7 +19,7 @@ class NotificationsBridgeTest : public Fixture, protected NotificationsBridgeDel
 
   void Initialize() {
     InitializeBridge("com.kelvo.vip.kelvoFinderSync", nullptr, this, fake_.transport, fake_.runLoop,
-                     fake_.clock);
+                     fake_.clock, &fake_.messageQueue);
   }
   // As Initialize, while the Agent is there.
   void Open() {
@@ -246,6 +246,53 @@ TEST_F(NotificationsBridgeTest, NullValueEndsTheArgumentsAndWhatIsNotTextIsNotSe
   NotifyAgentEvent("0", "\xC3");
   EXPECT_EQ("", Sent());
   EXPECT_EQ(2, LogCount("holds a text that is not UTF-8"));
+}
+
+TEST_F(NotificationsBridgeTest, LargeMessagesAreDecodedAsideWhileTheAgentWaits) {
+  Open();
+  std::string posted;
+  AgentObserver observer;
+  RegisterAgentEventObserver(
+      &observer, &posted,
+      [](void* target, const char*, const std::string* event,
+         const PropertyList::Dictionary& info) {
+        *static_cast<std::string*>(target) +=
+            *event + " " + std::to_string(FindValue(info, "text")->AsString()->size()) + " ";
+      });
+  std::string prepared;
+  SetMessagePreparer([&](const std::string& name, const PropertyList::Dictionary& info) {
+    EXPECT_EQ(kAgentEventName, name);
+    prepared += *FindValue(info, "event_name")->AsString() + " ";
+  });
+  fake_.messageQueue.Hold(true);
+  const auto deliver = [&](const char* event, std::size_t size) {
+    fake_.transport.DeliverEvent(event, {{"text", PropertyList(std::string(size, 'x'))}});
+  };
+  deliver("small", 1000);
+  EXPECT_EQ("small 1000 ", posted);
+  EXPECT_FALSE(fake_.transport.paused);
+  deliver("large", 2'000'000);
+  EXPECT_TRUE(fake_.transport.paused);
+  fake_.messageQueue.RunAll();
+  EXPECT_EQ("large ", prepared) << "before it is posted";
+  EXPECT_EQ("small 1000 ", posted);
+  fake_.runLoop.RunPosted();
+  EXPECT_EQ("small 1000 large 2000000 ", posted);
+  EXPECT_FALSE(fake_.transport.paused);
+
+  // An Agent that comes meanwhile waits, too.
+  deliver("last", 2'000'000);
+  fake_.transport.Invalidate();
+  EXPECT_TRUE(IsBridgeConnected() && fake_.transport.paused);
+  HoldAgentMessages();
+  fake_.messageQueue.RunAll();
+  fake_.runLoop.RunPosted();
+  EXPECT_TRUE(posted.ends_with("last 2000000 ")) << posted;
+  EXPECT_TRUE(fake_.transport.paused) << "an observer has not done";
+  ReleaseAgentMessages();
+  EXPECT_FALSE(fake_.transport.paused);
+  SetMessagePreparer(nullptr);
+  RemoveAgentObserver(&observer);
 }
 
 }  // namespace

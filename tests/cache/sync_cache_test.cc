@@ -125,6 +125,36 @@ TEST_F(SyncCacheTest, RepaintsInSlicesWhateverBecomesOfTheFolder) {
   EXPECT_EQ(Badge("/w/b"), "");
 }
 
+TEST_F(SyncCacheTest, ALongListIsRepaintedInTurnsWhileTheAgentWaits) {
+  std::vector<ListRecord> records(40'000);
+  for (std::size_t i = 0; i < records.size(); ++i) records[i].name = std::to_string(i);
+  const std::string text = ListText(records);  // prepared aside, as it is large
+  SendListText("/w", text.substr(0, text.size() - 6));
+  fake_.runLoop.RunPosted();
+  EXPECT_EQ(LogCount("SyncStatusListResponse exception: "), 1);
+  SendListText("/w", text);
+  fake_.runLoop.RunPosted();
+  EXPECT_EQ(fake_.finder.current.size(), records.size());
+  EXPECT_FALSE(fake_.transport.paused);
+
+  std::size_t first = 0;
+  fake_.finder.current.clear();
+  fake_.finder.before = [&] {
+    fake_.clock.Turn(seconds(1));
+    fake_.runLoop.Post([&] {
+      first = fake_.finder.current.size();
+      EXPECT_TRUE(fake_.transport.paused);
+      cache().RefreshAll();
+    });
+  };
+  SendListText("/w", text);
+  fake_.runLoop.RunPosted();
+  EXPECT_GT(first, 0u);
+  EXPECT_LT(first, records.size());
+  EXPECT_EQ(fake_.finder.current.size(), first + 1) << "and the folder, which is forgotten";
+  EXPECT_FALSE(fake_.transport.paused);
+}
+
 TEST_F(SyncCacheTest, ResetForgetsAllAndRepaintsTheFolders) {
   SendList("/w", {{.name = "a"}});
   SendList("/w/d", {{.name = "b"}});

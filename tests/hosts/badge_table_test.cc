@@ -234,6 +234,23 @@ TEST_F(BadgeTableTest, TenThousandBadgesTakeFewSignalsOfBoundedSize) {
   EXPECT_EQ(3U, signals_.size());
 }
 
+TEST_F(BadgeTableTest, ManyNewsAreSignalledInTurnsOnWhichNewerOnesWait) {
+  std::vector<std::string> names(40'000);
+  for (std::size_t i = 0; i < names.size(); ++i) names[i] = std::to_string(i);
+  Ask("c", names);
+  for (const std::string& name : names) Change(name, '2');
+  runLoop_.Post([&] {
+    EXPECT_EQ(1U, signals_.size());
+    Change(names[0], '3');
+  });
+  std::size_t signalled = 0;
+  for (const Badges& badges : TurnEnds()) signalled += badges.size();
+  EXPECT_EQ(signalled, names.size());
+  signals_.clear();
+  runLoop_.Advance(BadgeTable::kSignalInterval);
+  EXPECT_EQ((std::vector<Badges>{{{names[0], '3'}}}), signals_);
+}
+
 TEST_F(BadgeTableTest, ANameThatWaitedForSomebodyWhoLeftIsNoNewsForOthers) {
   cache_ = {{"/w/x", '1'}, {"/w/y", '1'}};
   EXPECT_EQ("11", Ask("first", {"x", "y"}));

@@ -20,8 +20,8 @@ class DescriptionNewsTest : public StartedExtension {
     cache().GetStatus("/w/a");
     SendList("/w", {{.name = "a"}, {.name = "b"}, {.name = "c"}});
   }
-  void onItemsChanged(const std::string& path, bool isList) override {
-    news_.NoteChange(path, isList);
+  void onItemsChanged(const std::string& path, const CSyncStatusListResponse* list) override {
+    list == nullptr ? news_.NoteChange(path) : news_.NoteList(*list);
   }
   void onFoldersSwept(const std::vector<std::string>&) override {
     news_.Swept(
@@ -42,6 +42,8 @@ class DescriptionNewsTest : public StartedExtension {
     return std::exchange(signals_, {});
   }
 
+  static constexpr std::size_t kMaxTold = 8'000;
+
   std::vector<std::string> signals_;
   DescriptionNews news_{
       fake_.runLoop, fake_.clock,
@@ -51,7 +53,8 @@ class DescriptionNewsTest : public StartedExtension {
       [this](const std::string& folder, const std::string& names) {
         std::string& line = signals_.emplace_back(folder + ": " + names);
         std::replace(line.begin(), line.end(), '\0', ' ');
-      }};
+      },
+      kMaxTold};
 };
 
 using Lines = std::vector<std::string>;
@@ -77,12 +80,19 @@ TEST_F(DescriptionNewsTest, TellsOfNewWordsInFoldersThatWereAskedAboutTwiceASeco
   fake_.runLoop.Advance(milliseconds{1});
   EXPECT_EQ(Lines{"/w: b "}, std::exchange(signals_, {}));
 
-  SendList("/w", {{.name = "a", .lock = 1, .lockHolder = "Bob"}});
+  const ListRecord ofBob = {.name = "a", .lock = 1, .lockHolder = "Bob"};
+  const ListRecord ofEve = {.name = "b", .lock = 1, .lockHolder = "Eve"};
+  SendList("/w", {ofBob, ofEve});
   EXPECT_EQ(Lines{"/w: b "}, Signals());
-  SendList("/w", {{.name = "a", .lock = 1, .lockHolder = "Bob"}, {.name = "new"}});
+  SendList("/w", {ofBob, ofEve, {.name = "new"}});
   EXPECT_EQ(Lines{}, Signals()) << "a list that says of a and b what is known";
+  SendList("/w", {ofEve});
+  EXPECT_EQ(Lines{"/w: "}, Signals()) << "something is missing";
+  Ask("one", {"a", "b"});
+  SendList("/w", {ofEve});
+  EXPECT_EQ(Lines{}, Signals()) << "as it was";
   cache().OnSyncStatusReset();
-  news_.NoteChange({}, false);
+  news_.NoteChange({});
   EXPECT_EQ(Lines{"/w: "}, Signals());
 }
 
@@ -90,19 +100,55 @@ TEST_F(DescriptionNewsTest, FloodOfNewsTakesTwoSignals) {
   Ask("one", {"a"});
   Lock("a", "Eve");
   fake_.runLoop.RunPosted();
-  for (int i = 0; i < 5000; ++i) news_.NoteChange("/w/" + std::to_string(i), false);
+  for (int i = 0; i < 5000; ++i) news_.NoteChange("/w/" + std::to_string(i));
   EXPECT_EQ((Lines{"/w: a ", "/w: "}), Signals());
   for (std::size_t i = 0; i < DescriptionNews::kMaxNames; ++i) {
-    news_.NoteChange("/w/" + std::to_string(i), false);
+    news_.NoteChange("/w/" + std::to_string(i));
   }
   const Lines signals = Signals();
   ASSERT_EQ(1U, signals.size());
   EXPECT_EQ(DescriptionNews::kMaxNames + 1, std::ranges::count(signals[0], ' ')) << "each named";
-  SendList("/w", {{.name = "a", .lock = 1, .lockHolder = "Eve"}});
-  EXPECT_EQ(Lines{}, Signals());
-  Ask("one", {"another"});
-  SendList("/w", {{.name = "a", .lock = 1, .lockHolder = "Eve"}});
-  EXPECT_EQ(Lines{"/w: "}, Signals()) << "too many to be compared";
+}
+
+TEST_F(DescriptionNewsTest, ListsOfLargeFoldersAreComparedInTurns) {
+  std::vector<ListRecord> records;
+  for (int i = 0; i < 6'000; ++i) records.push_back({.name = "n" + std::to_string(i)});
+  SendList("/w", records);
+  std::vector<std::string_view> names;
+  for (const ListRecord& record : records) names.push_back(record.name);
+  Ask("one", names);
+  const auto change = [&](std::size_t from, std::size_t to, const std::string& owner) {
+    for (std::size_t i = from; i < to; ++i) {
+      records[i].lock = 1;
+      records[i].lockHolder = owner;
+    }
+    SendList("/w", records);
+  };
+  change(0, 0, "");
+  EXPECT_EQ(Lines{}, Signals()) << "the same list";
+  change(5'999, 6'000, "Eve");
+  EXPECT_EQ(Lines{"/w: n5999 "}, Signals());
+
+  // What comes between two turns.
+  change(7, 8, "Eve");
+  fake_.runLoop.Post([&] {
+    Ask("one", {"n7", "n5998", "never there"});
+    Lock("n9", "Bob");
+  });
+  EXPECT_EQ(Lines{"/w: n9 "}, Signals()) << "somebody has asked for the other";
+  change(9, 10, "Bob");
+  fake_.runLoop.Post([&] {
+    Ask("two", {"n3"});
+    change(11, 12, "Bob");
+  });
+  EXPECT_EQ(Lines{"/w: n11 "}, Signals()) << "the newer list";
+  records.erase(records.begin() + 5'000);
+  change(0, 0, "");
+  fake_.runLoop.Post([&] { Ask("two", {"n5000"}); });
+  EXPECT_EQ(Lines{"/w: "}, Signals()) << "the other client has not been told that it is missing";
+  Ask("one", names);
+  change(0, DescriptionNews::kMaxNames + 1, "Ann");
+  EXPECT_EQ(Lines{"/w: "}, Signals());
 }
 
 TEST_F(DescriptionNewsTest, WhatAReplyDoesNotContainIsToldAfterIt) {
@@ -120,7 +166,8 @@ TEST_F(DescriptionNewsTest, WhatAReplyDoesNotContainIsToldAfterIt) {
   // The same with a list: which items it concerns is known only when the reply is handed out.
   news_.Ask("one", "/w");
   const WordsOfItems older = extension_->describeItems("/w", {"b"});
-  SendList("/w", {{.name = "b", .lock = 1, .lockHolder = "Bob"}});
+  SendList("/w", {{.name = "a", .lock = 1, .lockHolder = "Ann"},
+                  {.name = "b", .lock = 1, .lockHolder = "Bob"}});
   EXPECT_EQ(Lines{"/w: a "}, Signals());
   news_.Answer("one", "/w", {"b"}, older, [](const WordsOfItems&) {});
   EXPECT_EQ(Lines{"/w: b "}, Signals());
@@ -129,9 +176,9 @@ TEST_F(DescriptionNewsTest, WhatAReplyDoesNotContainIsToldAfterIt) {
   Ask("one", {"a"});
   cache().UpdateItem("/w/a", "", 0, sync::ESyncItemStatus{1}, {}, "", 0, "", {}, {}, false);
   Ask("two", {"a"});
-  news_.NoteChange("/w/a", false);
+  news_.NoteChange("/w/a");
   EXPECT_EQ(Lines{"/w: a "}, Signals());
-  news_.NoteChange("/w/a", false);
+  news_.NoteChange("/w/a");
   EXPECT_EQ(Lines{}, Signals());
 }
 
@@ -181,14 +228,14 @@ TEST_F(DescriptionNewsTest, TheSweepSparesWhatIsBeingAnsweredAndMakesRoom) {
 
 TEST_F(DescriptionNewsTest, WhereTooMuchWasToldAllNewsIsTold) {
   std::vector<std::string> names;
-  for (std::size_t i = 0; i <= DescriptionNews::kMaxTold; ++i) names.push_back(std::to_string(i));
+  for (std::size_t i = 0; i <= kMaxTold; ++i) names.push_back(std::to_string(i));
   const std::vector<std::string_view> views(names.begin(), names.end());
   news_.Ask("one", "/w");
   news_.Answer("one", "/w", views, {{{}}, std::vector<std::uint32_t>(views.size())},
                [](const WordsOfItems&) {});
   EXPECT_EQ(0U, news_.Told());
   for (int i = 0; i < 2; ++i) {
-    news_.NoteChange("/w/7", false);
+    news_.NoteChange("/w/7");
     EXPECT_EQ(Lines{"/w: 7 "}, Signals());
   }
   SendList("/w", {{.name = "a"}});

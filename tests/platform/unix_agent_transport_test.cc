@@ -274,6 +274,23 @@ TEST_F(UnixAgentTransportTest, WholeMessagesComeBeforeTheEndOfTheConnection) {
   EXPECT_EQ("one ", trace_);
 }
 
+TEST_F(UnixAgentTransportTest, APausedPortTellsNothingAndThenAllInOrder) {
+  Connect();
+  onMessage_ = [this](const std::string& name) {
+    if (name == "one") port_->Pause(true);
+  };
+  Write(EncodeMessageFrame("one", "") + EncodeMessageFrame("two", ""));
+  EXPECT_TRUE(Wait([&] { return trace_ == "one "; })) << trace_;
+  Write(EncodeMessageFrame("three", ""));
+  agent_.Reset();
+  const int ticks = ticks_;
+  EXPECT_TRUE(Wait([&] { return ticks_ > ticks + 20; }));
+  EXPECT_EQ("one ", trace_);
+  port_->Pause(false);
+  EXPECT_TRUE(Wait([&] { return port_ == nullptr; }));
+  EXPECT_EQ("one two three invalid ", trace_);
+}
+
 TEST_F(UnixAgentTransportTest, LoopTurnedInsideADeliveryGoesOnInOrder) {
   Connect();
   onMessage_ = [this](const std::string& name) {

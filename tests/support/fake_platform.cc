@@ -113,6 +113,7 @@ class FakeTransport::Port : public AgentPort {
                                                 {"undecodable", PropertyList(true)}})});
   }
   std::size_t OutgoingBytes() const override { return owner_.outgoingBytes; }
+  void Pause(bool paused) override { owner_.paused = paused; }
   std::string Description() const override { return "fake port"; }
 
  private:
@@ -123,6 +124,7 @@ std::unique_ptr<AgentPort> FakeTransport::portForName(const std::string& name,
                                                       AgentPortDelegate& delegate) {
   ++lookups;
   lookedUpName = name;
+  paused = false;
   if (!present) return nullptr;
   auto port = std::make_unique<Port>(*this);
   port_ = port.get();

@@ -131,6 +131,7 @@ class FakeTransport : public AgentTransport {
   std::vector<Sent> sent;
 
   bool Connected() const { return port_ != nullptr; }
+  bool paused = false;  // what is delivered then comes as if the Agent did not wait
   // To the extension.
   void Deliver(const std::string& name, const PropertyList::Dictionary& info);
   void DeliverEvent(const std::string& eventName, PropertyList::Dictionary info = {});
@@ -288,6 +289,7 @@ struct FakePlatform {
   FakeRunLoop runLoop{clock};
   FakeBackgroundQueue settingsQueue;
   FakeBackgroundQueue accountsQueue;
+  FakeBackgroundQueue messageQueue;
   FakeTransport transport;
   FakeFinderController finder;
   FakeSecretStore secrets;
@@ -297,8 +299,9 @@ struct FakePlatform {
   FakeHttpClient http;
   FakeDesktop desktop;
   FakeDialogs dialogs;
-  Platform platform{clock,    runLoop,   settingsQueue, accountsQueue, transport, finder, secrets,
-                    defaults, systemLog, threads,       http,          desktop,   dialogs};
+  Platform platform{clock,     runLoop, settingsQueue, accountsQueue, messageQueue,
+                    transport, finder,  secrets,       defaults,      systemLog,
+                    threads,   http,    desktop,       dialogs};
 };
 
 }  // namespace kelvo::test

@@ -73,8 +73,8 @@ class StartedExtension : public Fixture, public FinderSync::Observer {
 
   void onAgentConnected(bool connected) override { connections_.push_back(connected); }
   void onMenusChanged() override { ++menusChanged_; }
-  void onItemsChanged(const std::string& path, bool isList) override {
-    changedItems_.push_back(path + (isList ? "/*" : ""));
+  void onItemsChanged(const std::string& path, const CSyncStatusListResponse* list) override {
+    changedItems_.push_back(path + (list == nullptr ? "" : "/*"));
   }
   void onPublicLinksChanged() override { ++publicLinksChanged_; }
   void onFoldersSwept(const std::vector<std::string>& folders) override {
