@@ -30,23 +30,21 @@ BadgeStore::Answer BadgeStore::Lookup(std::string_view path) {
   folder->lastUse = clock_.Monotonic();
   if (folder->resting) Wake(*folder);
 
-  auto at = folder->items.find(name);
-  if (at == folder->items.end()) {
+  Item* item = folder->items.Find(name);
+  if (item == nullptr) {
     if (itemCount_ >= kMaxItems) return {};
-    at = folder->items.emplace(name, Item{}).first;
+    item = &folder->items.Add(name);
     ++itemCount_;
-    at->second.folder = folder;
-    at->second.name = &at->first;
+    item->folder = folder;
     if (folder->sweepAt == kNever) folder->sweepAt = folder->lastUse + kLinger;
-    if (present_ && InScope(*folder, at->first)) Enqueue(at->second);
+    if (present_ && InScope(*folder, name)) Enqueue(*item);
     WorkBy(folder->sweepAt);
     surroundings_.WorkSoon();
   }
-  Item& item = at->second;
-  item.used = true;
-  item.told = item.badge;
-  item.repaint = false;
-  return {item.badge, &item, item.description ? item.description.get() : &NoDescription()};
+  item->used = true;
+  item->told = item->badge;
+  item->repaint = false;
+  return {item->badge, item, item->description ? item->description.get() : &NoDescription()};
 }
 
 void BadgeStore::Retain(Item* item) {
@@ -84,7 +82,7 @@ void BadgeStore::ExtensionVanished() {
   for (auto& [path, folder] : folders_) {
     folder->observed = false;
     StopAsking(*folder);
-    for (auto& [name, item] : folder->items) {
+    for (Item& item : folder->items) {
       unconfirmed = unconfirmed || item.stale;
       item.stale = item.badge != kNoBadge;
       item.staleDescription = item.description != nullptr;
@@ -131,7 +129,7 @@ void BadgeStore::OnAnswer(const std::string& path, std::uint64_t ticket,
     const BadgeByte badge = ValidBadge((*badges)[i]);
     // An extension that has just been started knows nothing yet and says so.
     if (badge == kNoBadge && item.stale) continue;
-    if (InScope(folder, *item.name)) SetBadge(item, badge);
+    if (InScope(folder, item.Name())) SetBadge(item, badge);
   }
   if (failed) {
     folder.notBefore = clock_.Monotonic() + folder.delay;
@@ -146,23 +144,18 @@ void BadgeStore::OnBadgesChanged(std::string_view path, std::string_view entries
   const auto at = folders_.find(path);
   if (at == folders_.end()) return;
   Folder& folder = *at->second;
-  while (entries.size() > 1) {
-    const std::size_t end = entries.find('\0', 1);
-    if (end == std::string_view::npos) break;
-    const auto found = folder.items.find(entries.substr(1, end - 1));
-    if (found != folder.items.end() && InScope(folder, found->first)) {
-      const BadgeByte badge = ValidBadge(entries.front());
-      if (badge != found->second.badge) EnqueueDescription(found->second);
-      SetBadge(found->second, badge);
-    }
-    entries.remove_prefix(end + 1);
-  }
+  folder.items.ForEachNamed(entries, 1, [&](Item& item, const char* entry) {
+    if (!InScope(folder, item.Name())) return;
+    const BadgeByte badge = ValidBadge(*entry);
+    if (badge != item.badge) EnqueueDescription(item);
+    SetBadge(item, badge);
+  });
   surroundings_.WorkSoon();
 }
 
 void BadgeStore::TellAll() {
   for (auto& [path, folder] : folders_) {
-    for (auto& [name, item] : folder->items) {
+    for (Item& item : folder->items) {
       if (item.badge == kNoBadge) continue;
       item.repaint = true;
       MarkChanged(item);
@@ -196,7 +189,7 @@ BadgeStore::Folder* BadgeStore::FindOrAdd(std::string_view path) {
   return lastFolder_ = folders_.emplace(key, std::move(folder)).first->second.get();
 }
 
-bool BadgeStore::InScope(const Folder& folder, const std::string& name) const {
+bool BadgeStore::InScope(const Folder& folder, std::string_view name) const {
   switch (folder.relation) {
     case Relation::kInside:
       return true;
@@ -211,9 +204,9 @@ void BadgeStore::Rescope(Folder& folder) {
   const Relation former = std::exchange(folder.relation, directories_.RelationOf(folder.path));
   if (former == folder.relation && former != Relation::kHoldsWatched) return;
   folder.askAgainAt = kNever;
-  for (auto& [name, item] : folder.items) {
+  for (Item& item : folder.items) {
     // A returning extension names its folders a little later: what is stale is left to the grace.
-    if (InScope(folder, name)) continue;
+    if (InScope(folder, item.Name())) continue;
     if (!item.stale) SetBadge(item, kNoBadge);
     if (!item.staleDescription) SetDescription(item, nullptr);
   }
@@ -223,8 +216,8 @@ void BadgeStore::Rescope(Folder& folder) {
 void BadgeStore::AskAgain(Folder& folder) {
   folder.askAgainAt = kNever;
   if (folder.relation == Relation::kOutside || folder.resting) return;
-  for (auto& [name, item] : folder.items) {
-    if (InScope(folder, name)) Enqueue(item);
+  for (Item& item : folder.items) {
+    if (InScope(folder, item.Name())) Enqueue(item);
   }
 }
 
@@ -265,7 +258,7 @@ void BadgeStore::DropUnshown() {
     }
     if (folder.observed) surroundings_.EndObserving(folder.path);
     std::erase_if(changed_, [&](const Item* item) { return item->folder == &folder; });
-    itemCount_ -= folder.items.size();
+    itemCount_ -= folder.items.Size();
     if (lastFolder_ == &folder) lastFolder_ = nullptr;
     at = folders_.erase(at);
   }
@@ -286,7 +279,7 @@ void BadgeStore::RestSurplus() {
 void BadgeStore::Rest(Folder& folder) {
   folder.resting = true;
   StopAsking(folder);
-  for (auto& [name, item] : folder.items) {
+  for (Item& item : folder.items) {
     item.repaint = true;
     MarkChanged(item);
   }
@@ -305,24 +298,30 @@ void BadgeStore::StopAsking(Folder& folder) {
   folder.queue.clear();
   folder.askAgainAt = kNever;
   folder.notBefore = Milliseconds{0};
-  for (auto& [name, item] : folder.items) item.queued = false;
+  for (Item& item : folder.items) item.queued = false;
   StopDescribing(folder);
 }
 
 // Forgets the items of a shown folder that are gone, lest names that come and go pile up.
 void BadgeStore::SweepItems(Folder& folder) {
   bool left = false;
-  for (auto& [name, item] : folder.items) {
+  std::size_t goes = 0;
+  for (Item& item : folder.items) {
     const bool used = std::exchange(item.used, false);
     item.gone = item.holders == 0 && !used && !item.changed;
+    goes += item.gone;
     left = left || (item.holders == 0 && !item.gone);
   }
-  const auto isGone = [](const Item* item) { return item != nullptr && item->gone; };
-  std::erase_if(folder.queue, isGone);
-  std::erase_if(folder.describing.queue, isGone);
-  std::replace_if(folder.asked.begin(), folder.asked.end(), isGone, nullptr);
-  std::replace_if(folder.describing.asked.begin(), folder.describing.asked.end(), isGone, nullptr);
-  itemCount_ -= std::erase_if(folder.items, [](const auto& entry) { return entry.second.gone; });
+  if (goes > 0) {
+    const auto isGone = [](const Item* item) { return item != nullptr && item->gone; };
+    Folder::Describing& describing = folder.describing;
+    std::erase_if(folder.queue, isGone);
+    std::erase_if(describing.queue, isGone);
+    std::replace_if(folder.asked.begin(), folder.asked.end(), isGone, nullptr);
+    std::replace_if(describing.asked.begin(), describing.asked.end(), isGone, nullptr);
+    folder.items.EraseGone();
+    itemCount_ -= goes;
+  }
   folder.sweepAt = left ? clock_.Monotonic() + kLinger : kNever;
 }
 
@@ -330,7 +329,7 @@ void BadgeStore::EndGrace() {
   if (!staleSince_ || clock_.Monotonic() < GraceEnd()) return;
   staleSince_.reset();
   for (auto& [path, folder] : folders_) {
-    for (auto& [name, item] : folder->items) {
+    for (Item& item : folder->items) {
       if (item.stale) SetBadge(item, kNoBadge);
       if (item.staleDescription) SetDescription(item, nullptr);
     }
@@ -374,8 +373,8 @@ std::string BadgeStore::TakeNames(Folder& folder, std::vector<Item*>& queue,
   while (taken < queue.size() && asked.size() < kNamesPerRequest) {
     Item* const item = queue[taken++];
     item->*waits = false;
-    if (!InScope(folder, *item->name)) continue;
-    names.append(*item->name).push_back('\0');
+    if (!InScope(folder, item->Name())) continue;
+    names.append(item->Name()).push_back('\0');
     asked.push_back(item);
   }
   queue.erase(queue.begin(), queue.begin() + static_cast<std::ptrdiff_t>(taken));
@@ -391,7 +390,7 @@ void BadgeStore::TellSome() {
     item->changed = false;
     const bool repaint = std::exchange(item->repaint, false);
     if (repaint || item->badge != item->told) {
-      surroundings_.BadgeChanged(item->folder->path, *item->name);
+      surroundings_.BadgeChanged(item->folder->path, std::string(item->Name()));
     }
   }
 }

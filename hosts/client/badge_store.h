@@ -130,7 +130,7 @@ class BadgeStore {
       std::unordered_map<std::string, std::unique_ptr<Folder>, PathHash, std::equal_to<>>;
 
   Folder* FindOrAdd(std::string_view path);
-  bool InScope(const Folder& folder, const std::string& name) const;
+  bool InScope(const Folder& folder, std::string_view name) const;
   void Rescope(Folder& folder);
   void AskAgain(Folder& folder);
   void StopAsking(Folder& folder);

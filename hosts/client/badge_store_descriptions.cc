@@ -25,7 +25,7 @@ void BadgeStore::OnDescribed(const std::string& path, std::uint64_t ticket,
     DescriptionPool::Ptr description = descriptions_.Intern(answer->descriptions[answer->which[i]]);
     // An extension that has just been started knows nothing yet and says so.
     if (!description && item.staleDescription) continue;
-    if (InScope(folder, *item.name)) SetDescription(item, std::move(description));
+    if (InScope(folder, item.Name())) SetDescription(item, std::move(description));
   }
   Milliseconds& delay = folder.describing.delay;
   if (failed) folder.describing.notBefore = clock_.Monotonic() + delay;
@@ -37,7 +37,7 @@ void BadgeStore::CannotDescribe() {
   describes_ = false;
   for (auto& [path, folder] : folders_) {
     StopDescribing(*folder);
-    for (auto& [name, item] : folder->items) SetDescription(item, nullptr);
+    for (Item& item : folder->items) SetDescription(item, nullptr);
   }
   surroundings_.WorkSoon();
 }
@@ -47,15 +47,9 @@ void BadgeStore::OnDescriptionsChanged(std::string_view path, std::string_view n
   if (at == folders_.end()) return;
   Folder& folder = *at->second;
   if (names.empty()) {
-    for (auto& [name, item] : folder.items) EnqueueDescription(item);
+    for (Item& item : folder.items) EnqueueDescription(item);
   }
-  while (!names.empty()) {
-    const std::size_t end = names.find('\0');
-    if (end == std::string_view::npos) break;
-    const auto found = folder.items.find(names.substr(0, end));
-    if (found != folder.items.end()) EnqueueDescription(found->second);
-    names.remove_prefix(end + 1);
-  }
+  folder.items.ForEachNamed(names, 0, [&](Item& item, const char*) { EnqueueDescription(item); });
   surroundings_.WorkSoon();
 }
 
@@ -63,7 +57,7 @@ void BadgeStore::OnDescriptionsChanged(std::string_view path, std::string_view n
 // answer says may be older than the change.
 void BadgeStore::EnqueueDescription(Item& item) {
   Folder& folder = *item.folder;
-  if (!present_ || !describes_ || folder.resting || !InScope(folder, *item.name)) return;
+  if (!present_ || !describes_ || folder.resting || !InScope(folder, item.Name())) return;
   if (!std::exchange(item.toDescribe, true)) folder.describing.queue.push_back(&item);
 }
 
@@ -77,7 +71,7 @@ void BadgeStore::SetDescription(Item& item, DescriptionPool::Ptr description) {
 
 void BadgeStore::StopDescribing(Folder& folder) {
   folder.describing = {};
-  for (auto& [name, item] : folder.items) item.toDescribe = false;
+  for (Item& item : folder.items) item.toDescribe = false;
 }
 
 void BadgeStore::DescribeNext(Folder& folder) {

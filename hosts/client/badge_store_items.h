@@ -1,4 +1,4 @@
-// What a BadgeStore keeps of each folder and item; for its own sources alone.
+// What a BadgeStore keeps of each folder; for its own sources alone.
 #pragma once
 
 #include <algorithm>
@@ -6,31 +6,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "hosts/client/badge_store.h"
-#include "hosts/client/item_descriptions.h"
+#include "hosts/client/item_table.h"
 #include "hosts/client/watched_directories.h"
 
 namespace kelvo {
-
-struct BadgeStore::Item {
-  Folder* folder = nullptr;
-  const std::string* name = nullptr;  // the key of the item in its folder
-  DescriptionPool::Ptr description;
-  std::uint32_t holders = 0;
-  BadgeByte badge = kNoBadge;
-  BadgeByte told = kNoBadge;      // the last answer to the file manager
-  bool stale = false;             // the badge is a former extension's
-  bool queued = false;            // it waits in the folder's queue
-  bool changed = false;           // it waits in changed_
-  bool repaint = false;           // to be told even when the badge is the one told
-  bool used = false;              // looked up since the last sweep
-  bool staleDescription = false;  // the description is a former extension's
-  bool toDescribe = false;        // it waits in the folder's queue for descriptions
-  bool gone = false;              // being swept
-};
 
 struct BadgeStore::Folder {
   // The items to be described, and the call for some of them that is under way.
@@ -43,7 +25,7 @@ struct BadgeStore::Folder {
   };
 
   std::string path;
-  std::unordered_map<std::string, Item, PathHash, std::equal_to<>> items;
+  ItemTable items;
   WatchedDirectories::Relation relation = WatchedDirectories::Relation::kOutside;
   std::size_t holders = 0;  // the sum of the items'
   bool observed = false;    // the present extension was told so

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <optional>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -83,6 +85,19 @@ TEST_F(BadgeStoreTest, TheRootMayBeWatched) {
   Idle();
   EXPECT_EQ(requests_.size(), 2U);
   EXPECT_EQ(begun_.size(), 2U);
+}
+
+TEST_F(BadgeStoreTest, ASignalIsNotMisledByNamesWhoseHashesLookAlike) {
+  constexpr int kNames = 200'000;  // the larger a folder, the shorter the pieces of hash
+  const auto badge = [](int i) { return static_cast<char>('1' + i % 9); };
+  Appear({"/w"});
+  std::string news;
+  for (int i = 0; i < kNames; ++i) {
+    if (i % 2 == 0) Ask("/w/" + std::to_string(i));
+    news.append(1, badge(i)).append(std::to_string(i)).push_back('\0');
+  }
+  store_.OnBadgesChanged("/w", news);
+  for (int i = 0; i < kNames; i += 2) ASSERT_EQ(Ask("/w/" + std::to_string(i)), badge(i));
 }
 
 // Through its parent, which is not observed: nobody tells of changes there.
@@ -298,6 +313,38 @@ TEST_F(ShownBadgeTest, FilesThatComeAndGoInAShownFolderAreForgotten) {
   EXPECT_EQ(Ask("/w/a"), '1');
   EXPECT_EQ(Ask("/w/gone"), kNoBadge);
   EXPECT_TRUE(ended_.empty());
+}
+
+TEST_F(BadgeStoreTest, FilesOfALargeFolderKeepItemAndBadgeWhileOthersComeAndGo) {
+  Appear({"/w"});
+  std::map<std::string, std::pair<BadgeStore::Item*, char>> kept;
+  std::minstd_rand random;
+  for (char badge = '1'; badge <= '6'; ++badge) {
+    for (int i = 0; i < 3000; ++i) {
+      const std::string name = std::to_string(random() % 9000) + std::string(i % 50, 'n');
+      BadgeStore::Item* const item = Show("/w/" + name);
+      const auto [at, isNew] = kept.try_emplace(name, item, kNoBadge);
+      if (!isNew) store_.Release(item);
+      ASSERT_EQ(at->second.first, item);
+      ASSERT_EQ(Ask("/w/" + name), at->second.second);
+    }
+    std::vector<std::pair<char, std::string>> news = {{badge, "never asked for"}};
+    for (auto& [name, known] : kept) {
+      if (random() % 2 == 0) known.second = news.emplace_back(badge, name).first;
+    }
+    Signal("/w", news);
+    Strings gone;
+    std::erase_if(kept, [&](const auto& entry) {
+      if (random() % 8 < static_cast<unsigned>(badge - '0')) return false;
+      store_.Release(entry.second.first);
+      gone.push_back("/w/" + entry.first);
+      return true;
+    });
+    Advance(2 * BadgeStore::kLinger + 1s);
+    for (const std::string& path : gone) ASSERT_EQ(Ask(path), kNoBadge);
+    for (const auto& [name, known] : kept) ASSERT_EQ(Ask("/w/" + name), known.second);
+    Advance(2 * BadgeStore::kLinger + 1s);
+  }
 }
 
 TEST_F(ShownBadgeTest, FilesMayGoWhileTheyAreAskedOrWaitForIt) {
