@@ -21,8 +21,9 @@ std::string TablePath(const std::string& bundle, std::string_view name) {
 }
 
 // nullopt when there is none or, logged, when it is broken.
-std::optional<PropertyList::Dictionary> LoadTable(const std::string& path) {
-  const auto bytes = ReadWholeFile(path);
+std::optional<PropertyList::Dictionary> LoadTable(const std::string& path,
+                                                  const Bundle::FileReader& read) {
+  const auto bytes = read(path);
   if (!bytes) return std::nullopt;
   std::string error = "no dictionary";
   auto table = ReadPropertyList(*bytes, &error);
@@ -64,11 +65,15 @@ ProcessBundle& TheBundle() {
 }  // namespace
 
 Bundle::Bundle(std::string path, const std::vector<std::string>& languages)
+    : Bundle(std::move(path), languages,
+             [](const std::string& file) { return ReadWholeFile(file); }) {}
+
+Bundle::Bundle(std::string path, const std::vector<std::string>& languages, const FileReader& read)
     : path_(std::move(path)) {
-  auto base = LoadTable(TablePath(path_, kBaseLanguage)).value_or(PropertyList::Dictionary());
+  auto base = LoadTable(TablePath(path_, kBaseLanguage), read).value_or(PropertyList::Dictionary());
   for (const std::string& name : TableNames(languages)) {
     const std::string path = TablePath(path_, name);
-    auto table = LoadTable(path);
+    auto table = LoadTable(path, read);
     if (!table) continue;
     DropUnfitTexts(base, path, *table);
     tables_.push_back(*std::move(table));

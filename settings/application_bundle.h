@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -15,9 +16,13 @@ namespace kelvo {
 // Threads: constant after construction; any thread.
 class Bundle {
  public:
+  // The bytes of a file; nothing when there is none.
+  using FileReader = std::function<std::optional<std::string>(const std::string& path)>;
+
   // `languages`: see PreferredLanguages; tables that are missing or broken are skipped (the latter
   // logged).
   Bundle(std::string path, const std::vector<std::string>& languages);
+  Bundle(std::string path, const std::vector<std::string>& languages, const FileReader& read);
 
   const std::string& path() const { return path_; }
   // The file NAME.TYPE of the bundle, or nullopt when there is none.
