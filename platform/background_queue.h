@@ -4,8 +4,8 @@
 
 namespace kelvo {
 
-// A worker that runs blocking work in the order in which it was handed over: whatever waits for a
-// settings file's lock or for the secret store.
+// A worker that runs work in the order in which it was handed over: what waits for a settings
+// file's lock or for the secret store, or takes longer than the main loop may be held.
 class BackgroundQueue {
  public:
   virtual ~BackgroundQueue() = default;
