@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <string_view>
 #include <type_traits>
 
@@ -41,6 +43,15 @@ class CListCursor {
     at_ = taken.next;
     target = static_cast<T>(taken.number);
     return *this;
+  }
+
+  // The next four numbers, if they are what text_number::TakeUsualFour takes; else reads nothing.
+  KELVO_ALWAYS_INLINE bool TakeUsualFour(int (&numbers)[4]) {
+    const text_number::FourTaken taken = text_number::TakeUsualFour(at_, end_);
+    if (taken.next == nullptr) return false;
+    at_ = taken.next;
+    std::copy(std::begin(taken.numbers), std::end(taken.numbers), numbers);
+    return true;
   }
 
   // Whether the text has ended; so it has after a failure.

@@ -11,6 +11,7 @@ constexpr std::size_t kHeadSize = 2 * kIntegerSize;  // message id, component co
 constexpr std::uint32_t kComponentCount = 2;
 constexpr std::size_t kClaimFactor = 8;
 constexpr std::size_t kKeptCapacity = std::size_t{1} << 20;
+constexpr std::size_t kLargeArchive = std::size_t{64} << 10;
 
 void AppendInteger(std::string& out, std::uint32_t value) {
   for (int shift = 24; shift >= 0; shift -= 8) out.push_back(static_cast<char>(value >> shift));
@@ -72,7 +73,7 @@ std::optional<MessageFrameReader::Message> MessageFrameReader::Next() {
     component = pending.substr(end, length);
     end += length;
   }
-  if (components[1].size() > kKeptCapacity && end > pending.size() / 2) {
+  if (components[1].size() > kLargeArchive && end > pending.size() / 2) {
     return TakeLast(std::string(components[0]), components[1].size(), start_ + end);
   }
   Message message{std::string(components[0]), std::string(components[1])};

@@ -49,8 +49,8 @@ class CSyncApi {
   // Calls go to clients in order of joining. Not owned; clients stay for good.
   void AddClient(CSyncApiClient* client) { clients_.push_back(client); }
 
-  // Called on a worker with a large list, as the clients will get it, before they do; what it makes
-  // of it they find in the response. Set once, before any message.
+  // Called with a large list, as the clients will get it, before they do, on a worker as a rule;
+  // what it makes of it they find in the response. Set once, before any message.
   using ListPreparer = std::function<std::shared_ptr<void>(CSyncStatusListResponse& response)>;
   void SetListPreparer(ListPreparer preparer);
 

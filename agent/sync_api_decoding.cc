@@ -48,6 +48,11 @@ std::shared_ptr<const std::string> SharedTextValue(const PropertyList::Dictionar
   return std::make_shared<const std::string>(TextValue(info, key));
 }
 
+// Before the lines of its records, which whoever walks it first logs.
+void LogListOf(const std::string& path) {
+  KELVO_LOG(kLogDebug, "OnSyncStatusListResponse " << path);
+}
+
 // The event's "path" in the file system's form. False for one that no file can have.
 bool ReadPath(const PropertyList::Dictionary& info, std::string* path) {
   const PropertyList* value = FindValue(info, "path");
@@ -109,6 +114,7 @@ void CSyncApi::SetListPreparer(ListPreparer preparer) {
         list.text = SharedTextValue(info, "list");
         try {
           CSyncStatusListResponse response(configuration, path, list.text);
+          LogListOf(path);
           list.made = preparer(response);
           prepared->Keep(std::move(list));
         } catch (const CTextDecodingException&) {
@@ -170,16 +176,18 @@ void CSyncApi::OnSyncStatusList(const PropertyList::Dictionary& userInfo) {
   if (!HasAll(userInfo, {"path", "list"})) return;
   std::string path;
   if (!PathValue(userInfo, &path)) return;
-  KELVO_LOG(kLogDebug, "OnSyncStatusListResponse " << path);
   PreparedLists::List prepared;
   if (prepared_ != nullptr) prepared = prepared_->Take(FindValue(userInfo, "list")->AsString());
-  const auto list = prepared.text != nullptr ? prepared.text : SharedTextValue(userInfo, "list");
+  if (prepared.text == nullptr) {
+    LogListOf(path);
+    prepared.text = SharedTextValue(userInfo, "list");
+  }
   try {
     // The count is read here first, so that a list which cannot be read reaches no client at all.
-    const CSyncStatusListResponse readable(configuration_, path, list);
+    CSyncStatusListResponse readable(configuration_, path, prepared.text);
+    if (prepared.made != nullptr) readable.SetPrepared(prepared.made);
     for (CSyncApiClient* client : clients_) {
-      CSyncStatusListResponse response(configuration_, path, list);
-      response.SetPrepared(prepared.made);
+      CSyncStatusListResponse response = readable;
       client->OnSyncStatusListResponse(response);
     }
   } catch (const CTextDecodingException& exception) {

@@ -30,7 +30,9 @@ bool CSyncStatusListResponse::Next() {
   try {
     ReadRecord();
   } catch (const CTextDecodingException& exception) {
-    KELVO_LOG(kLogError, "SyncStatusListResponse exception: " << exception.what());
+    if (!std::exchange(*isFaultLogged_, true)) {
+      KELVO_LOG(kLogError, "SyncStatusListResponse exception: " << exception.what());
+    }
     remaining_ = 0;
   }
   return true;
@@ -39,8 +41,17 @@ bool CSyncStatusListResponse::Next() {
 void CSyncStatusListResponse::ReadRecord() {
   CListCursor cursor = cursor_;
   int type;
+  cursor >> name_;
+  if (int numbers[4]; cursor.TakeUsualFour(numbers)) {
+    type = numbers[0];
+    status_ = static_cast<sync::ESyncItemStatus>(numbers[1]);
+    permissions_ = static_cast<sync::EItemPermissions>(numbers[2]);
+    denied_ = static_cast<sync::EPermissionsDenied>(numbers[3]);
+  } else {
+    cursor >> type >> status_ >> permissions_ >> denied_;
+  }
   long long itemId;
-  cursor >> name_ >> type >> status_ >> permissions_ >> denied_ >> modifiedBy_ >> fileId_ >> itemId;
+  cursor >> modifiedBy_ >> fileId_ >> itemId;
   itemId_ = itemId;
   folder_ = type == kFolderType;
   if (IsUserMe(modifiedBy_)) modifiedBy_ = {};

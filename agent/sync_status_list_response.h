@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "agent/list_cursor.h"
 #include "agent/sync_enums.h"
@@ -15,7 +16,7 @@ class CFinderConfiguration;
 // The Agent's list of one folder, walked once with Next(). The accessors give the current record;
 // its texts are views into the list's text (or empty), good as long as somebody holds that text.
 //
-// Threads: one at a time. Lifetime: the configuration must outlive it.
+// Threads: one at a time, copies included. Lifetime: the configuration must outlive it.
 class CSyncStatusListResponse {
  public:
   // `path`: the listed folder. `list`: the text, shared by the walks of several clients. Throws
@@ -24,14 +25,18 @@ class CSyncStatusListResponse {
                           std::shared_ptr<const std::string> list);
 
   // Loads the next record; false after the last.
-  // Deliberate: a record that does not decode is logged, answers true half filled, and ends the
-  // walk; the cache stores that record, too.
+  // Deliberate: a record that does not decode is logged, once by all copies of a response, answers
+  // true half filled, and ends the walk; the cache stores that record, too.
   bool Next();
 
   const std::shared_ptr<const std::string>& Text() const { return list_; }
-  // What the client that prepares lists has made of this one, on a worker; null for none.
+  // What the client that prepares lists has made of this one, on a worker; null for none. Whoever
+  // made it has walked the list and logged its fault.
   const std::shared_ptr<void>& Prepared() const { return prepared_; }
-  void SetPrepared(std::shared_ptr<void> prepared) { prepared_ = std::move(prepared); }
+  void SetPrepared(std::shared_ptr<void> prepared) {
+    prepared_ = std::move(prepared);
+    *isFaultLogged_ = true;
+  }
   const std::string& Path() const { return path_; }
   std::string_view Name() const { return name_; }
   std::string_view FileId() const { return fileId_; }
@@ -57,6 +62,7 @@ class CSyncStatusListResponse {
   std::shared_ptr<void> prepared_;
   CListCursor cursor_;
   std::uint64_t remaining_ = 0;
+  std::shared_ptr<bool> isFaultLogged_ = std::make_shared<bool>(false);
   std::string_view name_;
   sync::ESyncItemStatus status_{};
   sync::ESyncItemLock lock_{};

@@ -83,13 +83,18 @@ inline std::uint64_t Load(const char* bytes) {
   return block;
 }
 
+inline constexpr std::uint64_t kZeros = 0x3030303030303030;  // eight digits 0
+
+// The highest bit of each byte of `values`, a block of text less kZeros, that is no digit. Behind
+// one that carries over, a 9 may be taken for one, too; never anything else for a digit.
+inline std::uint64_t NotDigits(std::uint64_t values) {
+  return ((values + 0x7676767676767676) | values) & 0x8080808080808080;
+}
+
 // Digits at the start of a block of text, all eight at once.
 struct Digits {
-  explicit Digits(std::uint64_t block) : values(block ^ 0x3030303030303030) {
-    // A byte above 9 gets its highest bit; what it carries over reaches only bytes behind it.
-    const std::uint64_t others = ((values + 0x7676767676767676) | values) & 0x8080808080808080;
-    bits = std::countr_zero(others) & ~7;
-  }
+  explicit Digits(std::uint64_t block)
+      : values(block ^ kZeros), bits(std::countr_zero(NotDigits(values)) & ~7) {}
   // Only for at least one digit.
   std::uint64_t Number() const {
     constexpr std::uint64_t kEveryFourth = 0x000000FF000000FF;
@@ -140,6 +145,26 @@ KELVO_ALWAYS_INLINE Taken TakePlain(const char* at, const char* end) {
   const Taken taken = TakeLong(at);
   if (taken.number > static_cast<std::uint64_t>(std::numeric_limits<T>::max())) return {nullptr, 0};
   return taken;
+}
+
+// Four numbers in a row of one, one, four and one digit, as "1:0:1064:0:" has them; recognised in
+// one look, since nearly every record has such a row. Takes nothing of any other form.
+struct FourTaken {
+  const char* next;  // as in Taken
+  int numbers[4];
+};
+
+KELVO_ALWAYS_INLINE FourTaken TakeUsualFour(const char* at, const char* end) {
+  if (end - at < 2 * kBlock) return {nullptr, {}};
+  const std::uint64_t values = Load(at) ^ kZeros;
+  const unsigned last = static_cast<unsigned char>(at[9]) - unsigned{'0'};
+  // Others than digits are the second and the fourth, and behind these the first and the third.
+  const bool isUsual =
+      NotDigits(values) == 0x80008000 && !IsDigit(at[8]) && last <= 9 && !IsDigit(at[10]);
+  if (!isUsual) return {nullptr, {}};
+  const auto digit = [values](int byte) { return static_cast<int>(values >> 8 * byte & 0xFF); };
+  const int four = digit(4) * 1000 + digit(5) * 100 + digit(6) * 10 + digit(7);
+  return {at + 11, {digit(0), digit(2), four, static_cast<int>(last)}};
 }
 
 }  // namespace kelvo::text_number

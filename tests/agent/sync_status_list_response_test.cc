@@ -93,11 +93,14 @@ TEST_F(SyncStatusListResponseTest, CutListEndsWithOneHalfRecord) {
   for (std::size_t size = 2; size < text.size(); ++size) {
     const int before = LogCount("SyncStatusListResponse exception: kelvo::CTextDecoder &");
     CSyncStatusListResponse list = Walk(text.substr(0, size));
+    CSyncStatusListResponse again = list;
     int records = 0;
     while (list.Next()) ++records;
     const int whole =
         size < RecordText({.name = "a", .modifiedBy = "x", .fileId = "1"}).size() + 2 ? 0 : 1;
     EXPECT_EQ(whole + 1, records) << size;
+    while (again.Next()) --records;
+    EXPECT_EQ(0, records) << size;
     EXPECT_EQ(before + 1, LogCount("SyncStatusListResponse exception: kelvo::CTextDecoder &"));
     EXPECT_FALSE(list.Next());
   }
