@@ -1,5 +1,7 @@
 #include "agent/notifications_bridge.h"
 
+#include <functional>
+#include <memory>
 #include <utility>
 
 #include "agent/keyed_archive.h"
@@ -204,8 +206,9 @@ void NotificationsBridge::handlePortMessage(AgentPort& port, std::string name,
     return deliver(name, info, error);
   }
   holdMessages();
-  worker_->Async([alive = alive_, &runLoop = runLoop_, prepare = preparer_, name = std::move(name),
-                  archive = std::make_shared<std::string>(std::move(archive))] {
+  std::function<void()> prepare = [alive = alive_, &runLoop = runLoop_, prepare = preparer_,
+                                   name = std::move(name),
+                                   archive = std::make_shared<std::string>(std::move(archive))] {
     std::string fault;
     auto info = std::make_shared<const std::optional<PropertyList::Dictionary>>(
         DecodeKeyedArchive(std::move(*archive), &fault));
@@ -216,7 +219,10 @@ void NotificationsBridge::handlePortMessage(AgentPort& port, std::string name,
       (*alive)->releaseMessages();
       (*alive)->deliver(name, *info, fault);
     });
-  });
+  };
+  if (worker_->TryAsync(prepare)) return;
+  KELVO_LOG(kLogWarning, "no thread for a large message of the Agent: the main loop unpacks it");
+  prepare();
 }
 
 void NotificationsBridge::deliver(const std::string& name,

@@ -53,7 +53,8 @@ struct AgentContact {
   std::string lastMessage = {};
 };
 
-// Gets a large message on a worker, before the loop does; only what it is given is safe to use.
+// Gets a large message before the loop does, as a rule on a worker; only what it is given is safe
+// to use.
 using MessagePreparer =
     std::function<void(const std::string& name, const PropertyList::Dictionary& info)>;
 
@@ -64,7 +65,8 @@ using MessagePreparer =
 class NotificationsBridge final : private AgentPortDelegate {
  public:
   // Looks for the Agent at once, so the delegate may be called before the constructor returns.
-  // `worker` decodes large messages, while later ones wait in order; null leaves that to the loop.
+  // `worker` decodes large messages, while later ones wait in order; the loop does it when that is
+  // null or has no thread.
   NotificationsBridge(NotificationsBridgeDelegate* delegate, std::string id,
                       const CFinderConfiguration* config, AgentTransport& transport,
                       RunLoop& runLoop, const Clock& clock, BackgroundQueue* worker);

@@ -12,7 +12,7 @@ namespace kelvo {
 namespace {
 
 // Ordering so many by item id would be felt on the main loop at the first rename.
-constexpr std::size_t kLargeList = 100'000;
+constexpr std::size_t kLargeList = 20'000;
 
 void LogRecord(const CSyncStatusListResponse& record) {
   KELVO_LOG(kLogDebug, "OnSyncStatusListResponse name "
@@ -47,9 +47,14 @@ PreparedList PrepareList(CSyncStatusListResponse& response) {
     LogRecord(response);
   }
   items.FinishAppending();
-  if (items.Size() >= kLargeList) items.OrderByItemId();
   SyncCacheNames names = items.SortedNames();
   return {response.Path(), std::move(items), std::move(names)};
+}
+
+PreparedList PrepareListAside(CSyncStatusListResponse& response) {
+  PreparedList list = PrepareList(response);
+  if (list.items.Size() >= kLargeList) list.items.OrderByItemId();
+  return list;
 }
 
 ListRepaint::ListRepaint(const std::string& directory, SyncCacheNames names)

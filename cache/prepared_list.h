@@ -19,6 +19,9 @@ struct PreparedList {
 // Walks the response to its end. Any thread, which is what it is for: preparing a large list takes
 // long, storing it does not.
 PreparedList PrepareList(CSyncStatusListResponse& response);
+// For a worker: does as well what a large list's first rename would do on the main loop. Of a list
+// short enough for the main loop to prepare, that can wait until it is needed.
+PreparedList PrepareListAside(CSyncStatusListResponse& response);
 
 // The repaints that a stored list calls for, in byte order of the names; as many at a time as the
 // caller likes, whatever the cache holds by then.

@@ -18,15 +18,18 @@ constexpr std::int64_t kListPatience = 5;  // seconds after an unanswered reques
 // Rounding of two clocks to whole seconds must not look like a clock that was set.
 constexpr std::int64_t kClockTolerance = 2;      // seconds
 constexpr std::size_t kWorthReleasing = 10'000;  // expired items, about 1 MB
+// Changed items take several blocks of memory each, so that to free so many would be felt.
+constexpr std::size_t kWorthFreeingAside = 20'000;
 
 }  // namespace
 
 std::atomic<CSyncCache*> CSyncCache::m_Instance{nullptr};
 
-CSyncCache::CSyncCache(RunLoop& runLoop, const Clock& clock)
+CSyncCache::CSyncCache(RunLoop& runLoop, const Clock& clock, BackgroundQueue* worker)
     : clockOffset_(clock.Now() - clock.Monotonic().count() / 1000),
       runLoop_(runLoop),
-      clock_(clock) {}
+      clock_(clock),
+      worker_(worker) {}
 
 CSyncCache::~CSyncCache() { *alive_ = false; }
 
@@ -35,7 +38,7 @@ bool CSyncCache::Initialize(CFinderConfiguration* configuration, CSyncApi* syncA
   syncApi_ = syncApi;
   syncApi_->AddClient(this);
   syncApi_->SetListPreparer([](CSyncStatusListResponse& response) {
-    return std::make_shared<PreparedList>(PrepareList(response));
+    return std::make_shared<PreparedList>(PrepareListAside(response));
   });
   timer_.SetTarget(this, &CSyncCache::OnTimer);
   timer_.Start(runLoop_, kSweepInterval, kSweepInterval);
@@ -58,7 +61,7 @@ Answer CSyncCache::Query(std::string_view path, Getter getter) {
   std::string_view directory;
   std::string_view name;
   if (!SplitPath(path, &directory, &name)) return Answer{};
-  std::optional<CSyncCacheFolder> former;  // freed when the lock is no longer held
+  std::shared_ptr<CSyncCacheFolder> former;
   {
     CMutexLock lock(mutex_);
     const std::int64_t now = Now();
@@ -71,8 +74,13 @@ Answer CSyncCache::Query(std::string_view path, Getter getter) {
     if (found == folders_.end()) {
       folders_.emplace(std::string(directory), CSyncCacheFolder(now));
     } else {
-      former.emplace(std::exchange(found->second, CSyncCacheFolder(now)));
+      former =
+          std::make_shared<CSyncCacheFolder>(std::exchange(found->second, CSyncCacheFolder(now)));
     }
+  }
+  if (former != nullptr) {
+    const std::size_t items = former->items.Size();
+    LetGo(std::move(former), items);
   }
   syncApi_->RequestFolderItems(std::string(directory));
   syncApi_->RequestFolderItems(std::string(path));
@@ -158,17 +166,21 @@ std::int32_t CSyncCache::UpdateItem(std::string_view path, const std::string& fi
   std::string_view directory;
   std::string_view name;
   if (!SplitPath(path, &directory, &name)) return 0;
-  Folders::node_type dropped;  // freed when the lock is no longer held
-  CMutexLock guard(mutex_);
-  auto found = folders_.find(directory);
-  if (found == folders_.end()) return 0;
-  ++statusChanges_;
-  if (syncStatus == kDropDirectory) {
+  Folders::node_type dropped;
+  {
+    CMutexLock guard(mutex_);
+    auto found = folders_.find(directory);
+    if (found == folders_.end()) return 0;
+    ++statusChanges_;
+    if (syncStatus != kDropDirectory) {
+      return found->second.Update(fileId, itemId, name, syncStatus, lock, lockOwner, lockTime,
+                                  modifiedBy, permissions, denied, folder);
+    }
     dropped = folders_.extract(found);
-    return 1;
   }
-  return found->second.Update(fileId, itemId, name, syncStatus, lock, lockOwner, lockTime,
-                              modifiedBy, permissions, denied, folder);
+  const std::size_t items = dropped.mapped().items.Size();
+  LetGo(std::make_shared<Folders::node_type>(std::move(dropped)), items);
+  return 1;
 }
 
 void CSyncCache::RequestReload(const std::string& path) {
@@ -203,13 +215,30 @@ bool CSyncCache::IsPublicLink(std::string_view path) const {
 }
 
 void CSyncCache::RefreshAll() {
-  Folders forgotten;
+  auto forgotten = std::make_shared<Folders>();
   {
     CMutexLock lock(mutex_);
     ++statusChanges_;
-    forgotten.swap(folders_);
+    forgotten->swap(folders_);
   }
-  for (const auto& entry : forgotten) syncApi_->RefreshItem(entry.first);
+  std::size_t items = 0;
+  for (const auto& [path, folder] : *forgotten) {
+    items += folder.items.Size();
+    syncApi_->RefreshItem(path);
+  }
+  LetGo(std::move(forgotten), items);
+}
+
+void CSyncCache::Aside(std::function<void()> work) {
+  if (worker_ == nullptr || !worker_->TryAsync(work)) work();
+}
+
+void CSyncCache::LetGo(std::shared_ptr<void> former, std::size_t items) {
+  if (items < kWorthFreeingAside) return;
+  Aside([held = std::move(former)]() mutable {
+    held.reset();
+    ReleaseFreeMemory();
+  });
 }
 
 void CSyncCache::AddCommandForThisInstance(const std::string& path) {
@@ -263,11 +292,13 @@ std::vector<CSyncCache::Folders::node_type> CSyncCache::TakeExpired() {
 void CSyncCache::OnTimer(CTimer* /*timer*/) {
   std::vector<std::string> paths;
   std::size_t items = 0;
-  for (Folders::node_type& expired : TakeExpired()) {
-    items += expired.mapped().items.Size();
-    paths.push_back(std::move(expired.key()));
+  auto expired = std::make_shared<std::vector<Folders::node_type>>(TakeExpired());
+  for (Folders::node_type& folder : *expired) {
+    items += folder.mapped().items.Size();
+    paths.push_back(std::move(folder.key()));
   }
-  if (items >= kWorthReleasing) ReleaseFreeMemory();
+  LetGo(std::move(expired), items);
+  if (items >= kWorthReleasing) Aside(ReleaseFreeMemory);
   if (sweepObserver_) sweepObserver_(paths);
 }
 

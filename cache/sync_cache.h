@@ -1,9 +1,11 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <span>
@@ -17,6 +19,7 @@
 #include "base/timer.h"
 #include "cache/prepared_list.h"
 #include "cache/sync_cache_folder.h"
+#include "platform/background_queue.h"
 #include "platform/clock.h"
 #include "platform/run_loop.h"
 
@@ -38,7 +41,8 @@ class CSyncCache : public CSyncApiClient, public CTarget, public CSyncApi::Cache
   // Told after each sweep, on the main loop and without a lock.
   using SweepObserver = std::function<void(const std::vector<std::string>& expiredFolders)>;
 
-  CSyncCache(RunLoop& runLoop, const Clock& clock);
+  // `worker`: frees what is much; null leaves that to whoever called.
+  CSyncCache(RunLoop& runLoop, const Clock& clock, BackgroundQueue* worker = nullptr);
   ~CSyncCache() override;
   CSyncCache(const CSyncCache&) = delete;
   CSyncCache& operator=(const CSyncCache&) = delete;
@@ -124,6 +128,10 @@ class CSyncCache : public CSyncApiClient, public CTarget, public CSyncApi::Cache
   void RepaintLater(const std::shared_ptr<ListRepaint>& repaint);
   // Moves expired folders out of the cache.
   std::vector<Folders::node_type> TakeExpired();
+  // What nobody waits for: on the worker, or at once where there is none.
+  void Aside(std::function<void()> work);
+  // Frees what the cache has held; much of it aside.
+  void LetGo(std::shared_ptr<void> former, std::size_t items) KELVO_EXCLUDES(mutex_);
   // The wall clock; moves every lastAccess along when that was set since the last call.
   std::int64_t Now() KELVO_REQUIRES(mutex_);
 
@@ -131,7 +139,7 @@ class CSyncCache : public CSyncApiClient, public CTarget, public CSyncApi::Cache
   CSyncApi* syncApi_ = nullptr;
   CFinderConfiguration* configuration_ = nullptr;
   Folders folders_ KELVO_GUARDED_BY(mutex_);
-  std::atomic<std::uint64_t> statusChanges_{0};  // with the lock held
+  std::atomic<std::uint64_t> statusChanges_{0};  // raised with the lock held, before the change
   std::set<std::string, std::less<>> publicLinks_ KELVO_GUARDED_BY(mutex_);
   std::int64_t clockOffset_ KELVO_GUARDED_BY(mutex_);  // wall clock minus monotonic, seconds
 
@@ -143,6 +151,7 @@ class CSyncCache : public CSyncApiClient, public CTarget, public CSyncApi::Cache
   CTimer timer_;
   RunLoop& runLoop_;
   const Clock& clock_;
+  BackgroundQueue* const worker_;
   SweepObserver sweepObserver_;
   const std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);  // for what is posted
 };

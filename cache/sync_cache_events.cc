@@ -1,4 +1,5 @@
 // What the cache does with the Agent's decoded events.
+#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <set>
@@ -14,7 +15,12 @@
 namespace kelvo {
 namespace {
 
-constexpr std::size_t kRepaintsAtOnce = 1024;
+// How many are repainted before a look at the clock: a repaint is a matter of a microsecond, or of
+// a hundred where a slow disk is asked what the item is.
+constexpr std::size_t kMostRepaintsAtOnce = 1024;
+constexpr std::size_t kFirstRepaintsAtOnce = 64;
+constexpr std::size_t kFewestRepaintsAtOnce = 32;
+constexpr std::chrono::milliseconds kQuickRepaints{1};
 constexpr std::chrono::milliseconds kRepaintPerTurn{10};
 
 // The item paths of the Agent's public-link list. Throws CTextDecodingException.
@@ -45,7 +51,9 @@ ListRepaint CSyncCache::StoreList(PreparedList list) {
     entry->second.valid = true;
     std::swap(entry->second.items, list.items);
   }
-  return repaint;  // and what the folder had is freed, when the lock is no longer held
+  const std::size_t formerItems = list.items.Size();
+  LetGo(std::make_shared<SyncCacheItems>(std::move(list.items)), formerItems);
+  return repaint;
 }
 
 void CSyncCache::OnSyncStatusListResponse(CSyncStatusListResponse& response) {
@@ -58,10 +66,15 @@ void CSyncCache::OnSyncStatusListResponse(CSyncStatusListResponse& response) {
 }
 
 bool CSyncCache::RepaintSome(ListRepaint& repaint) {
-  const std::chrono::milliseconds end = clock_.Monotonic() + kRepaintPerTurn;
+  std::chrono::milliseconds now = clock_.Monotonic();
+  const std::chrono::milliseconds end = now + kRepaintPerTurn;
+  std::size_t some = kFirstRepaintsAtOnce;
   do {
-    repaint.Next(kRepaintsAtOnce);
-  } while (repaint.Left() > 0 && clock_.Monotonic() < end);
+    repaint.Next(some);
+    const std::chrono::milliseconds before = std::exchange(now, clock_.Monotonic());
+    some = now - before > kQuickRepaints ? std::max(some / 2, kFewestRepaintsAtOnce)
+                                         : std::min(some * 2, kMostRepaintsAtOnce);
+  } while (repaint.Left() > 0 && now < end);
   return repaint.Left() > 0;
 }
 

@@ -1,8 +1,10 @@
 #include "cache/sync_cache_items.h"
 
 #include <algorithm>
+#include <array>
 #include <functional>
 #include <limits>
+#include <numeric>
 #include <tuple>
 
 namespace kelvo {
@@ -14,6 +16,7 @@ constexpr std::size_t kShortestRecord = 18;  // bytes of list text
 constexpr std::size_t kRecordOverhead = 40;  // bytes of list text for lengths and numbers, usually
 constexpr std::size_t kLongSkip = 16;
 constexpr std::size_t kFewNames = 16;
+constexpr std::size_t kManyNames = 512;
 
 // Whether the value is the same in the narrower type.
 template <typename Narrow, typename Wide>
@@ -173,6 +176,33 @@ SyncCacheNames SyncCacheItems::SortedNames() const {
   return names;
 }
 
+// Many are dealt out byte by byte, which takes no comparisons, hence no wrong guesses of the
+// processor.
+void SyncCacheNames::SortByKey(std::span<Entry> entries) {
+  if (entries.size() < kManyNames) {
+    return std::sort(entries.begin(), entries.end(),
+                     [](const Entry& a, const Entry& b) { return a.key < b.key; });
+  }
+  constexpr std::size_t kBytes = sizeof(Entry::key);
+  const auto byteOf = [](const Entry& entry, std::size_t byte) {
+    return static_cast<std::size_t>(entry.key >> 8 * byte & 0xFF);
+  };
+  std::array<std::array<std::size_t, 256>, kBytes> starts{};  // of the entries with this byte
+  for (const Entry& entry : entries) {
+    for (std::size_t byte = 0; byte < kBytes; ++byte) ++starts[byte][byteOf(entry, byte)];
+  }
+  std::vector<Entry> spare(entries.begin(), entries.end());
+  std::span<Entry> from = entries, to = spare;
+  for (std::size_t byte = 0; byte < kBytes; ++byte) {
+    auto& start = starts[byte];
+    if (start[byteOf(from.front(), byte)] == entries.size()) continue;
+    std::exclusive_scan(start.begin(), start.end(), start.begin(), std::size_t{0});
+    for (const Entry& entry : from) to[start[byteOf(entry, byte)]++] = entry;
+    std::swap(from, to);
+  }
+  if (from.data() != entries.data()) std::copy(from.begin(), from.end(), entries.begin());
+}
+
 // Names lie all over the text, so that comparing them takes long. They are sorted by the few bytes
 // behind what all have in common, and those that are alike in these by the next, and so on.
 void SyncCacheNames::Sort() {
@@ -190,8 +220,7 @@ void SyncCacheNames::Sort() {
     const std::span entries(sorted_.data() + range.begin, range.end - range.begin);
     const std::size_t alike = CommonPrefix(entries, range.alike);
     for (Entry& entry : entries) entry.key = KeyAt(entry.Name(), alike);
-    std::sort(entries.begin(), entries.end(),
-              [](const Entry& a, const Entry& b) { return a.key < b.key; });
+    SortByKey(entries);
     for (std::size_t begin = 0, end; begin < entries.size(); begin = end) {
       bool isShort = false;
       for (end = begin; end < entries.size() && entries[end].key == entries[begin].key; ++end) {

@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "cache/name_index.h"
+#include "base/name_index.h"
 #include "cache/sync_cache_item.h"
 
 namespace kelvo {
@@ -44,6 +44,7 @@ class SyncCacheNames {
   };
 
   void Sort();
+  static void SortByKey(std::span<Entry> entries);
   static std::size_t CommonPrefix(std::span<const Entry> entries, std::size_t known);
   static std::uint64_t KeyAt(std::string_view name, std::size_t at);
 
@@ -86,8 +87,8 @@ class SyncCacheItems {
   void Append(std::string_view name, const SyncCacheItemView& item);
   void FinishAppending();
   void Put(std::string_view name, CSyncCacheItem item);
-  // Removes the first item, in name order, with this item id. The first call takes time in
-  // proportion to the items, unless OrderByItemId has been called.
+  // Removes the first item, in name order, with this item id. The first call sorts all items,
+  // unless OrderByItemId has been called.
   void EraseFirstWithItemId(std::int64_t itemId);
   void OrderByItemId();
 
@@ -136,8 +137,8 @@ class SyncCacheItems {
   std::shared_ptr<const std::string> text_;
   std::vector<Row> rows_;
   std::vector<std::unique_ptr<char[]>> own_;  // all texts of a row but its name
-  NameIndex index_;                           // of all rows, live or not, but those
-  std::size_t indexed_ = 0;                   // rows from here on, which were just appended
+  NameIndex index_;                           // of the rows below indexed_, live or not
+  std::size_t indexed_ = 0;                   // rows from here on were just appended
   std::size_t size_ = 0;
   std::size_t textInUse_ = 0;  // about
 

@@ -200,7 +200,8 @@ void FinderSync::startUp() {
   if (startedUp_) return;
   startedUp_ = true;
   syncApi_ = std::make_unique<CSyncApi>(platform_.runLoop, platform_.settingsQueue);
-  syncCache_ = std::make_unique<CSyncCache>(platform_.runLoop, platform_.clock);
+  syncCache_ =
+      std::make_unique<CSyncCache>(platform_.runLoop, platform_.clock, &platform_.messageQueue);
   notificationModule_ = std::make_unique<CNotificationModule>(*dialogs_);
   syncApi_->SetCache(syncCache_.get());
   syncApi_->Initialize(configuration_.get());

@@ -9,8 +9,12 @@ namespace kelvo {
 class BackgroundQueue {
  public:
   virtual ~BackgroundQueue() = default;
-  // Any thread. `work` runs on the worker.
+  // Any thread. `work` runs on the worker, also when the system has no thread for it at present:
+  // then with the work that is handed over next.
   virtual void Async(std::function<void()> work) = 0;
+  // The same for work that must not wait so long: without a thread it answers false, and `work` is
+  // the caller's to do.
+  [[nodiscard]] virtual bool TryAsync(std::function<void()>& work) = 0;
 };
 
 }  // namespace kelvo

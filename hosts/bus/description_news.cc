@@ -4,8 +4,8 @@
 #include <iterator>
 #include <utility>
 
+#include "base/name_index.h"
 #include "base/string_utils.h"
-#include "cache/name_index.h"
 
 namespace kelvo {
 namespace {
@@ -213,6 +213,8 @@ void DescriptionNews::NoteList(const CSyncStatusListResponse& list) {
 }
 
 void DescriptionNews::StartComparing(Folder& folder) {
+  // Where lists, or answers, come faster than one is compared, news must not wait for an end.
+  if (++folder.starts > kMostStarts) folder.pending.AddAll();
   folder.comparison->rest = folder.comparison->list;
   folder.comparison->isOver = false;
   ++folder.round;
@@ -239,6 +241,7 @@ bool DescriptionNews::CompareSome(const std::string& path, Folder& folder) {
     SetTold(folder, told, words, folder.round);
   }
   if (!isOver && !folder.pending.all) return false;
+  folder.starts = 0;
   // Which these are, is not known.
   if (folder.missing > 0) folder.pending.AddAll();
   folder.comparison->isOver = true;
@@ -269,6 +272,8 @@ void DescriptionNews::Flush(const std::string& path) {
   }
   if (!CompareSome(found->first, folder)) return runLoop_.Post([this, path] { Flush(path); });
   folder.flushScheduled = false;
+  // What there is no number for differs each time: better to begin anew.
+  if (folder.words.size() >= kMaxWords) folder.pending.AddAll();
   if (folder.pending.IsEmpty()) return;
   const bool all = folder.pending.all;
   if (all) {
@@ -291,10 +296,8 @@ std::string DescriptionNews::NamesToTell(const std::string& path, Folder& folder
   std::string packed;
   for (std::size_t i = 0; i < names.size(); ++i) {
     const Words words = wordsOf[items.which[i]];
-    ToldWords* const told = folder.told.Find(names[i]);
-    if (told == nullptr) {
-      KeepTold(folder, names[i], words);
-    } else {
+    // Of what nobody has asked about nothing is kept: the Agent may tell of any number.
+    if (ToldWords* const told = folder.told.Find(names[i])) {
       const bool isTold = told->words == words && words != kDiffers;
       SetTold(folder, *told, words, folder.round);
       if (isTold) continue;

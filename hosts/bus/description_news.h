@@ -83,7 +83,8 @@ class DescriptionNews {
   using Print = std::uint64_t;  // stands for words; 0 for none at all
   // Stands for a print within its folder.
   enum Words : std::uint32_t { kDiffers, kNothing, kFirstWords };
-  static constexpr std::size_t kMaxWords = 65'536;  // others are always news
+  static constexpr std::size_t kMaxWords = 65'536;  // with more, the whole folder is news
+  static constexpr int kMostStarts = 4;
 
   struct ToldWords {
     std::uint32_t words : 24;  // kDiffers: clients may have been told different ones
@@ -117,6 +118,7 @@ class DescriptionNews {
     std::size_t missing = 0;                 // of these, from another round
     std::uint8_t round = 0;                  // of comparing a list
     std::unique_ptr<Comparison> comparison;  // also when over, while an answer is under way
+    int starts = 0;                          // of comparisons since one came to its end
     Names pending;                           // for the next signal
     Names sinceAsked;                        // while an answer is under way
     int answering = 0;                       // calls between Ask and Answer

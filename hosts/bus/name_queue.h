@@ -7,13 +7,17 @@
 
 namespace kelvo {
 
-// Names without zero bytes, the oldest first, all in one block of memory, which those that were
-// taken out occupy as well.
+// Names without zero bytes, the oldest first, all in one block of memory, of which those that were
+// taken out occupy half at most.
 //
 // Threads: one at a time.
 class NameQueue {
  public:
   void Push(std::string_view name) {
+    if (start_ > text_.size() / 2) {
+      text_.erase(0, start_);
+      start_ = 0;
+    }
     text_.append(name).push_back('\0');
     ++size_;
   }

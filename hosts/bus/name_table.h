@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "cache/name_index.h"
+#include "base/name_index.h"
 
 namespace kelvo {
 

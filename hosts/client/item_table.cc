@@ -6,7 +6,7 @@
 namespace kelvo {
 
 ItemTable::Item& ItemTable::Add(std::string_view name) {
-  if (free_.empty() && places_ == index_.Capacity()) Reindex(std::max(kFirstBlock, 2 * places_));
+  if (indexed_ == index_.Capacity()) Reindex(std::max(kFirstBlock, 2 * places_));
   const char* const kept = Keep(names_, name);
   std::uint32_t place = places_;
   if (free_.empty()) {
@@ -20,34 +20,41 @@ ItemTable::Item& ItemTable::Add(std::string_view name) {
   item.name = kept;
   item.nameLength = static_cast<std::uint32_t>(name.size());
   index_.Insert(NameHash(name), place);
+  ++indexed_;
   return item;
 }
 
+// The index goes on leading to a free place, and its name goes on taking memory: to be rid of these
+// takes a look at every item, which is not worth it for a few.
 void ItemTable::EraseGone() {
-  while (places_ > 0 && At(places_ - 1).gone) {
+  for (std::uint32_t place = 0; place < places_; ++place) {
+    Item& item = At(place);
+    if (!item.gone || item.free) continue;
+    item.free = true;
+    item.description.reset();
+    free_.push_back(place);
+    ++erased_;
+  }
+  if (erased_ > Size()) Tidy();
+}
+
+void ItemTable::Tidy() {
+  while (places_ > 0 && At(places_ - 1).free) {
     blocks_.back().pop_back();
     if (blocks_.back().empty()) blocks_.pop_back();
     --places_;
   }
-  free_.clear();
-  // Names are copied, lest those of the dead pile up.
+  std::erase_if(free_, [this](std::uint32_t place) { return place >= places_; });
   Names names;
-  for (std::uint32_t place = 0; place < places_; ++place) {
-    Item& item = At(place);
-    if (item.gone) {
-      item.description.reset();
-      free_.push_back(place);
-    } else {
-      item.name = Keep(names, item.Name());
-    }
-  }
+  for (Item& item : *this) item.name = Keep(names, item.Name());
   names_ = std::move(names);
+  erased_ = 0;
   Reindex(std::bit_ceil(std::max(kFirstBlock, places_)));
 }
 
 ItemTable::Item* ItemTable::Find(std::string_view name, std::uint64_t hash) {
   const std::uint32_t place =
-      index_.Find(hash, [&](std::uint32_t row) { return At(row).Name() == name; });
+      index_.Find(hash, [&](std::uint32_t row) { return !At(row).free && At(row).Name() == name; });
   return place == NameIndex::kNone ? nullptr : &At(place);
 }
 
@@ -77,7 +84,8 @@ std::size_t ItemTable::FindBatch(std::string_view& packed, std::size_t lead,
     if (batch[i].item != nullptr) __builtin_prefetch(batch[i].item->name);
   }
   for (std::size_t i = 0; i < count; ++i) {
-    if (batch[i].item == nullptr || batch[i].item->Name() == batch[i].name) continue;
+    const Item* const item = batch[i].item;
+    if (item == nullptr || (!item->free && item->Name() == batch[i].name)) continue;
     batch[i].item = Find(batch[i].name, batch[i].hash);
   }
   return count;
@@ -96,9 +104,12 @@ void ItemTable::AddPlace() {
 
 void ItemTable::Reindex(std::uint32_t capacity) {
   index_.Reset(capacity);
+  indexed_ = 0;
   for (std::uint32_t place = 0; place < places_; ++place) {
     const Item& item = At(place);
-    if (!item.gone) index_.Insert(NameHash(item.Name()), place);
+    if (item.free) continue;
+    index_.Insert(NameHash(item.Name()), place);
+    ++indexed_;
   }
 }
 

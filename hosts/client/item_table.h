@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "cache/name_index.h"
+#include "base/name_index.h"
 #include "hosts/client/badge_store.h"
 #include "hosts/client/item_descriptions.h"
 
@@ -28,7 +28,8 @@ struct BadgeStore::Item {
   bool toDescribe = false;            // it waits in the folder's queue for descriptions
   bool stale : 1 = false;             // the badge is a former extension's
   bool staleDescription : 1 = false;  // the description is a former extension's
-  bool gone : 1 = false;              // being swept, or a place that is free
+  bool gone : 1 = false;              // being swept, or free
+  bool free : 1 = false;              // was erased: its place is another item's to be
   std::uint32_t holders = 0;
   Folder* folder = nullptr;
   DescriptionPool::Ptr description;
@@ -40,7 +41,7 @@ struct BadgeStore::Item {
 // Items lie together in the order of their insertion, and so do their names: a signal that names
 // many of them reads memory from front to back. An item stays where it is until it is erased.
 //
-// Iteration may erase nothing, and may mark none but the present item as gone.
+// Iteration may erase nothing, and may mark none but the present item as gone. Threads: one.
 class ItemTable {
  public:
   using Item = BadgeStore::Item;
@@ -96,14 +97,17 @@ class ItemTable {
   std::size_t FindBatch(std::string_view& packed, std::size_t lead,
                         std::array<Named, kBatch>& batch);
   void AddPlace();
+  void Tidy();
   void Reindex(std::uint32_t capacity);
   static const char* Keep(Names& names, std::string_view name);
 
   std::vector<std::vector<Item>> blocks_;
   std::uint32_t places_ = 0;         // in all blocks
   std::vector<std::uint32_t> free_;  // places of items that were erased
+  std::size_t erased_ = 0;           // since all was tidied
   Names names_;
   NameIndex index_;
+  std::size_t indexed_ = 0;  // entries of the index, also of places that are free since
 };
 
 class ItemTable::Iterator {

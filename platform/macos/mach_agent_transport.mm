@@ -3,6 +3,8 @@
 #import <Foundation/Foundation.h>
 
 #include <functional>
+#include <optional>
+#include <string>
 #include <utility>
 
 #include "platform/macos/guarded_call.h"
@@ -174,7 +176,10 @@ class MachAgentPort final : public AgentPort {
         }
       }
       isPaused_ = paused;
-      if (!paused && std::exchange(endIsUntold_, false)) TellOfEnd(alive_, runLoop_);
+      if (paused) return;
+      // Whoever hears of either has done with the port, and does not hear of the other.
+      if (untoldException_) TellOfException(alive_, runLoop_, *std::exchange(untoldException_, {}));
+      if (std::exchange(endIsUntold_, false)) TellOfEnd(alive_, runLoop_);
     }
   }
 
@@ -211,6 +216,22 @@ class MachAgentPort final : public AgentPort {
     });
   }
 
+  // As the end: what the Agent had sent while the port was paused comes first.
+  static void TellOfException(const std::shared_ptr<MachAgentPort*>& alive, RunLoop& runLoop,
+                              const std::string& error) {
+    runLoop.After(kTimeToTakeMessages, [alive, error] {
+      if (*alive != nullptr) (*alive)->TellOfException(error);
+    });
+  }
+
+  void TellOfException(const std::string& error) {
+    if (isPaused_) {
+      untoldException_ = error;
+    } else {
+      delegate_.handleSendException(*this, error);
+    }
+  }
+
   // Holds nothing of the port but its ends, since a message may be on its way after it.
   PortSender::Failed FailureTeller() {
     return [alive = alive_, ports = ports_, &runLoop = runLoop_](PortSender::Outcome outcome,
@@ -222,7 +243,7 @@ class MachAgentPort final : public AgentPort {
         // Not as news of the peer: this connection is over by our own decision.
         [[NSNotificationCenter defaultCenter] removeObserver:port.listener_];
         [ports->remote invalidate];
-        port.delegate_.handleSendException(port, error);
+        port.TellOfException(error);
       });
     };
   }
@@ -233,7 +254,9 @@ class MachAgentPort final : public AgentPort {
   const std::shared_ptr<MachAgentPort*> alive_;
   KelvoPortListener* listener_;
   bool isPaused_ = false;
+  // What was learned while it was paused.
   bool endIsUntold_ = false;
+  std::optional<std::string> untoldException_;
   PortSender sender_;
 };
 

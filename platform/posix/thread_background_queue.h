@@ -13,6 +13,7 @@ namespace kelvo {
 class ThreadBackgroundQueue : public BackgroundQueue {
  public:
   void Async(std::function<void()> work) override { thread_.Run(std::move(work)); }
+  bool TryAsync(std::function<void()>& work) override { return thread_.TryRun(work); }
   // See WorkerThreads::Finish.
   [[nodiscard]] bool Finish(std::chrono::milliseconds limit) { return thread_.Finish(limit); }
 

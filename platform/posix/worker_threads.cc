@@ -2,7 +2,6 @@
 
 #include <condition_variable>
 #include <deque>
-#include <mutex>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -38,16 +37,30 @@ WorkerThreads::~WorkerThreads() {
 void WorkerThreads::Run(Task task) {
   std::lock_guard lock(state_->mutex);
   if (state_->finishing) return;
+  HasTakerForOneMore(state_);
   state_->tasks.push_back(std::move(task));
-  if (state_->idle < state_->tasks.size() && state_->threads < state_->limit) {
+  state_->changed.notify_all();
+}
+
+bool WorkerThreads::TryRun(Task& task) {
+  std::lock_guard lock(state_->mutex);
+  if (state_->finishing) return true;
+  if (!HasTakerForOneMore(state_)) return false;
+  state_->tasks.push_back(std::move(task));
+  state_->changed.notify_all();
+  return true;
+}
+
+bool WorkerThreads::HasTakerForOneMore(const std::shared_ptr<State>& state) {
+  if (state->idle <= state->tasks.size() && state->threads < state->limit) {
     try {
-      std::thread([state = state_] { Work(state); }).detach();
-      ++state_->threads;
+      std::thread([state] { Work(state); }).detach();
+      ++state->threads;
     } catch (const std::system_error&) {
-      // No more threads to be had: those at work take the task, or the next call tries again.
+      // No more threads to be had: those at work take the task.
     }
   }
-  state_->changed.notify_all();
+  return state->threads > 0;
 }
 
 void WorkerThreads::Work(const std::shared_ptr<State>& state) {
@@ -58,22 +71,31 @@ void WorkerThreads::Work(const std::shared_ptr<State>& state) {
                             [&] { return !state->tasks.empty() || state->finishing; });
     --state->idle;
     if (state->tasks.empty()) break;
-    Task task = std::move(state->tasks.front());
-    state->tasks.pop_front();
-    lock.unlock();
-    task();
-    task = nullptr;  // what it holds is let go here, without the lock
-    lock.lock();
+    RunOldest(*state, lock);
   }
   --state->threads;
   state->changed.notify_all();
 }
 
+void WorkerThreads::RunOldest(State& state, std::unique_lock<std::mutex>& lock) {
+  Task task = std::move(state.tasks.front());
+  state.tasks.pop_front();
+  lock.unlock();
+  task();
+  task = nullptr;  // what it holds is let go here, without the lock
+  lock.lock();
+}
+
 bool WorkerThreads::Finish(std::chrono::milliseconds limit) {
+  const auto end = std::chrono::steady_clock::now() + limit;
   std::unique_lock lock(state_->mutex);
   state_->finishing = true;
   state_->changed.notify_all();
-  if (state_->changed.wait_for(lock, limit, [this] { return state_->threads == 0; })) return true;
+  while (state_->threads == 0 && !state_->tasks.empty() && std::chrono::steady_clock::now() < end) {
+    RunOldest(*state_, lock);
+  }
+  const auto isDone = [this] { return state_->threads == 0 && state_->tasks.empty(); };
+  if (state_->changed.wait_until(lock, end, isDone)) return true;
   state_->tasks.clear();
   return false;
 }

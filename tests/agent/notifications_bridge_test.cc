@@ -291,6 +291,13 @@ TEST_F(NotificationsBridgeTest, LargeMessagesAreDecodedAsideWhileTheAgentWaits) 
   EXPECT_TRUE(fake_.transport.paused) << "an observer has not done";
   ReleaseAgentMessages();
   EXPECT_FALSE(fake_.transport.paused);
+
+  fake_.messageQueue.Refuse(true);
+  deliver("alone", 2'000'000);
+  EXPECT_TRUE(fake_.transport.paused);
+  fake_.runLoop.RunPosted();
+  EXPECT_TRUE(prepared.ends_with("alone ") && posted.ends_with("alone 2000000 ")) << posted;
+  EXPECT_FALSE(fake_.transport.paused);
   SetMessagePreparer(nullptr);
   RemoveAgentObserver(&observer);
 }

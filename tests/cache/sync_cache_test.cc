@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <functional>
+#include <memory>
 
 #include "base/logger.h"
 #include "tests/support/started_extension.h"
@@ -150,9 +152,35 @@ TEST_F(SyncCacheTest, ALongListIsRepaintedInTurnsWhileTheAgentWaits) {
   SendListText("/w", text);
   fake_.runLoop.RunPosted();
   EXPECT_GT(first, 0u);
-  EXPECT_LT(first, records.size());
+  EXPECT_LT(first, 100u) << "items, when each may take long";
   EXPECT_EQ(fake_.finder.current.size(), first + 1) << "and the folder, which is forgotten";
   EXPECT_FALSE(fake_.transport.paused);
+}
+
+TEST_F(SyncCacheTest, MuchIsFreedByTheWorkerIfThereIsOne) {
+  std::vector<ListRecord> records(20'000);
+  for (std::size_t i = 0; i < records.size(); ++i) records[i].name = std::to_string(i);
+  const std::string text = ListText(records);
+  const std::function<void()> ways[] = {[&] { SendList("/w", {}); }, [&] { cache().RefreshAll(); },
+                                        [&] {
+                                          SendItem("/w/x", {{"status", "3"}});
+                                        },
+                                        [&] { fake_.runLoop.Advance(seconds(1800)); }};
+  fake_.messageQueue.Hold(true);
+  for (const bool refuse : {false, true}) {
+    fake_.messageQueue.Refuse(refuse);
+    for (const auto& drop : ways) {
+      auto shared = std::make_shared<const std::string>(text);
+      const std::weak_ptr<const std::string> kept = shared;
+      CSyncStatusListResponse response(nullptr, "/w", std::move(shared));
+      (void)cache().StoreList(PrepareList(response));
+      response = CSyncStatusListResponse(nullptr, "", std::make_shared<const std::string>("0:"));
+      drop();
+      EXPECT_EQ(kept.expired(), refuse) << &drop - ways;
+      fake_.messageQueue.RunAll();
+      EXPECT_TRUE(kept.expired()) << &drop - ways;
+    }
+  }
 }
 
 TEST_F(SyncCacheTest, ResetForgetsAllAndRepaintsTheFolders) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -149,6 +150,22 @@ TEST_F(DescriptionNewsTest, ListsOfLargeFoldersAreComparedInTurns) {
   Ask("one", names);
   change(0, DescriptionNews::kMaxNames + 1, "Ann");
   EXPECT_EQ(Lines{"/w: "}, Signals());
+
+  Ask("one", names);
+  int lists = 0;
+  const std::function<void()> sendAgain = [&] {
+    change(0, 0, "");
+    if (signals_.empty() && ++lists < 20) fake_.runLoop.Post(sendAgain);
+  };
+  sendAgain();
+  EXPECT_EQ(Lines{"/w: "}, Signals()) << "no list is ever compared to its end";
+}
+
+TEST_F(DescriptionNewsTest, NothingIsKeptOfWhatNobodyHasAskedAbout) {
+  Ask("one", {"a"});
+  Lock("b", "Eve");
+  EXPECT_EQ(Lines{"/w: b "}, Signals());
+  EXPECT_EQ(1U, news_.Told());
 }
 
 TEST_F(DescriptionNewsTest, WhatAReplyDoesNotContainIsToldAfterIt) {

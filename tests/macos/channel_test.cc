@@ -29,7 +29,8 @@ class ChannelTest : public MacExtension, public AgentPortDelegate {
   }
   void handleSendFailure(AgentPort& /*port*/) override { ++failures_; }
   void handleSendException(AgentPort& /*port*/, const std::string& description) override {
-    ADD_FAILURE() << description;
+    raised_.push_back(description);
+    port_.reset();
   }
 
   void Connect() {
@@ -55,6 +56,7 @@ class ChannelTest : public MacExtension, public AgentPortDelegate {
   std::vector<std::pair<std::string, std::string>> received_;
   int invalid_ = 0;
   int failures_ = 0;
+  std::vector<std::string> raised_;
 };
 
 TEST_F(ChannelTest, CarriesMessagesOfAnySizeInOrder) {
@@ -96,6 +98,21 @@ TEST_F(ChannelTest, NoticesTheAgentsDeathAndItsReturn) {
   EXPECT_EQ(invalid_, 1) << "a port that is gone tells nothing";
 }
 
+TEST_F(ChannelTest, APausedPortTellsNothingOfItsEnd) {
+  Connect();
+  AskForList("/w");
+  ASSERT_TRUE(Finder::TurnUntil([&] { return received_.size() == 1; }));
+  port_->Pause(true);
+  SignalAgent(SIGKILL);
+  AskForList("/w");
+  bool turned = false;
+  loop_.After(std::chrono::milliseconds(500), [&] { turned = true; });
+  ASSERT_TRUE(Finder::TurnUntil([&] { return turned; }));
+  EXPECT_EQ(invalid_ + static_cast<int>(raised_.size()), 0);
+  port_->Pause(false);
+  ASSERT_TRUE(Finder::TurnUntil([&] { return port_ == nullptr; }));
+}
+
 TEST_F(ChannelTest, AStoppedAgentHoldsNobodyUp) {
   Connect();
   AskForList("/w");
@@ -110,6 +127,7 @@ TEST_F(ChannelTest, AStoppedAgentHoldsNobodyUp) {
   EXPECT_GE(SteadyClock::now() - start, seconds(2));
   // No more is sent here: GNUstep keeps what it has refused, and falls over it at the next message.
   EXPECT_EQ(invalid_, 0);
+  EXPECT_EQ(raised_, std::vector<std::string>());
 }
 
 TEST_F(ChannelTest, TheExtensionOpensTheChannelAgainWhenTheAgentReturns) {

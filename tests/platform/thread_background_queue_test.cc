@@ -1,8 +1,11 @@
 #include "platform/posix/thread_background_queue.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <chrono>
+#include <cstddef>
+#include <functional>
 #include <future>
 #include <latch>
 #include <string>
@@ -11,6 +14,26 @@ namespace kelvo::test {
 namespace {
 
 constexpr std::chrono::seconds kLimit{20};
+
+// While it lives no thread can be made, since none gets a stack.
+class NoThreads {
+ public:
+  NoThreads() {
+    pthread_getattr_default_np(&former_);
+    pthread_attr_t attributes;
+    pthread_getattr_default_np(&attributes);
+    pthread_attr_setstacksize(&attributes, std::size_t{1} << 50);
+    pthread_setattr_default_np(&attributes);
+    pthread_attr_destroy(&attributes);
+  }
+  ~NoThreads() {
+    pthread_setattr_default_np(&former_);
+    pthread_attr_destroy(&former_);
+  }
+
+ private:
+  pthread_attr_t former_;
+};
 
 TEST(ThreadBackgroundQueueTest, FinishWaitsForEverythingInOrder) {
   ThreadBackgroundQueue queue;
@@ -42,6 +65,30 @@ TEST(ThreadBackgroundQueueTest, FinishGivesUpAtItsLimitAndDropsTheRest) {
   release.count_down();
   EXPECT_TRUE(queue.Finish(kLimit));
   EXPECT_FALSE(ran);
+}
+
+TEST(ThreadBackgroundQueueTest, WithoutAThreadNothingIsLost) {
+  ThreadBackgroundQueue queue;
+  ThreadBackgroundQueue late;
+  std::string done;
+  std::function<void()> work = [&] { done += 'b'; };
+  {
+    const NoThreads none;
+    queue.Async([&] { done += 'a'; });
+    EXPECT_FALSE(queue.TryAsync(work));
+    EXPECT_TRUE(work != nullptr);
+    late.Async([&] { done += 'd'; });
+    EXPECT_FALSE(late.Finish(std::chrono::milliseconds{0}));
+  }
+  EXPECT_TRUE(queue.TryAsync(work));
+  ASSERT_TRUE(queue.Finish(kLimit));
+  EXPECT_EQ("ab", done);
+
+  const NoThreads none;
+  ThreadBackgroundQueue last;
+  last.Async([&] { done += 'c'; });
+  EXPECT_TRUE(last.Finish(kLimit));
+  EXPECT_EQ("abc", done);
 }
 
 }  // namespace

@@ -78,6 +78,11 @@ void FakeBackgroundQueue::Async(std::function<void()> work) {
   if (!hold_) RunAll();
 }
 
+bool FakeBackgroundQueue::TryAsync(std::function<void()>& work) {
+  if (!refuse_) Async(std::move(work));
+  return !refuse_;
+}
+
 void FakeBackgroundQueue::RunAll() {
   while (!work_.empty()) {
     std::function<void()> work = std::move(work_.front());

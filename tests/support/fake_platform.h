@@ -87,12 +87,16 @@ class FakeRunLoop : public RunLoop {
 class FakeBackgroundQueue : public BackgroundQueue {
  public:
   void Async(std::function<void()> work) override;
+  bool TryAsync(std::function<void()>& work) override;
   // With `hold`, work waits until RunAll.
   void Hold(bool hold) { hold_ = hold; }
   void RunAll();
+  // As when the system makes no thread any more.
+  void Refuse(bool refuse) { refuse_ = refuse; }
 
  private:
   bool hold_ = false;
+  bool refuse_ = false;
   std::deque<std::function<void()>> work_;
 };
 

@@ -1,4 +1,4 @@
-#include "cache/name_index.h"
+#include "base/name_index.h"
 
 #include <bit>
 #include <cstring>
