@@ -25,7 +25,7 @@ constexpr gsize kMaxMenuItems = 100'000;
 constexpr gsize kMaxMenuBytes = gsize{17} << 20;  // 16 MiB of paths, and where each ends
 
 // One answer for more would be too large for the bus.
-constexpr std::size_t kMaxDescribed = 1'000'000;
+constexpr std::ptrdiff_t kMaxNames = 1'000'000;  // in one call
 
 // Installed icons of the badges 1 to 6.
 constexpr std::array<const char*, kBadges.size()> kBadgeIcons = {
@@ -204,7 +204,13 @@ struct BusService::NamesOfFolder {
       ReturnInvalidPath(invocation);
       return false;
     }
-    if (SplitNames(Bytes(argument.get()), &names)) return true;
+    const std::string_view packed = Bytes(argument.get());
+    if (std::count(packed.begin(), packed.end(), '\0') > kMaxNames) {
+      ReturnError(invocation, "org.freedesktop.DBus.Error.LimitsExceeded",
+                  "Ask for at most 1,000,000 items at a time");
+      return false;
+    }
+    if (SplitNames(packed, &names)) return true;
     ReturnError(invocation, kErrorInvalidPath, "Each name is ended by a zero byte");
     return false;
   }
@@ -225,10 +231,6 @@ void BusService::RequestBadges(const Invocation& invocation, const std::string& 
 void BusService::DescribeItems(const Invocation& invocation, const std::string& client) {
   NamesOfFolder asked;
   if (!asked.Read(invocation)) return;
-  if (asked.names.size() > kMaxDescribed) {
-    return ReturnError(invocation, "org.freedesktop.DBus.Error.LimitsExceeded",
-                       "Ask for at most 1,000,000 items at a time");
-  }
   calls_->describeItems(client, asked.folder, asked.names, [&](const WordsOfItems& items) {
     Return(invocation, DescriptionsToVariant(items));
   });
