@@ -35,13 +35,20 @@ BenchFileManager::~BenchFileManager() {
 void BenchFileManager::Show(const std::string& folder, const std::vector<std::string>& names) {
   clock_.now += 2 * BadgeStore::kLinger;
   store_.Work();
-  for (const std::string& name : names) store_.Lookup(folder + "/" + name);
+  const std::size_t held = std::min(names.size(), BadgeStore::kMaxItems);
+  for (std::size_t i = 0; i < held; ++i) store_.Lookup(folder + "/" + names[i]);
   for (bool isAnswered = true; isAnswered;) {
     clock_.now += BadgeStore::kPace;
     store_.Work();
     const auto answers = std::exchange(answers_, {});
     for (const auto& answer : answers) answer();
     isAnswered = !answers.empty();
+  }
+  for (std::size_t i = BadgeStore::kMaxItems; i < names.size();) {
+    std::string packed;
+    const std::size_t end = std::min(names.size(), i + BadgeStore::kNamesPerRequest);
+    for (; i < end; ++i) packed += names[i] + '\0';
+    AskForBadges(folder, packed);
   }
 }
 
@@ -60,12 +67,12 @@ std::int64_t BenchFileManager::HeldAt(const std::string& folder) const {
 }
 
 GLibPtr<GVariant> BenchFileManager::Call(const char* method, GVariant* arguments) {
-  GErrorSlot error;
-  GLibPtr<GVariant> reply(g_dbus_connection_call_sync(
-      session_.Bus(), session_.Extension().c_str(), kBusPath, kBusInterface, method, arguments,
-      nullptr, G_DBUS_CALL_FLAGS_NONE, 60'000, nullptr, error.out()));
-  Require(reply != nullptr, error.text());
-  return reply;
+  return session_.Call(session_.Bus(), method, arguments);
+}
+
+std::string BenchFileManager::AskForBadges(const std::string& folder, const std::string& names) {
+  const auto reply = Call("RequestBadges", g_variant_new("(@ay@ay)", Bytes(folder), Bytes(names)));
+  return std::string(BytesOf(Child(reply.get(), 0).get()));
 }
 
 void BenchFileManager::BeginObserving(const std::string& folder) {
@@ -78,9 +85,7 @@ void BenchFileManager::EndObserving(const std::string& folder) {
 
 void BenchFileManager::RequestBadges(const std::string& folder, const std::string& names,
                                      std::uint64_t ticket) {
-  const auto reply = Call("RequestBadges", g_variant_new("(@ay@ay)", Bytes(folder), Bytes(names)));
-  const GLibPtr<GVariant> bytes = Child(reply.get(), 0);
-  answers_.push_back([this, folder, ticket, badges = std::string(BytesOf(bytes.get()))] {
+  answers_.push_back([this, folder, ticket, badges = AskForBadges(folder, names)] {
     store_.OnAnswer(folder, ticket, badges);
   });
 }

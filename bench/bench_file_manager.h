@@ -32,6 +32,8 @@ class BenchFileManager : private BadgeStore::Surroundings {
   ~BenchFileManager();
 
   // Forgets the folders shown before, and shows this one: asks for badges and descriptions.
+  // It holds BadgeStore::kMaxItems at most; the badges of further names are asked for all the same,
+  // so that the extension remembers and tells them.
   void Show(const std::string& folder, const std::vector<std::string>& names);
   char BadgeOf(const std::string& path) { return store_.Lookup(path).badge; }
   // Badges of the folder in all signals recorded.
@@ -60,6 +62,7 @@ class BenchFileManager : private BadgeStore::Surroundings {
   void WorkAfter(std::chrono::milliseconds) override {}
 
   GLibPtr<GVariant> Call(const char* method, GVariant* arguments);
+  std::string AskForBadges(const std::string& folder, const std::string& names);
   static void OnSignal(GDBusConnection*, const char*, const char*, const char*, const char* signal,
                        GVariant* parameters, gpointer self);
 

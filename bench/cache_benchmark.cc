@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <map>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <utility>
@@ -25,6 +26,7 @@ constexpr int kLarge = 100'000;
 constexpr int kSmall = 1'000;
 constexpr int kFolders = 50'000;
 constexpr int kRenamed = 512;
+constexpr int kReloads = 16;
 const char kFolder[] = "/home/alice/Workplace/Reports";
 
 using Record = std::pair<std::string_view, SyncCacheItemView>;
@@ -64,25 +66,46 @@ const DecodedList& Decoded(std::int64_t count) {
   return lists.try_emplace(count, static_cast<int>(count)).first->second;
 }
 
-void BuildOrderedMap(benchmark::State& state) {
-  const DecodedList& list = Decoded(state.range(0));
+// Times the making of something, but not its end.
+template <typename Made, typename Make>
+void MakeAndForget(benchmark::State& state, Make make) {
+  std::optional<Made> made;
   for ([[maybe_unused]] auto _ : state) {
-    OrderedMapFolder folder;
-    list.Build(folder);
-    benchmark::DoNotOptimize(folder.items.size());
+    make(made.emplace());
+    state.PauseTiming();
+    made.reset();
+    state.ResumeTiming();
   }
   state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+void BuildOrderedMap(benchmark::State& state) {
+  const DecodedList& list = Decoded(state.range(0));
+  MakeAndForget<OrderedMapFolder>(state, [&list](OrderedMapFolder& folder) { list.Build(folder); });
 }
 BENCHMARK(BuildOrderedMap)->Arg(kLarge)->Unit(benchmark::kMillisecond);
 
 void BuildFolder(benchmark::State& state) {
   const DecodedList& list = Decoded(state.range(0));
-  for ([[maybe_unused]] auto _ : state) benchmark::DoNotOptimize(list.Build().Size());
-  state.SetItemsProcessed(state.iterations() * state.range(0));
+  MakeAndForget<SyncCacheItems>(state, [&list](SyncCacheItems& items) { items = list.Build(); });
 }
 BENCHMARK(BuildFolder)->Arg(kSmall)->Arg(kLarge)->Arg(1'000'000)->Unit(benchmark::kMillisecond);
 
-// With decoding before, and the names in byte order after, as a list is stored.
+// With the names in byte order too, as the map has them.
+void BuildSortedFolder(benchmark::State& state) {
+  struct Sorted {
+    SyncCacheItems items;
+    SyncCacheNames names;
+  };
+  const DecodedList& list = Decoded(state.range(0));
+  MakeAndForget<Sorted>(state, [&list](Sorted& sorted) {
+    sorted.items = list.Build();
+    sorted.names = sorted.items.SortedNames();
+  });
+}
+BENCHMARK(BuildSortedFolder)->Arg(kLarge)->Unit(benchmark::kMillisecond);
+
+// With decoding before too, and an order by item id where a worker makes it: as a list is stored.
 void PrepareWholeList(benchmark::State& state) {
   const DecodedList& list = Decoded(state.range(0));
   for ([[maybe_unused]] auto _ : state) {
@@ -102,21 +125,26 @@ class Caches : public test::StartedExtension {
   SystemClock clock_;
 
  public:
-  Caches() : ours(fake_.runLoop, clock_), naive(clock_, [](const std::string&) {}) {
+  Caches() : ours(fake_.runLoop, clock_), naive(clock_, AskForList) {
     ours.Initialize(nullptr, CSyncApi::m_Instance);
     for (const auto& [name, item] : Decoded(kLarge).records) {
       paths.push_back(std::string(kFolder) + "/" + std::string(name));
     }
     Store(kFolder, Decoded(kLarge).text);
     Decoded(kLarge).Build(naive.Folder(kFolder));
-    const auto little = std::make_shared<const std::string>(test::ListText({{.name = "a"}}));
-    for (int i = 0; i < kFolders; ++i) {
-      const std::string folder = "/home/alice/Workplace/Projects/" + std::to_string(i % 500) +
-                                 "/Deliverables " + std::to_string(i);
-      Store(folder, little);
-      naive.Folder(folder).valid = true;
-    }
+    for (int i = 0; i < kFolders; ++i) StoreLittle(LittleFolder(i));
   }
+
+  static std::string LittleFolder(int i) {
+    return "/home/alice/Workplace/Projects/" + std::to_string(i % 500) + "/Deliverables " +
+           std::to_string(i);
+  }
+  void StoreLittle(const std::string& folder) {
+    Store(folder, little_);
+    naive.Folder(folder).valid = true;
+  }
+  // How many lists either has asked the Agent for since the last time.
+  std::size_t TakeRequests() { return std::exchange(fake_.transport.sent, {}).size(); }
 
   CSyncCache ours;
   OrderedMapCache naive;
@@ -124,10 +152,16 @@ class Caches : public test::StartedExtension {
 
  private:
   void TestBody() override {}
+  static void AskForList(const std::string& folder) {
+    CSyncApi::m_Instance.load()->RequestFolderItems(folder);
+  }
   void Store(const std::string& folder, const std::shared_ptr<const std::string>& text) {
     CSyncStatusListResponse response(nullptr, folder, text);
     (void)ours.StoreList(PrepareList(response));
   }
+
+  const std::shared_ptr<const std::string> little_ =
+      std::make_shared<const std::string>(test::ListText({{.name = "a"}}));
 };
 
 // Never destroyed: the extension keeps pointers to what has joined it.
@@ -282,13 +316,23 @@ void ChangeOneByOne(benchmark::State& state) {
 }
 BENCHMARK(ChangeOneByOne)->Arg(1'000'000)->Iterations(1)->Unit(benchmark::kMillisecond);
 
+// Of items whose folders are cached, so that each reload asks the Agent for one list.
 template <typename Cache>
 void Reload(benchmark::State& state, Cache Caches::*cache) {
   Caches& both = Both();
-  int i = 0;
+  both.TakeRequests();
   for ([[maybe_unused]] auto _ : state) {
-    (both.*cache).RequestReload("/home/alice/Workplace/Projects/123/Item " + std::to_string(++i));
+    for (int i = 0; i < kReloads; ++i) {
+      (both.*cache).RequestReload(Caches::LittleFolder(i * (kFolders / kReloads)) + "/a");
+    }
+    state.PauseTiming();
+    if (both.TakeRequests() != kReloads) state.SkipWithError("a list is not asked for");
+    for (int i = 0; i < kReloads; ++i) {
+      both.StoreLittle(Caches::LittleFolder(i * (kFolders / kReloads)));
+    }
+    state.ResumeTiming();
   }
+  state.SetItemsProcessed(state.iterations() * kReloads);
 }
 void NaiveReload(benchmark::State& state) { Reload(state, &Caches::naive); }
 BENCHMARK(NaiveReload);
@@ -302,6 +346,8 @@ void Report(const Runs& runs) {
   };
   ratio("folder build, 100k items, against the ordered map", 8, "BuildOrderedMap/100000",
         "BuildFolder/100000");
+  ratio("folder build, 100k items, sorted for a walk, too", 8, "BuildOrderedMap/100000",
+        "BuildSortedFolder/100000");
   ratio("GetStatus in a folder of 100k, against the naive query", 2.5, "NaiveGetStatus",
         "GetStatus");
   ratio("all eight fields in one look-up, against eight naive queries", 4, "NaiveEightFields",
@@ -310,8 +356,8 @@ void Report(const Runs& runs) {
         "Rename/100000");
   ReportGoal("Update under a new name, 100k items, against 1k", Bound::kAtMost, 2,
              runs.Ratio("Rename/100000", "Rename/1000"), "x");
-  ReportGoal("single changes in a folder of 1,000,000, the longest", Bound::kAtMost, 20,
-             runs.Counter("ChangeOneByOne/1000000", "longest"), "ms");
+  ReportGoal("single changes in a folder of 1,000,000, the longest", Bound::kAtMost, 5,
+             runs.Largest("ChangeOneByOne/1000000", "longest"), "ms");
   ratio("RequestReload, 50k folders, against the full walk", 100, "NaiveReload", "RequestReload");
 }
 

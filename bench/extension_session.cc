@@ -2,6 +2,7 @@
 
 #include <signal.h>
 #include <stdlib.h>
+#include <time.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -72,6 +73,26 @@ ExtensionSession::ExtensionSession(const Command& command)
   Require(test::TurnUntil([this] { return !extension_.empty(); }),
           words.front() + " does not own its name");
   g_bus_unwatch_name(watch);
+}
+
+GLibPtr<GVariant> ExtensionSession::Call(GDBusConnection* bus, const char* method,
+                                         GVariant* arguments) const {
+  GErrorSlot error;
+  GLibPtr<GVariant> reply(g_dbus_connection_call_sync(
+      bus, extension_.c_str(), kBusPath, kBusInterface, method, arguments, nullptr,
+      G_DBUS_CALL_FLAGS_NONE, 60'000, nullptr, error.out()));
+  Require(reply != nullptr, error.text());
+  return reply;
+}
+
+std::int64_t ExtensionSession::ProcessorTime() const {
+  clockid_t clock;
+  timespec time{};
+  const char* process = g_subprocess_get_identifier(process_.get());
+  Require(process != nullptr && ::clock_getcpuclockid(std::stoi(process), &clock) == 0 &&
+              ::clock_gettime(clock, &time) == 0,
+          "the extension has ended");
+  return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
 }
 
 ExtensionSession::~ExtensionSession() {

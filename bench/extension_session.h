@@ -2,6 +2,7 @@
 
 #include <gio/gio.h>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -36,6 +37,10 @@ class ExtensionSession {
   GDBusConnection* Bus() const { return bus_.get(); }
   // The extension's unique name.
   const std::string& Extension() const { return extension_; }
+  // What it answers to a call over that connection. Any thread.
+  GLibPtr<GVariant> Call(GDBusConnection* bus, const char* method, GVariant* arguments) const;
+  // What its threads have used so far; nanoseconds.
+  std::int64_t ProcessorTime() const;
   const std::string& Home() const { return home_; }
   // What all files lie in.
   const std::string& Folder() const { return folder_; }

@@ -59,6 +59,14 @@ std::optional<double> MedianOrNothing(const std::vector<double>& values) {
   return Median(values);
 }
 
+const std::vector<double>* FindCounter(const Runs& runs, const std::string& name,
+                                       const std::string& counter) {
+  const auto found = runs.of.find(name);
+  if (found == runs.of.end()) return nullptr;
+  const auto values = found->second.counters.find(counter);
+  return values == found->second.counters.end() ? nullptr : &values->second;
+}
+
 }  // namespace
 
 void ReportGoal(const std::string& name, Bound bound, double wanted, double figure,
@@ -89,6 +97,11 @@ double Median(std::vector<double> values) {
   return (values[middle - 1] + values[middle]) / 2;
 }
 
+std::optional<double> Quotient(std::optional<double> dividend, std::optional<double> divisor) {
+  if (!dividend || !divisor || *divisor <= 0) return std::nullopt;
+  return *dividend / *divisor;
+}
+
 std::optional<double> Runs::RealNanoseconds(const std::string& name) const {
   const auto found = of.find(name);
   if (found == of.end()) return std::nullopt;
@@ -102,18 +115,18 @@ std::optional<double> Runs::CpuNanoseconds(const std::string& name) const {
 }
 
 std::optional<double> Runs::Counter(const std::string& name, const std::string& counter) const {
-  const auto found = of.find(name);
-  if (found == of.end()) return std::nullopt;
-  const auto values = found->second.counters.find(counter);
-  if (values == found->second.counters.end()) return std::nullopt;
-  return MedianOrNothing(values->second);
+  const std::vector<double>* values = FindCounter(*this, name, counter);
+  return values == nullptr ? std::nullopt : MedianOrNothing(*values);
+}
+
+std::optional<double> Runs::Largest(const std::string& name, const std::string& counter) const {
+  const std::vector<double>* values = FindCounter(*this, name, counter);
+  if (values == nullptr) return std::nullopt;
+  return *std::max_element(values->begin(), values->end());
 }
 
 std::optional<double> Runs::Ratio(const std::string& slower, const std::string& faster) const {
-  const std::optional<double> numerator = CpuNanoseconds(slower);
-  const std::optional<double> denominator = CpuNanoseconds(faster);
-  if (!numerator || !denominator || *denominator <= 0) return std::nullopt;
-  return *numerator / *denominator;
+  return Quotient(CpuNanoseconds(slower), CpuNanoseconds(faster));
 }
 
 int RunWithGoals(int argc, char** argv, const std::function<void(const Runs&)>& report) {

@@ -11,13 +11,16 @@ namespace kelvo::bench {
 enum class Bound { kAtLeast, kAtMost };
 
 // Prints "GOAL|<name>|<wanted>|<figure>|<met or MISSED>" to standard output, in a line of its own;
-// scripts/bench gathers these lines. Of repeated runs give the median: one run tells the load of
-// the machine as well.
+// scripts/bench gathers these lines. Of repeated runs give the median, since one run tells the load
+// of the machine as well; but of what must never happen the largest.
 void ReportGoal(const std::string& name, Bound bound, double wanted, double figure,
                 const std::string& unit);
 
 // The middle one, of an even number the mean of the two; 0 of none.
 double Median(std::vector<double> values);
+
+// Nothing when either is missing or there is no quotient.
+std::optional<double> Quotient(std::optional<double> dividend, std::optional<double> divisor);
 
 // What the benchmarks of this program took, per iteration.
 class Runs {
@@ -27,6 +30,8 @@ class Runs {
   std::optional<double> RealNanoseconds(const std::string& name) const;
   std::optional<double> CpuNanoseconds(const std::string& name) const;
   std::optional<double> Counter(const std::string& name, const std::string& counter) const;
+  // The same of the worst repetition.
+  std::optional<double> Largest(const std::string& name, const std::string& counter) const;
   // How many times longer the first took than the second, by CPU time.
   std::optional<double> Ratio(const std::string& slower, const std::string& faster) const;
 
@@ -42,7 +47,8 @@ class Runs {
 // a benchmark has failed, whatever the goals.
 int RunWithGoals(int argc, char** argv, const std::function<void(const Runs&)>& report);
 
-// The same, when there is a figure: a benchmark that was filtered out reports nothing.
+// The same, when there is a figure. Without one the goal is missed, unless only some benchmarks
+// were asked for: what these do not suffice for is not told.
 void ReportGoal(const std::string& name, Bound bound, double wanted, std::optional<double> figure,
                 const std::string& unit);
 

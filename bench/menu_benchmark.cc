@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -142,12 +143,12 @@ BENCHMARK(FileSystemOnFiles)->Arg(1)->Arg(1'000)->Arg(10'000)->Unit(benchmark::k
 void ReportGoals(const bench::Runs& runs) {
   using bench::Bound;
   const auto ratio = runs.Ratio("MenuOfCachedFiles/10000", "MenuOfCachedFiles/1000");
-  if (!ratio) return;
+  std::optional<double> lookUps;
+  if (ratio) lookUps = static_cast<double>(Extension().LookUps(Extension().Files(kFiles)));
   bench::ReportGoal("menu for 10,000 items against 1,000, time per item", Bound::kAtMost, 1.5,
-                    *ratio / 10, "x");
+                    bench::Quotient(ratio, 10), "x");
   bench::ReportGoal("menu: look-ups in the cache per item", Bound::kAtMost, 1,
-                    static_cast<double>(Extension().LookUps(Extension().Files(kFiles))) / kFiles,
-                    "");
+                    bench::Quotient(lookUps, kFiles), "");
 }
 
 }  // namespace

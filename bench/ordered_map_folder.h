@@ -68,11 +68,14 @@ class OrderedMapCache {
   }
 
   void RequestReload(const std::string& path) {
+    std::string_view parent;
+    std::string_view name;
+    (void)SplitPath(path, &parent, &name);
     CMutexLock lock(mutex_);
     for (auto& [key, folder] : folders_) {
       const bool below = key.starts_with(path) &&
                          (key.size() == path.size() || path == "/" || key[path.size()] == '/');
-      if (!below || !folder.valid) continue;
+      if (!folder.valid || !(below || key == parent)) continue;
       folder.valid = false;
       request_(key);
     }

@@ -1,6 +1,6 @@
 // What it takes to remember which badge every item was told with: a million items that a file
-// manager has asked for, in folders of 10,000 and in one. Private memory, the folders' own
-// included; the names are the asker's.
+// manager has asked for, in folders of 10,000 and in one. Bytes that the heap has handed out, the
+// folders' own included; the names are the asker's.
 //
 // Baseline: a hash map from name to badge for each folder, which is the plain way.
 #include <benchmark/benchmark.h>
