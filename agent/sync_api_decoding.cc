@@ -214,9 +214,10 @@ void CSyncApi::OnSyncResponse(const PropertyList::Dictionary& userInfo) {
 
 void CSyncApi::OnResetShowDialog() {
   KELVO_LOG(kLogDebug, "OnResetShowDialogPreference");
+  SetShowUnlockNotification(true);
+  SetShowLockNotification(true);
+  // Told when they are written, too.
   settingsQueue_.Async([&runLoop = runLoop_] {
-    SetShowUnlockNotification(true);
-    SetShowLockNotification(true);
     runLoop.Post([] { NotifyAgentEvent(kAgentInstance, "reset_show_dialog_success"); });
   });
 }

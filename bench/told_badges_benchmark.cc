@@ -71,7 +71,7 @@ void ToldBadges(benchmark::State& state) {
         [](const std::string&, const std::vector<KnownItem>& items) {
           return BadgeTable::Identifiers(items.size(), "1");
         },
-        [](const std::string&, const std::string&) {});
+        [](const std::string&, const std::string&) {}, [] { return std::uint64_t{0}; });
     for (const std::string& path : folders.paths) {
       table.Ask(":1.1", path, folders.names);
       table.Answer(":1.1", path, folders.names, [](const std::string&) {});

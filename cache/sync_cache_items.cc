@@ -119,7 +119,11 @@ void SyncCacheItems::VisitLive(Visit visit) const {
 }
 
 std::uint32_t SyncCacheItems::RowOf(std::string_view name, std::uint64_t hash) const {
-  return index_.Find(hash, [this, name](std::uint32_t row) { return Name(rows_[row]) == name; });
+  return index_.Find(hash, [this, name](std::uint32_t row) {
+    const std::string_view known = Name(rows_[row]);
+    // Who repaints a list has its names from the same text.
+    return known.size() == name.size() && (known.data() == name.data() || known == name);
+  });
 }
 
 std::optional<SyncCacheItemView> SyncCacheItems::Find(std::string_view name) const {
@@ -156,7 +160,12 @@ void SyncCacheItems::FindStatuses(std::span<const std::string_view> names,
       if (rows[i] != NameIndex::kNone) __builtin_prefetch(Name(rows_[rows[i]]).data());
     }
     for (std::size_t i = 0; i < block.size(); ++i) {
-      if (const auto item = Find(block[i], hashes[i])) statuses[begin + i] = item->status;
+      const std::uint32_t row = RowOf(block[i], hashes[i]);
+      if (row != NameIndex::kNone && rows_[row].live) {
+        statuses[begin + i] = static_cast<BadgeStatus>(rows_[row].status);
+      } else if (const auto found = changed_.find(block[i]); found != changed_.end()) {
+        statuses[begin + i] = found->second.status;
+      }
     }
   }
 }

@@ -120,6 +120,9 @@ class FinderSync final : private NotificationsBridgeDelegate, private AgentEvent
   // repaint that looks is on its way then. `directory`: empty for "/". Any thread.
   std::vector<std::optional<std::string>> knownBadgeIdentifiers(
       std::string_view directory, std::span<const KnownItem> items) const;
+  // Another number, never 0, whenever what the former answers may be another. What was read after
+  // it was taken is what is known for as long as it stays the same. Any thread; does not block.
+  std::uint64_t badgeChanges() const;
   // What is known of the folder's items, in words; asks nobody. An empty name is one of which
   // nothing is known. Any thread.
   WordsOfItems describeItems(const std::string& folder,

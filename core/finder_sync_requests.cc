@@ -12,6 +12,7 @@
 #include "base/logger.h"
 #include "base/string_utils.h"
 #include "cache/sync_cache.h"
+#include "core/finder_configuration.h"
 #include "core/finder_sync.h"
 #include "core/overlays.h"
 #include "platform/finder_controller.h"
@@ -40,6 +41,12 @@ bool IsItemOfItsFolder(std::string_view name) {
   return !name.empty() && name.find('/') == std::string_view::npos;
 }
 
+// Another number whenever badges of the same status may look otherwise.
+std::uint64_t SettingsPublication() {
+  const CFinderConfiguration* configuration = CFinderConfiguration::m_Instance;
+  return configuration == nullptr ? 0 : configuration->Publication();
+}
+
 std::string DirectoryOf(const std::string& path) {
   std::string directory;
   std::string name;
@@ -65,14 +72,16 @@ void FinderSync::refreshPath(const std::string& path) {
 void FinderSync::setBadge(const std::string& path, BadgeStatus status) {
   const CSyncCache* cache = CSyncCache::m_Instance;
   for (;;) {
+    const std::uint64_t publication = SettingsPublication();
     const bool isDue = Overlays::dependsOnFolder(static_cast<int>(status));
     const auto isDirectory = isDue ? std::optional<bool>(IsDirectory(path)) : std::nullopt;
     const std::string identifier = IdentifierOf(status, isDirectory);
     KELVO_LOG(kLogDebug, "setting badge:" << identifier << " for:" << path);
     platform_.finderController.setBadgeIdentifier(identifier, path, isDirectory);
-    // Another thread may have set the badge of a newer status meanwhile, which this one replaced.
+    // Another thread may have set the badge of a newer status meanwhile, or that of newer settings,
+    // which this one replaced.
     const BadgeStatus latest = cache == nullptr ? status : cache->PeekStatus(path);
-    if (latest == status) return;
+    if (latest == status && SettingsPublication() == publication) return;
     status = latest;
   }
 }
@@ -87,7 +96,8 @@ void FinderSync::refreshPaths(const std::string& directory,
     const auto some = names.first(std::min(names.size(), kPathsAtOnce));
     names = names.subspan(some.size());
     statuses.assign(some.size(), BadgeStatus::kNone);
-    const std::uint64_t changes = cache == nullptr ? 0 : cache->StatusChanges();
+    const std::uint64_t changes = badgeChanges();
+    const std::uint64_t publication = SettingsPublication();
     const bool areItems = std::all_of(some.begin(), some.end(), IsItemOfItsFolder);
     if (!areItems || cache == nullptr || !cache->GetStatuses(directory, some, statuses)) {
       // A miss asks the Agent, item by item; what lies deeper is another folder's.
@@ -103,13 +113,15 @@ void FinderSync::refreshPaths(const std::string& directory,
       KELVO_LOG(kLogDebug, "setting badge:" << badges.back().identifier << " for:" << directory
                                             << "/" << some[i]);
     }
-    platform_.finderController.setBadgeIdentifiers(directory, badges);
+    platform_.finderController.setBadgeIdentifiers(directory, badges, changes);
     // As after a single one.
-    if (cache->StatusChanges() == changes) continue;
+    if (badgeChanges() == changes) continue;
+    const bool areSameSettings = SettingsPublication() == publication;
     latest.assign(some.size(), BadgeStatus::kNone);
     cache->PeekStatuses(directory, some, latest);
     for (std::size_t i = 0; i < some.size(); ++i) {
-      if (latest[i] != statuses[i]) setBadge(directory + "/" + std::string(some[i]), latest[i]);
+      if (latest[i] == statuses[i] && areSameSettings) continue;
+      setBadge(directory + "/" + std::string(some[i]), latest[i]);
     }
   }
 }
@@ -148,6 +160,11 @@ void FinderSync::endObservingDirectoryAtURL(const std::string& path) {
   CMutexLock lock(observedMutex_);
   observedBeforeStart_.erase(path);
   if (CSyncCache* cache = CSyncCache::m_Instance) cache->RemoveObservedPath(path);
+}
+
+std::uint64_t FinderSync::badgeChanges() const {
+  const CSyncCache* cache = CSyncCache::m_Instance;
+  return 1 + SettingsPublication() + (cache == nullptr ? 0 : cache->StatusChanges());
 }
 
 std::vector<std::optional<std::string>> FinderSync::knownBadgeIdentifiers(

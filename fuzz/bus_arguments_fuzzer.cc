@@ -96,7 +96,8 @@ class Session {
             },
             [this](const std::string& folder, const std::string& entries) {
               TakeBadges(folder, entries);
-            }),
+            },
+            [this] { return changes_; }),
         news_(
             loop_, loop_,
             [this](const std::string& folder, const std::vector<std::string_view>& names) {
@@ -118,9 +119,10 @@ class Session {
     const std::string path = kFolders[folder];
     char& known = known_[path][name];
     known = badge < 10 ? static_cast<char>('0' + badge) : kUnknown;
+    ++changes_;
     const std::string directory = path == "/" ? std::string() : path;
     const kelvo::FinderController::ItemBadge repainted = {name, IdentifierOf(known), std::nullopt};
-    badges_.NoteRepaints(directory, {&repainted, 1});
+    badges_.NoteRepaints(directory, {&repainted, 1}, known == kUnknown ? 0 : changes_);
     news_.NoteChange(kelvo::ItemPath(path, name));
   }
   void ChangeList(std::size_t folder) {
@@ -270,6 +272,7 @@ class Session {
   kelvo::BadgeTable badges_;
   kelvo::DescriptionNews news_;
   std::map<std::string, std::map<std::string, char>> known_;
+  std::uint64_t changes_ = 1;
   std::array<std::map<Item, char>, kClients> seenBadges_;
   std::array<std::map<Item, std::string>, kClients> seenWords_;
   std::vector<std::pair<std::string, std::string>> outdated_;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
@@ -33,8 +34,10 @@ class FinderController {
   // need not look again.
   virtual void setBadgeIdentifier(const std::string& badgeIdentifier, const std::string& path,
                                   std::optional<bool> isDirectory) = 0;
-  // The same for items of one folder, in order. `directory` is empty for "/".
-  virtual void setBadgeIdentifiers(const std::string& directory, std::span<const ItemBadge> items) {
+  // The same for items of one folder, in order. `directory` is empty for "/". `asOf`: what
+  // FinderSync::badgeChanges was before the badges were worked out.
+  virtual void setBadgeIdentifiers(const std::string& directory, std::span<const ItemBadge> items,
+                                   std::uint64_t /*asOf*/) {
     for (const ItemBadge& item : items) {
       setBadgeIdentifier(item.identifier, directory + "/" + std::string(item.name),
                          item.isDirectory);

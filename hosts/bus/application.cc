@@ -83,7 +83,8 @@ Application::Application(std::unique_ptr<BusConnection> connection)
           },
           [this](const std::string& folder, const std::string& entries) {
             service_.EmitBadgesChanged(folder, entries);
-          }),
+          },
+          [this] { return finderSync_.badgeChanges(); }),
       descriptions_(
           runLoop_, clock_,
           [this](const std::string& folder, const std::vector<std::string_view>& names) {

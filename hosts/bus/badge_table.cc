@@ -16,11 +16,13 @@ constexpr std::size_t kNamesPerTurn = 16384;
 
 }  // namespace
 
-BadgeTable::BadgeTable(RunLoop& runLoop, const Clock& clock, Reader reader, Signaller signaller)
+BadgeTable::BadgeTable(RunLoop& runLoop, const Clock& clock, Reader reader, Signaller signaller,
+                       ChangeCounter changes)
     : runLoop_(runLoop),
       clock_(clock),
       reader_(std::move(reader)),
-      signaller_(std::move(signaller)) {}
+      signaller_(std::move(signaller)),
+      changes_(std::move(changes)) {}
 
 void BadgeTable::Ask(const std::string& client, const std::string& folder,
                      const std::vector<std::string_view>& names) {
@@ -93,31 +95,41 @@ void BadgeTable::Tell(const std::string& path, Folder& folder, const NamedItem& 
   if (item.told != ToldItems::kUntold && item.told != badge &&
       slots_.Others(folder.items.ClientsOf(item), client) != 0) {
     item.owed = true;
-    AddPending(path, folder, named);
+    AddPending(path, folder, named, badge, 0);
   }
   item.told = badge;
 }
 
 void BadgeTable::NoteRepaints(std::string_view directory,
-                              std::span<const FinderController::ItemBadge> items) {
+                              std::span<const FinderController::ItemBadge> items,
+                              std::uint64_t asOf) {
   CMutexLock lock(mutex_);
   auto folder = folders_.find(directory.empty() ? std::string_view("/") : directory);
   if (folder == folders_.end()) return;
-  for (const FinderController::ItemBadge& repainted : items) {
-    Item* const item = folder->second.items.Find(repainted.name);
+  std::vector<std::string_view> names;
+  names.reserve(items.size());
+  for (const FinderController::ItemBadge& repainted : items) names.push_back(repainted.name);
+  std::vector<Item*> found(names.size());
+  folder->second.items.Find(names, found);
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    const FinderController::ItemBadge& repainted = items[i];
+    Item* const item = found[i];
     if (item == nullptr) continue;
     // Who has not looked may come late, after somebody who had to.
     if (repainted.isDirectory) item->SetIsDirectory(repainted.isDirectory);
     // An answer is on its way, or the clients have this badge already. Should a newer one have been
     // told meanwhile, the change that brought it is repainted, too.
-    if (item->told == ToldItems::kUntold || item->told == BadgeOfIdentifier(repainted.identifier)) {
-      continue;
-    }
-    AddPending(folder->first, folder->second, {repainted.name, item});
+    const char badge = BadgeOfIdentifier(repainted.identifier);
+    if (item->told == ToldItems::kUntold) continue;
+    if (item->told == badge && !item->pending) continue;
+    AddPending(folder->first, folder->second, {repainted.name, item}, badge, asOf);
   }
 }
 
-void BadgeTable::AddPending(const std::string& path, Folder& folder, const NamedItem& item) {
+void BadgeTable::AddPending(const std::string& path, Folder& folder, const NamedItem& item,
+                            char noted, std::uint64_t asOf) {
+  folder.asOf = folder.pending.Size() == 0 || folder.asOf == asOf ? asOf : 0;
+  item.item->noted = noted;
   if (!item.item->pending) {
     item.item->pending = true;
     folder.pending.Push(item.name);
@@ -165,25 +177,37 @@ void BadgeTable::Signal(const std::string& path, Folder& folder) {
     entries += named.name;
     entries += '\0';
   };
+  std::vector<Item*> found;
   std::vector<NamedItem> items;
   for (std::size_t left = std::min(kNamesPerTurn, folder.due); left > 0;) {
     items.clear();
     const auto names = folder.pending.Take(std::min(left, kItemsAtOnce));
     left -= names.size();
     folder.due -= names.size();
-    for (std::string_view name : names) {
-      Item* const item = folder.items.Find(name);
+    found.resize(names.size());
+    folder.items.Find(names, found);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      Item* const item = found[i];
       // Not there: everybody who had asked for it has left; somebody else may have come since.
       if (item == nullptr || !item->pending) continue;
       item->pending = false;
-      items.push_back({name, item});
+      items.push_back({names[i], item});
     }
-    const std::string badges = Read(path, items);
+    const std::string badges = NewestOf(path, folder, items);
     for (std::size_t i = 0; i < items.size(); ++i) tell(items[i], badges[i]);
   }
   if (folder.pending.Size() == 0) folder.pending = {};
   send();
   if (told) folder.lastSignal = clock_.Monotonic();
+}
+
+std::string BadgeTable::NewestOf(const std::string& path, const Folder& folder,
+                                 const std::vector<NamedItem>& items) const {
+  if (folder.asOf == 0 || folder.asOf != changes_()) return Read(path, items);
+  std::string badges;
+  badges.reserve(items.size());
+  for (const NamedItem& named : items) badges += named.item->noted;
+  return badges;
 }
 
 void BadgeTable::ClientGone(const std::string& client) {

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <span>
@@ -39,18 +40,21 @@ class BadgeTable {
   static constexpr std::size_t kMaxSignalBytes = std::size_t{1} << 20;  // folder and entries
   static constexpr std::chrono::milliseconds kSignalInterval{50};       // of one folder
 
-  // The present identifiers of items, as FinderSync::knownBadgeIdentifiers. All three functions are
+  // The present identifiers of items, as FinderSync::knownBadgeIdentifiers. All functions are
   // called with the table's lock held: they must not block, nor call back.
   using Identifiers = std::vector<std::optional<std::string>>;
   using Reader =
       std::function<Identifiers(const std::string& directory, const std::vector<KnownItem>& items)>;
   // `entries`: badge, name, zero byte, repeated.
   using Signaller = std::function<void(const std::string& folder, const std::string& entries)>;
+  // As FinderSync::badgeChanges.
+  using ChangeCounter = std::function<std::uint64_t()>;
   using Reply = std::function<void(const std::string& badges)>;
   // Gets the directory in the form of SplitPath: empty for "/".
   using FolderPredicate = std::function<bool(const std::string& directory)>;
 
-  BadgeTable(RunLoop& runLoop, const Clock& clock, Reader reader, Signaller signaller);
+  BadgeTable(RunLoop& runLoop, const Clock& clock, Reader reader, Signaller signaller,
+             ChangeCounter changes);
   BadgeTable(const BadgeTable&) = delete;
   BadgeTable& operator=(const BadgeTable&) = delete;
 
@@ -63,8 +67,10 @@ class BadgeTable {
               const std::vector<std::string_view>& names, const Reply& reply);
   // The items were repainted with these badges. They are signalled if what is known then differs
   // from what was told: at the end of the loop's turn, but not within 50 ms of the folder's last
-  // signal. `directory`: empty for "/".
-  void NoteRepaints(std::string_view directory, std::span<const FinderController::ItemBadge> items);
+  // signal. `directory`: empty for "/". `asOf`: what the counter was before the badges were read;
+  // while it is the same, they need not be read again. 0: unknown.
+  void NoteRepaints(std::string_view directory, std::span<const FinderController::ItemBadge> items,
+                    std::uint64_t asOf = 0);
 
   // Lets go of the items that nobody else has asked for. After the last Answer to the client.
   void ClientGone(const std::string& client);
@@ -92,15 +98,19 @@ class BadgeTable {
 
   struct Folder {
     ToldItems items;
-    NameQueue pending;    // names to be looked at for the next signals
-    std::size_t due = 0;  // so many of them for those that are being sent
-    int answering = 0;    // calls between Ask and Answer
+    NameQueue pending;       // names to be looked at for the next signals
+    std::uint64_t asOf = 0;  // of the badges noted for all of these; 0 where one is not known
+    std::size_t due = 0;     // so many of them for those that are being sent
+    int answering = 0;       // calls between Ask and Answer
     bool flushScheduled = false;
     std::optional<std::chrono::milliseconds> lastSignal;
   };
 
-  void AddPending(const std::string& path, Folder& folder, const NamedItem& item)
-      KELVO_REQUIRES(mutex_);
+  // `noted`: read when the counter was `asOf`.
+  void AddPending(const std::string& path, Folder& folder, const NamedItem& item, char noted,
+                  std::uint64_t asOf) KELVO_REQUIRES(mutex_);
+  std::string NewestOf(const std::string& path, const Folder& folder,
+                       const std::vector<NamedItem>& items) const KELVO_REQUIRES(mutex_);
   // Writes the badges of these names.
   void AnswerSome(const std::string& path, Folder& folder, std::span<const std::string_view> names,
                   ClientSlots::Bits client, char* badges) KELVO_REQUIRES(mutex_);
@@ -117,6 +127,7 @@ class BadgeTable {
   const Clock& clock_;
   const Reader reader_;
   const Signaller signaller_;
+  const ChangeCounter changes_;
   mutable CMutex mutex_{kMutexNormal};
   ClientSlots slots_ KELVO_GUARDED_BY(mutex_);
   Map<Folder> folders_ KELVO_GUARDED_BY(mutex_);

@@ -34,8 +34,9 @@ void BusFinderController::setBadgeIdentifier(const std::string& badgeIdentifier,
 }
 
 void BusFinderController::setBadgeIdentifiers(const std::string& directory,
-                                              std::span<const ItemBadge> items) {
-  badges_.NoteRepaints(directory, items);
+                                              std::span<const ItemBadge> items,
+                                              std::uint64_t asOf) {
+  badges_.NoteRepaints(directory, items, asOf);
 }
 
 }  // namespace kelvo

@@ -24,7 +24,8 @@ class BusFinderController : public FinderController {
                      const std::string& badgeIdentifier) override;
   void setBadgeIdentifier(const std::string& badgeIdentifier, const std::string& path,
                           std::optional<bool> isDirectory) override;
-  void setBadgeIdentifiers(const std::string& directory, std::span<const ItemBadge> items) override;
+  void setBadgeIdentifiers(const std::string& directory, std::span<const ItemBadge> items,
+                           std::uint64_t asOf) override;
 
  private:
   BadgeTable& badges_;

@@ -41,7 +41,7 @@ class DescriptionNews {
   static constexpr std::size_t kMaxNameBytes = std::size_t{1} << 20;
   // Beyond it a client is told no more of the folder that it has asked about the longest ago.
   static constexpr std::size_t kFoldersPerClient = 4096;
-  static constexpr std::size_t kMaxTold = 2'000'000;  // items in all folders, of 15 to 19 bytes
+  static constexpr std::size_t kMaxTold = 2'000'000;  // items in all folders, of 18 to 23 bytes
 
   // What is known of the items, without asking anybody. Both functions are called with the lock
   // held: they must not block, nor call back.

@@ -9,6 +9,10 @@ static_assert(sizeof(ToldItems::Item) <= 4);
 
 ToldItems::Item* ToldItems::Find(std::string_view name) { return items_.Find(name); }
 
+void ToldItems::Find(std::span<const std::string_view> names, std::span<Item*> items) {
+  items_.Find(names, items);
+}
+
 ToldItems::Item& ToldItems::Add(std::string_view name, ClientSlots::Bits client) {
   if (Item* const known = Find(name)) {
     if ((ClientsOf(*known) & client) == 0) known->clients = SetOf(ClientsOf(*known) | client);

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -13,7 +14,7 @@ namespace kelvo {
 
 // The items of one folder that clients have asked for, and what they were told of each.
 //
-// There are as many of these as files that anybody has looked at, so that an item takes 15 to 19
+// There are as many of these as files that anybody has looked at, so that an item takes 18 to 23
 // bytes. What two that share an entry of the table are told apart is taken for one item's.
 //
 // Threads: the caller's lock.
@@ -27,6 +28,7 @@ class ToldItems {
     bool owed : 1;                 // somebody was told something else than `told`
     bool pending : 1;              // to be looked at for the next signal
     std::uint8_t clients;          // which of the sets below
+    char noted;                    // while pending: the badge of the repaint
 
     std::optional<bool> IsDirectory() const {
       if (isDirectory == 0) return std::nullopt;
@@ -37,6 +39,7 @@ class ToldItems {
 
   // Null when nobody has asked for it. Items are valid until one is added or removed.
   Item* Find(std::string_view name);
+  void Find(std::span<const std::string_view> names, std::span<Item*> items);
   // The item, for which the client has asked now.
   Item& Add(std::string_view name, ClientSlots::Bits client);
   // Who has asked for it; may name a few too many when hundreds of groups of clients ask for

@@ -65,6 +65,29 @@ TEST_F(FinderSyncTest, AnOldAnswerThatComesLateLeavesNoOldBadge) {
   EXPECT_EQ(fake_.finder.current[path], "1");
 }
 
+TEST_F(FinderSyncTest, ABadgeMeantForTheFormerSettingsDoesNotStay) {
+  const std::string folder = Home("Work/late");
+  const std::vector<ListRecord> records = {{.name = "a"}, {.name = "b"}};
+  SendList(folder, records);
+  const auto switchOff = [&] {
+    WriteUserInfo("<key>show_green_checkmarks</key><false/>");
+    Configure();
+    SendList(folder, records);
+  };
+  fake_.finder.before = switchOff;
+  extension_->requestBadgeIdentifierForURL(folder + "/a");
+  EXPECT_EQ(Badge(folder + "/a"), "");
+  WriteUserInfo({});
+  Configure();
+  SendList(folder, records);
+  EXPECT_EQ(Badge(folder + "/a"), "1");
+  fake_.finder.before = switchOff;
+  const std::vector<std::string_view> names = {"a", "b"};
+  extension_->requestBadgeIdentifiers(folder, names);
+  EXPECT_EQ(Badge(folder + "/a"), "");
+  EXPECT_EQ(Badge(folder + "/b"), "");
+}
+
 TEST_F(FinderSyncTest, ManyItemsAtOnceAreSetAsOneByOne) {
   const std::string folder = Home("Work/many");
   std::vector<ListRecord> records(1500);

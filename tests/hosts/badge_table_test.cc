@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -40,7 +42,7 @@ class BadgeTableTest : public ::testing::Test {
     const bool mustLook = BadgeIn(folder_, name) == '1' && !greenCheckmarks_;
     const std::optional<bool> looked = mustLook ? std::optional(isDirectory) : std::nullopt;
     const FinderController::ItemBadge badge{name, *Read(folder_, {name, looked}), looked};
-    table_.NoteRepaints(folder_ == "/" ? "" : folder_, {&badge, 1});
+    table_.NoteRepaints(folder_ == "/" ? "" : folder_, {&badge, 1}, Changes());
   }
   char BadgeIn(const std::string& folder, std::string_view name) {
     const auto found = cache_.find(ItemPath(folder, name));
@@ -54,11 +56,18 @@ class BadgeTableTest : public ::testing::Test {
   }
   BadgeTable::Identifiers ReadAll(const std::string& directory,
                                   const std::vector<KnownItem>& items) {
+    ++reads_;
     BadgeTable::Identifiers identifiers;
     for (const KnownItem& item : items) {
       identifiers.push_back(Read(directory.empty() ? "/" : directory, item));
     }
     return identifiers;
+  }
+  // Another number for another cache.
+  std::uint64_t Changes() const {
+    std::string state = greenCheckmarks_ ? "green" : "";
+    for (const auto& [path, badge] : cache_) state += path + badge;
+    return std::hash<std::string>{}(state) | 1;
   }
   void Signal(const std::string& folder, const std::string& entries) {
     EXPECT_EQ(folder_, folder);
@@ -82,6 +91,7 @@ class BadgeTableTest : public ::testing::Test {
   bool greenCheckmarks_ = true;
   std::map<std::string, char> cache_;
   std::vector<Badges> signals_;
+  int reads_ = 0;
   FakeClock clock_;
   FakeRunLoop runLoop_{clock_};
   BadgeTable table_{
@@ -89,13 +99,32 @@ class BadgeTableTest : public ::testing::Test {
       [this](const std::string& directory, const std::vector<KnownItem>& items) {
         return ReadAll(directory, items);
       },
-      [this](const std::string& folder, const std::string& entries) { Signal(folder, entries); }};
+      [this](const std::string& folder, const std::string& entries) { Signal(folder, entries); },
+      [this] { return Changes(); }};
 };
 
 TEST_F(BadgeTableTest, AnswersByNameInOrderAndKeepsOnlyNamesOfItems) {
   cache_ = {{"/w/a", '1'}, {"/w/b", '2'}};
   EXPECT_EQ("2101000", Ask("c", {"b", "a", "", "a", ".", "..", "a/b"}));
   EXPECT_EQ(2U, table_.Size());
+}
+
+TEST_F(BadgeTableTest, WhatMayHaveChangedSinceItsRepaintIsReadAgain) {
+  cache_ = {{"/w/a", '1'}, {"/w/b", '1'}};
+  Ask("c", {"a", "b"});
+  reads_ = 0;
+  Change("a", '2');
+  EXPECT_EQ((std::vector<Badges>{{{"a", '2'}}}), TurnEnds());
+  EXPECT_EQ(0, reads_);
+  runLoop_.Advance(BadgeTable::kSignalInterval);
+  Change("a", '3');
+  cache_["/w/a"] = '4';
+  Change("b", '2');
+  EXPECT_EQ((std::vector<Badges>{{{"a", '4'}, {"b", '2'}}}), TurnEnds());
+  runLoop_.Advance(BadgeTable::kSignalInterval);
+  Change("a", '5');
+  cache_["/w/a"] = '6';
+  EXPECT_EQ((std::vector<Badges>{{{"a", '6'}}}), TurnEnds());
 }
 
 TEST_F(BadgeTableTest, SignalsTheLatestOfWhatWasAskedForAndDiffers) {
