@@ -74,7 +74,10 @@ void FakeRunLoop::Advance(milliseconds step) {
 }
 
 void FakeBackgroundQueue::Async(std::function<void()> work) {
-  work_.push_back(std::move(work));
+  {
+    std::lock_guard lock(mutex_);
+    work_.push_back(std::move(work));
+  }
   if (!hold_) RunAll();
 }
 
@@ -84,9 +87,14 @@ bool FakeBackgroundQueue::TryAsync(std::function<void()>& work) {
 }
 
 void FakeBackgroundQueue::RunAll() {
-  while (!work_.empty()) {
-    std::function<void()> work = std::move(work_.front());
-    work_.pop_front();
+  while (true) {
+    std::function<void()> work;
+    {
+      std::lock_guard lock(mutex_);
+      if (work_.empty()) return;
+      work = std::move(work_.front());
+      work_.pop_front();
+    }
     work();
   }
 }
@@ -191,8 +199,12 @@ void FakeFinderController::setBadgeImage(const std::optional<BadgeImage>& image,
 void FakeFinderController::setBadgeIdentifier(const std::string& badgeIdentifier,
                                               const std::string& path,
                                               std::optional<bool> isDirectory) {
-  if (const auto quicker = std::exchange(before, nullptr)) quicker();
-  std::lock_guard lock(mutex);
+  std::unique_lock lock(mutex);
+  if (const auto quicker = std::exchange(before, nullptr)) {
+    lock.unlock();
+    quicker();
+    lock.lock();
+  }
   badges.push_back({badgeIdentifier, path, isDirectory});
   current[path] = badgeIdentifier;
 }

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <deque>
@@ -32,17 +33,20 @@
 
 namespace kelvo::test {
 
-// A clock that a test turns by hand. SetWallClock moves only the wall clock, as a user would.
+// A clock that a test turns by hand, on one thread, and reads on any. SetWallClock moves only the
+// wall clock, as a user would.
 class FakeClock : public Clock {
  public:
-  std::int64_t Now() const override { return wallBase_ + monotonic_.count() / 1000; }
-  std::chrono::milliseconds Monotonic() const override { return monotonic_; }
-  void Turn(std::chrono::milliseconds step) { monotonic_ += step; }
-  void SetWallClock(std::int64_t now) { wallBase_ = now - monotonic_.count() / 1000; }
+  std::int64_t Now() const override { return wallBase_ + monotonic_ / 1000; }
+  std::chrono::milliseconds Monotonic() const override {
+    return std::chrono::milliseconds(monotonic_);
+  }
+  void Turn(std::chrono::milliseconds step) { monotonic_ += step.count(); }
+  void SetWallClock(std::int64_t now) { wallBase_ = now - monotonic_ / 1000; }
 
  private:
-  std::int64_t wallBase_ = 1'700'000'000;
-  std::chrono::milliseconds monotonic_{0};
+  std::atomic<std::int64_t> wallBase_{1'700'000'000};
+  std::atomic<std::int64_t> monotonic_{0};  // milliseconds
 };
 
 // Runs posted tasks and due timers when the test says so.
@@ -83,7 +87,7 @@ class FakeRunLoop : public RunLoop {
   static std::uintptr_t ThreadMark();
 };
 
-// Runs work when the test says so, or at once.
+// Runs work when the test says so, on the thread that says so, or at once.
 class FakeBackgroundQueue : public BackgroundQueue {
  public:
   void Async(std::function<void()> work) override;
@@ -95,8 +99,9 @@ class FakeBackgroundQueue : public BackgroundQueue {
   void Refuse(bool refuse) { refuse_ = refuse; }
 
  private:
-  bool hold_ = false;
-  bool refuse_ = false;
+  std::atomic<bool> hold_{false};
+  std::atomic<bool> refuse_{false};
+  std::mutex mutex_;
   std::deque<std::function<void()>> work_;
 };
 
