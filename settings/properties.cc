@@ -28,12 +28,21 @@ constexpr std::string_view kSomeFile = "the open file";
 
 std::string Reason(int error) { return std::generic_category().message(error); }
 
+void LogNotOpened(const std::string& path, int error) {
+  KELVO_LOG(kLogError, "cannot open " << EscapeControlCharacters(path) << ": " << Reason(error));
+}
+
 UniqueFd OpenForUse(const std::string& path) {
   UniqueFd fd(OpenExclusive(path));
-  if (!fd) {
-    const int error = errno;
-    KELVO_LOG(kLogError, "cannot open " << EscapeControlCharacters(path) << ": " << Reason(error));
-  }
+  if (!fd) LogNotOpened(path, errno);
+  return fd;
+}
+
+// Settings count also where the home takes no writes, and there nobody needs to be kept out.
+UniqueFd OpenForReading(const std::string& path) {
+  UniqueFd fd(OpenExclusive(path));
+  if (!fd && errno == EROFS) fd.Reset(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!fd) LogNotOpened(path, errno);
   return fd;
 }
 
@@ -84,7 +93,7 @@ std::optional<T> TopLevel(std::optional<PropertyList> value, T* (PropertyList::*
 
 template <typename T>
 std::optional<T> Load(const std::string& path, T* (PropertyList::*as)()) {
-  const UniqueFd fd = OpenForUse(path);
+  const UniqueFd fd = OpenForReading(path);
   if (!fd) return std::nullopt;
   const auto bytes = ReadAll(fd.get(), path);
   if (!bytes) return std::nullopt;

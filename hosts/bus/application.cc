@@ -194,6 +194,7 @@ int RunApplication(int argc, char** argv) {
   if (const std::optional<int> exitCode = HandleArguments(argc, argv)) return *exitCode;
   setlocale(LC_ALL, "");
   signal(SIGPIPE, SIG_IGN);
+  signal(SIGXFSZ, SIG_IGN);  // where files may not grow, writes fail like any other
   std::string error;
   std::unique_ptr<BusConnection> connection = BusConnection::Open(&error);
   if (connection == nullptr) {
