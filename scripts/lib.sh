@@ -19,6 +19,7 @@ desktop_packages="nemo nautilus caja dolphin kio-extras breeze-icon-theme libqt5
   glib-networking gsettings-desktop-schemas
   librsvg2-common adwaita-icon-theme hicolor-icon-theme fonts-dejavu-core fonts-wqy-microhei"
 package_packages="dpkg-dev lintian appstream gzip python3"
+soak_packages="xvfb openbox dbus xdotool imagemagick python3 python3-gi adwaita-icon-theme fonts-dejavu-core"
 clean_root_packages="debootstrap"
 # What the badge check needs in the clean root; what the packages need they must say themselves.
 session_packages="nemo xvfb openbox dbus at-spi2-core xdotool imagemagick libglib2.0-bin

@@ -135,6 +135,7 @@ class PrivateSession:
         self._own_folder = folder is None
         self.folder = folder or tempfile.mkdtemp(prefix="kelvo-")
         self._processes = []
+        self.bus = None  # its process
         signal.signal(signal.SIGTERM, _terminate)
         atexit.register(self.close)
         self.home = self._make("home")
@@ -171,6 +172,7 @@ class PrivateSession:
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = self._first_line(
             ["dbus-daemon", "--nofork", "--nopidfile", "--config-file=" + configuration],
             "--print-address={}")
+        self.bus = self._processes[-1]
 
     def _first_line(self, command, option):
         """Starts a program and answers the line that `option` makes it write to a descriptor."""

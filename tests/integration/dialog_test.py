@@ -6,13 +6,13 @@
 import argparse
 import contextlib
 import os
-import plistlib
 import socket
 import struct
 import sys
 
 import gi
 
+from channel import archived, framed, unarchived
 from desktop_session import DesktopSession, SessionError, wait_until
 
 gi.require_version("Atspi", "2.0")
@@ -50,23 +50,6 @@ FOREIGN = {"image": "no such picture",
            "information_text": "<i>y</i> &amp; _z\n" + "line\n" * 500 + "word " * 2000}
 
 
-def archived(dictionary):
-    keys = list(dictionary)
-    objects = ["$null", {}] + keys + [dictionary[key] for key in keys] + [
-        {"$classname": "NSDictionary", "$classes": ["NSDictionary", "NSObject"]}]
-    uid = [plistlib.UID(i) for i in range(len(objects))]
-    objects[1] = {"NS.keys": uid[2:2 + len(keys)], "NS.objects": uid[2 + len(keys):-1],
-                  "$class": uid[-1]}
-    return plistlib.dumps({"$version": 100000, "$archiver": "NSKeyedArchiver", "$objects": objects,
-                           "$top": {"root": uid[1]}}, fmt=plistlib.FMT_BINARY)
-
-
-def unarchived(data):
-    objects = plistlib.loads(data)["$objects"]
-    return {objects[key.data]: objects[value.data]
-            for key, value in zip(objects[1]["NS.keys"], objects[1]["NS.objects"])}
-
-
 class Helper:
     """One process of the program, and what it says."""
 
@@ -87,8 +70,7 @@ class Helper:
         if contents.get("image") not in (None, "caution"):
             contents["image"] = "%s/%s.icns" % (self.test.share, contents["image"])
         archive = archived(contents) if archive is None else archive
-        self.socket.sendall(struct.pack(">III", 0, 2, len(name)) + name.encode()
-                            + struct.pack(">I", len(archive)) + archive)
+        self.socket.sendall(framed(name, archive))
 
     def _read_component(self):
         length, = struct.unpack(">I", self.socket.recv(4, socket.MSG_WAITALL) or bytes(4))

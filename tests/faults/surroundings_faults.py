@@ -1,0 +1,220 @@
+#!/usr/bin/python3
+"""The secret store is locked, absent or slow; the clock is set.
+
+    surroundings_faults.py BUILD_FOLDER [--long] [NAME...]
+"""
+import contextlib
+import os
+import plistlib
+import shutil
+import signal
+import subprocess
+import sys
+import time
+
+from driver import PATIENCE, Skip, main, wait_until
+
+FILES = 20
+NAMES = ["f%05d" % i for i in range(FILES)]
+SERVICE, ACCOUNT = "Faults Test", "fault 1"
+STORE = "org.freedesktop.secrets"
+SETTINGS = "Library/Preferences/com.kelvo.vip/user_info.plist"
+LOADED_WITHIN = 4  # seconds: two for the store, and as many again for all else
+BUS_CALL = 100     # ms for the badges of FILES items
+
+
+class Secrets:
+    """An extension whose configuration has a secret, and perhaps a real store with that secret."""
+
+    def __init__(self, world, has_store=True):
+        self.world = world
+        self.folder = world.make("a", FILES)
+        settings = os.path.join(world.session.home, SETTINGS)
+        os.makedirs(os.path.dirname(settings), mode=0o700)
+        with open(settings, "wb") as file:
+            plistlib.dump({"rcid": ACCOUNT, "config_label": SERVICE}, file)
+        world.start_bus()
+        self.store = self.start_store() if has_store else None
+
+    def start_store(self):
+        for program in ("gnome-keyring-daemon", "secret-tool"):
+            if not shutil.which(program):
+                raise Skip(program + " is not installed")
+        store = self.world.session.spawn(
+            ["gnome-keyring-daemon", "--foreground", "--unlock", "--components=secrets"],
+            stdin=subprocess.PIPE)
+        store.stdin.write(b"password")
+        store.stdin.close()
+        wait_until(lambda: self.world.session.owner_process(STORE), PATIENCE, "a secret store")
+        subprocess.run(["secret-tool", "store", "--label=" + SERVICE, "service", SERVICE, "account",
+                        ACCOUNT], env=self.world.session.environment, check=True, input=b"key",
+                       timeout=PATIENCE)
+        return store
+
+    def failures(self):
+        return self.world.log().count("the secret of " + SERVICE)
+
+    def come_up(self):
+        """Agent and extension beside the fault: how long until badges are there."""
+        world = self.world
+        world.start_agent()
+        client = world.connect()
+        begin = time.monotonic()
+        world.wait_watching(client)
+        world.at_most("the configuration is loaded in <= %d s" % LOADED_WITHIN, LOADED_WITHIN,
+                      time.monotonic() - begin, "s")
+        wait_until(self.failures, PATIENCE, "a line in the log")
+        world.tell("the log says why there is no secret", self.reason(), "kept")
+        # Another load of the configuration, and badges while it waits.
+        world.agent.command("send configuration_updated")
+        begin = time.monotonic()
+        client.request(self.folder, NAMES)
+        call = time.monotonic() - begin
+        client.wait_badges(self.folder, dict.fromkeys(NAMES, "1"), PATIENCE)
+        world.at_most("a bus call meanwhile <= %d ms" % BUS_CALL, BUS_CALL, call * 1000, "ms")
+        world.at_most("right badges meanwhile in <= 1 s", 1, time.monotonic() - begin, "s")
+        return client
+
+    def reason(self):
+        line = next(line for line in self.world.log().splitlines()
+                    if "the secret of " + SERVICE in line)
+        return line.split("] ", 1)[-1][:80].replace("|", "/")
+
+    def check_return(self):
+        """At the next asking the secret is read, hence no line says that it is not."""
+        world = self.world
+        extension = world.extension()
+
+        def load_without_failure():
+            loads, failures = world.log().count("Workplace set to"), self.failures()
+            world.agent.command("send configuration_updated")
+            wait_until(lambda: world.log().count("Workplace set to") > loads, PATIENCE, "a load")
+            return self.failures() == failures  # it may be the end of an earlier one
+        wait_until(load_without_failure, PATIENCE, "a load of the configuration with its secret")
+        world.tell("the next load of the configuration has the secret", "it has", "kept")
+        world.exactly("no crash", True, extension.is_alive(), "the same process")
+
+
+def locked_store(world):
+    secrets = Secrets(world)
+    root = "/org/freedesktop/secrets"
+    world.session.run(["dbus-send", "--session", "--print-reply", "--dest=" + STORE, root,
+                       "org.freedesktop.Secret.Service.Lock",
+                       "array:objpath:%s/aliases/default" % root])
+    secrets.come_up()
+    world.exactly("nobody is asked for a password", "", prompts(world), "nobody")
+
+
+def prompts(world):
+    """The bus started no program that asks."""
+    return "".join(line for line in world.session.output("dbus-daemon").splitlines()
+                   if "Prompter" in line or "prompter" in line)
+
+
+def absent_store(world):
+    secrets = Secrets(world, has_store=False)
+    secrets.come_up()
+    secrets.store = secrets.start_store()
+    secrets.check_return()
+
+
+def slow_store(world):
+    """It answers nothing for longer than anybody waits."""
+    seconds = 30 if world.long else 6
+    secrets = Secrets(world)
+    secrets.store.send_signal(signal.SIGSTOP)
+    stopped = time.monotonic()
+    try:
+        client = secrets.come_up()
+        extension = world.extension()
+        before = extension.threads(), extension.descriptors()
+        slowest = 0
+        while time.monotonic() < stopped + seconds:
+            world.agent.command("send configuration_updated")
+            begin = time.monotonic()
+            client.request(secrets.folder, NAMES)
+            slowest = max(slowest, time.monotonic() - begin)
+            with contextlib.suppress(AssertionError):  # nothing is to come: as often as this
+                client.wait(lambda: False, 0.5, "")
+    finally:
+        secrets.store.send_signal(signal.SIGCONT)
+    world.at_most("a bus call in %d s of silence <= %d ms" % (seconds, BUS_CALL), BUS_CALL,
+                  slowest * 1000, "ms")
+    secrets.check_return()
+    wait_until(lambda: extension.descriptors() <= before[1] and extension.threads() <= before[0],
+               PATIENCE, lambda: "descriptors and threads: %d, %d instead of %r"
+               % (extension.descriptors(), extension.threads(), before))
+    world.within("descriptors stay", before[1], extension.descriptors(), "of %d" % before[1])
+    world.within("threads stay", before[0], extension.threads(), "of %d" % before[0])
+
+
+class ShiftedClock:
+    """Of the processes that are started from now on; see shifted_clock.cc."""
+    LIBRARY = "kelvo_shifted_clock.so"
+
+    def __init__(self, world):
+        self._path = os.path.join(world.session.folder, "clock")
+        self.set(0)
+        world.session.environment["LD_PRELOAD"] = os.path.join(world.build, "lib",
+                                                               self.LIBRARY)
+        world.session.environment["KELVO_CLOCK_SHIFT"] = self._path
+
+    def set(self, hours):
+        with open(self._path + ".new", "w", encoding="ascii") as file:
+            file.write(str(hours * 3600))
+        os.rename(self._path + ".new", self._path)
+
+
+def set_clock(world):
+    """By a user, or by a time server after the battery was empty."""
+    folders = [world.make(name, FILES) for name in ("a", "b", "c", "d", "lost")]
+    clock = ShiftedClock(world)
+    world.start_bus()
+    world.start_agent()
+    client = world.connect()
+    world.wait_watching(client)
+    extension = world.extension()
+    with open("/proc/%d/maps" % extension.pid, encoding="utf-8") as maps:
+        if ShiftedClock.LIBRARY not in maps.read():
+            raise AssertionError("the extension reads the machine's own clock")
+    before = extension.descriptors()
+    wanted = dict.fromkeys(NAMES, "1")
+    slowest = {"call": 0, "badges": 0}
+
+    def check(folder):
+        begin = time.monotonic()
+        client.request(folder, NAMES)
+        slowest["call"] = max(slowest["call"], time.monotonic() - begin)
+        client.wait_badges(folder, wanted, PATIENCE)
+        slowest["badges"] = max(slowest["badges"], time.monotonic() - begin)
+
+    check(folders[0])
+    for hours, folder in ((5, folders[1]), (-9, folders[2]), (0, folders[3])):
+        clock.set(hours)
+        check(folders[0])
+        check(folder)
+        world.agent.command("lock %s/f00003 by Eve" % os.path.basename(folder))
+        client.wait_badges(folder, {**wanted, "f00003": "3"}, PATIENCE)
+    world.at_most("right badges after +5 h, -14 h, +9 h in <= 1 s", 1, slowest["badges"], "s")
+    world.at_most("a bus call meanwhile <= %d ms" % BUS_CALL, BUS_CALL, slowest["call"] * 1000,
+                  "ms")
+    # The Agent dies with a question, and the clock goes back before it is asked again.
+    world.agent.process.send_signal(signal.SIGSTOP)
+    client.request(folders[4], NAMES)
+    world.agent.process.kill()
+    world.session.end(world.agent.process)
+    clock.set(-9)
+    world.restart_agent()
+    begin = time.monotonic()
+    wait_until(lambda: client.request(folders[4], NAMES) == b"1" * FILES, PATIENCE, "the answer")
+    world.at_most("what was asked before the clock went back is right in <= 14 s", 14,
+                  time.monotonic() - begin, "s")
+    world.exactly("the same process", True, extension.is_alive(), "alive")
+    world.within("descriptors stay", before, extension.descriptors(), "of %d" % before)
+
+
+if __name__ == "__main__":
+    sys.exit(main(__doc__, [("secret store locked", locked_store),
+                            ("secret store absent", absent_store),
+                            ("secret store silent", slow_store),
+                            ("clock set by hours", set_clock)]))
