@@ -298,7 +298,7 @@ void CSyncCache::OnTimer(CTimer* /*timer*/) {
     paths.push_back(std::move(folder.key()));
   }
   LetGo(std::move(expired), items);
-  if (items >= kWorthReleasing) Aside(ReleaseFreeMemory);
+  if (items >= kWorthReleasing && items < kWorthFreeingAside) Aside(ReleaseFreeMemory);
   if (sweepObserver_) sweepObserver_(paths);
 }
 

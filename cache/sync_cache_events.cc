@@ -17,7 +17,7 @@ namespace {
 
 // How many are repainted before a look at the clock: a repaint is a matter of a microsecond, or of
 // a hundred where a slow disk is asked what the item is.
-constexpr std::size_t kMostRepaintsAtOnce = 1024;
+constexpr std::size_t kMostRepaintsAtOnce = 512;
 constexpr std::size_t kFirstRepaintsAtOnce = 64;
 constexpr std::size_t kFewestRepaintsAtOnce = 32;
 constexpr std::chrono::milliseconds kQuickRepaints{1};

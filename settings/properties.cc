@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -38,10 +39,14 @@ UniqueFd OpenForUse(const std::string& path) {
   return fd;
 }
 
-// Settings count also where the home takes no writes, and there nobody needs to be kept out.
+// Settings count also where the home takes no writes. That may be so for this process alone, hence
+// the lock; without it, where it cannot be had.
 UniqueFd OpenForReading(const std::string& path) {
   UniqueFd fd(OpenExclusive(path));
-  if (!fd && errno == EROFS) fd.Reset(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!fd && errno == EROFS) {
+    fd.Reset(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    while (fd && ::flock(fd.get(), LOCK_SH) != 0 && errno == EINTR) continue;
+  }
   if (!fd) LogNotOpened(path, errno);
   return fd;
 }

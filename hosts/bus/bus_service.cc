@@ -24,7 +24,7 @@ namespace {
 constexpr gsize kMaxMenuItems = 100'000;
 constexpr gsize kMaxMenuBytes = gsize{17} << 20;  // 16 MiB of paths, and where each ends
 
-// One answer for more would be too large for the bus.
+// One call about more would hold up others for too long, and its answer be too large for the bus.
 constexpr std::ptrdiff_t kMaxNames = 1'000'000;  // in one call
 
 // Installed icons of the badges 1 to 6.

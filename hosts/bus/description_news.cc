@@ -214,7 +214,7 @@ void DescriptionNews::NoteList(const CSyncStatusListResponse& list) {
 
 void DescriptionNews::StartComparing(Folder& folder) {
   // Where lists, or answers, come faster than one is compared, news must not wait for an end.
-  if (++folder.starts > kMostStarts) folder.pending.AddAll();
+  if (std::exchange(folder.begun, false) && ++folder.starts > kMostStarts) folder.pending.AddAll();
   folder.comparison->rest = folder.comparison->list;
   folder.comparison->isOver = false;
   ++folder.round;
@@ -240,7 +240,8 @@ bool DescriptionNews::CompareSome(const std::string& path, Folder& folder) {
     if (words == kDiffers || words != wordsOf[items.which[i]]) folder.pending.Add(names[i]);
     SetTold(folder, told, words, folder.round);
   }
-  if (!isOver && !folder.pending.all) return false;
+  folder.begun = !isOver && !folder.pending.all;
+  if (folder.begun) return false;
   folder.starts = 0;
   // Which these are, is not known.
   if (folder.missing > 0) folder.pending.AddAll();

@@ -118,7 +118,8 @@ class DescriptionNews {
     std::size_t missing = 0;                 // of these, from another round
     std::uint8_t round = 0;                  // of comparing a list
     std::unique_ptr<Comparison> comparison;  // also when over, while an answer is under way
-    int starts = 0;                          // of comparisons since one came to its end
+    bool begun = false;                      // the comparison, and is not over
+    int starts = 0;                          // of others in its place since one came to its end
     Names pending;                           // for the next signal
     Names sinceAsked;                        // while an answer is under way
     int answering = 0;                       // calls between Ask and Answer

@@ -28,7 +28,7 @@ class ToldItems {
     bool owed : 1;                 // somebody was told something else than `told`
     bool pending : 1;              // to be looked at for the next signal
     std::uint8_t clients;          // which of the sets below
-    char noted;                    // while pending: the badge of the repaint
+    char noted;                    // while pending: the badge last worked out
 
     std::optional<bool> IsDirectory() const {
       if (isDirectory == 0) return std::nullopt;

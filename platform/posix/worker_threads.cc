@@ -92,6 +92,7 @@ bool WorkerThreads::Finish(std::chrono::milliseconds limit) {
   state_->finishing = true;
   state_->changed.notify_all();
   while (state_->threads == 0 && !state_->tasks.empty() && std::chrono::steady_clock::now() < end) {
+    if (HasTakerForOneMore(state_)) break;
     RunOldest(*state_, lock);
   }
   const auto isDone = [this] { return state_->threads == 0 && state_->tasks.empty(); };

@@ -27,9 +27,10 @@ class WorkerThreads {
   void Run(Task task);
   // As Run, but when there is no thread and none can be made, answers false and leaves the task.
   [[nodiscard]] bool TryRun(Task& task);
-  // Waits at most `limit` for all that was handed over. What no thread could be made for runs here,
-  // as long as the limit has not passed. False when something is not done then: what has not begun
-  // is dropped, and the process must end without tearing down what the tasks under way may use.
+  // Waits at most `limit` for all that was handed over. What no thread can be made for runs here,
+  // however long that takes, unless the limit has passed before it begins. False when something is
+  // not done then: what has not begun is dropped, and the process must end without tearing down
+  // what the tasks under way may use.
   [[nodiscard]] bool Finish(std::chrono::milliseconds limit);
 
  private:

@@ -152,11 +152,14 @@ TEST_F(DescriptionNewsTest, ListsOfLargeFoldersAreComparedInTurns) {
   EXPECT_EQ(Lines{"/w: "}, Signals());
 
   Ask("one", names);
+  for (int i = 0; i < 20; ++i) change(0, 0, "");
+  EXPECT_EQ(Lines{}, Signals()) << "the same again, before the first was looked at";
   int lists = 0;
   const std::function<void()> sendAgain = [&] {
     change(0, 0, "");
     if (signals_.empty() && ++lists < 20) fake_.runLoop.Post(sendAgain);
   };
+  Lock("n9", "Zoe");
   sendAgain();
   EXPECT_EQ(Lines{"/w: "}, Signals()) << "no list is ever compared to its end";
 }
