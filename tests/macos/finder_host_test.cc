@@ -1,3 +1,4 @@
+#include <chrono>
 #include <future>
 #include <thread>
 
@@ -81,7 +82,7 @@ TEST_F(FinderHostTest, AnswersThousandsOfBadgesFromTwoThreads) {
   };
   ASSERT_TRUE(Finder::TurnUntil([&] { return isOver(one) && isOver(two); }));
   EXPECT_GE(Finder::BadgeCalls(), 4000u);
-  const auto wrong = [] {
+  const auto wrong = [this] {
     std::size_t count = 0;
     for (int i = 0; i < 2000; ++i) {
       const std::string right = i % 2 == 0 ? "1" : "2";
