@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -35,14 +34,14 @@ class BadgeTableTest : public ::testing::Test {
   }
   // The cache has news of the item and repaints it.
   void Change(const std::string& name, char badge) {
-    cache_[ItemPath(folder_, name)] = badge;
+    Renewed()[ItemPath(folder_, name)] = badge;
     Repaint(name);
   }
   void Repaint(const std::string& name, bool isDirectory = false) {
     const bool mustLook = BadgeIn(folder_, name) == '1' && !greenCheckmarks_;
     const std::optional<bool> looked = mustLook ? std::optional(isDirectory) : std::nullopt;
     const FinderController::ItemBadge badge{name, *Read(folder_, {name, looked}), looked};
-    table_.NoteRepaints(folder_ == "/" ? "" : folder_, {&badge, 1}, Changes());
+    table_.NoteRepaints(folder_ == "/" ? "" : folder_, {&badge, 1}, changes_);
   }
   char BadgeIn(const std::string& folder, std::string_view name) {
     const auto found = cache_.find(ItemPath(folder, name));
@@ -63,11 +62,14 @@ class BadgeTableTest : public ::testing::Test {
     }
     return identifiers;
   }
-  // Another number for another cache.
-  std::uint64_t Changes() const {
-    std::string state = greenCheckmarks_ ? "green" : "";
-    for (const auto& [path, badge] : cache_) state += path + badge;
-    return std::hash<std::string>{}(state) | 1;
+  // The cache, to be changed.
+  Badges& Renewed() {
+    ++changes_;
+    return cache_;
+  }
+  void SwitchGreenOff() {
+    ++changes_;
+    greenCheckmarks_ = false;
   }
   void Signal(const std::string& folder, const std::string& entries) {
     EXPECT_EQ(folder_, folder);
@@ -89,7 +91,8 @@ class BadgeTableTest : public ::testing::Test {
 
   std::string folder_ = "/w";
   bool greenCheckmarks_ = true;
-  std::map<std::string, char> cache_;
+  Badges cache_;
+  std::uint64_t changes_ = 1;
   std::vector<Badges> signals_;
   int reads_ = 0;
   FakeClock clock_;
@@ -100,7 +103,7 @@ class BadgeTableTest : public ::testing::Test {
         return ReadAll(directory, items);
       },
       [this](const std::string& folder, const std::string& entries) { Signal(folder, entries); },
-      [this] { return Changes(); }};
+      [this] { return changes_; }};
 };
 
 TEST_F(BadgeTableTest, AnswersByNameInOrderAndKeepsOnlyNamesOfItems) {
@@ -118,12 +121,12 @@ TEST_F(BadgeTableTest, WhatMayHaveChangedSinceItsRepaintIsReadAgain) {
   EXPECT_EQ(0, reads_);
   runLoop_.Advance(BadgeTable::kSignalInterval);
   Change("a", '3');
-  cache_["/w/a"] = '4';
+  Renewed()["/w/a"] = '4';
   Change("b", '2');
   EXPECT_EQ((std::vector<Badges>{{{"a", '4'}, {"b", '2'}}}), TurnEnds());
   runLoop_.Advance(BadgeTable::kSignalInterval);
   Change("a", '5');
-  cache_["/w/a"] = '6';
+  Renewed()["/w/a"] = '6';
   EXPECT_EQ((std::vector<Badges>{{{"a", '6'}}}), TurnEnds());
 }
 
@@ -184,7 +187,7 @@ TEST_F(BadgeTableTest, ChangeBetweenQuestionAndAnswerIsInTheAnswer) {
 TEST_F(BadgeTableTest, AnswerNewerThanWhatOthersWereToldIsSignalled) {
   Ask("first", {"a"});
   for (const char* asking : {"first", "second"}) {
-    cache_["/w/a"] = asking == std::string("first") ? '1' : '2';  // its repaint has not come yet
+    Renewed()["/w/a"] = asking == std::string("first") ? '1' : '2';  // its repaint has not come yet
     Ask(asking, {"a"});
     Repaint("a");
     EXPECT_EQ(asking == std::string("first") ? 0U : 1U, TurnEnds().size());
@@ -192,7 +195,7 @@ TEST_F(BadgeTableTest, AnswerNewerThanWhatOthersWereToldIsSignalled) {
 }
 
 TEST_F(BadgeTableTest, DirectoriesAreReadAsSuch) {
-  greenCheckmarks_ = false;
+  SwitchGreenOff();
   cache_ = {{"/w/d", '1'}, {"/w/f", '1'}};
   table_.Ask("c", "/w", {"d", "f"});
   Repaint("d", true);
@@ -204,9 +207,9 @@ TEST_F(BadgeTableTest, DirectoriesAreReadAsSuch) {
 TEST_F(BadgeTableTest, WhatDependsOnALookAtTheDiskWaitsForTheRepaintThatLooks) {
   cache_ = {{"/w/d", '1'}, {"/w/f", '1'}};
   EXPECT_EQ("11", Ask("first", {"d", "f"}));
-  greenCheckmarks_ = false;
+  SwitchGreenOff();
   EXPECT_EQ("110", Ask("second", {"d", "f", "none"}));
-  cache_["/w/none"] = '1';
+  Renewed()["/w/none"] = '1';
   EXPECT_EQ("0", Ask("first", {"none"}));
   Repaint("d", true);
   Repaint("f", false);
@@ -294,7 +297,7 @@ TEST_F(BadgeTableTest, ANameThatWaitedForSomebodyWhoLeftIsNoNewsForOthers) {
 TEST_F(BadgeTableTest, ALateRepaintThatDidNotLookUndoesNoLook) {
   cache_ = {{"/w/f", '1'}};
   EXPECT_EQ("1", Ask("first", {"f"}));
-  greenCheckmarks_ = false;
+  SwitchGreenOff();
   Repaint("f", false);
   const FinderController::ItemBadge late{"f", "1", std::nullopt};  // from before
   table_.NoteRepaints("/w", {&late, 1});
