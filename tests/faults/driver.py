@@ -240,11 +240,7 @@ class World:
                    lambda: "watched folders %r" % (client.directories(),))
 
     def log(self):
-        path = os.path.join(self.session.home, "Library/Logs/KelvoAgentPlugin.log")
-        if not os.path.exists(path):
-            return ""
-        with open(path, encoding="utf-8", errors="replace") as file:
-            return file.read()
+        return self.session.extension_log()
 
     def close_beside(self):
         while self._beside:

@@ -204,6 +204,14 @@ class PrivateSession:
         except FileNotFoundError:
             return ""
 
+    def extension_log(self):
+        """What the extension has written to its log file so far."""
+        path = os.path.join(self.home, "Library/Logs/KelvoAgentPlugin.log")
+        if not os.path.exists(path):
+            return ""
+        with open(path, encoding="utf-8", errors="replace") as file:
+            return file.read()
+
     def run(self, command, seconds=20):
         """A short command's output."""
         done = subprocess.run(command, env=self.environment, cwd=self.home, capture_output=True,

@@ -57,11 +57,7 @@ class ExtensionTest(unittest.TestCase):
                 file.write(name)
 
     def log(self):
-        path = os.path.join(self.session.home, "Library/Logs/KelvoAgentPlugin.log")
-        if not os.path.exists(path):
-            return ""
-        with open(path, encoding="utf-8", errors="replace") as file:
-            return file.read()
+        return self.session.extension_log()
 
     def wait_log(self, text):
         wait_until(lambda: text in self.log(), PATIENCE, lambda: "%r in\n%s" % (text, self.log()))

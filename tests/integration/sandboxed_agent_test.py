@@ -81,11 +81,7 @@ class SandboxedAgentTest(unittest.TestCase):
         self.assertEqual(agent.output().split("\n", 1)[0], USER)
 
     def log(self):
-        path = os.path.join(self.session.home, "Library/Logs/KelvoAgentPlugin.log")
-        if not os.path.exists(path):
-            return ""
-        with open(path, encoding="utf-8", errors="replace") as file:
-            return file.read()
+        return self.session.extension_log()
 
     def connected(self):
         return self.client.get("AgentConnected").get_boolean()
