@@ -4,6 +4,7 @@
 #include <time.h>
 
 #include <algorithm>
+#include <limits>
 #include <map>
 #include <memory>
 #include <optional>
@@ -293,26 +294,32 @@ double ThreadMilliseconds() {
   return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
 }
 
-// Everybody waits for a change, so the longest counts: each item in turn has another modifier,
-// every other also another name.
+// Each item in turn has another modifier, every other also another name; lowers `fastest` to what
+// each of these changes took.
+void ChangeAll(const DecodedList& list, std::vector<double>& fastest) {
+  CSyncCacheFolder folder(0);
+  folder.items = list.Build();
+  folder.items.OrderByItemId();
+  for (std::size_t i = 0; i < list.records.size(); ++i) {
+    const auto& [known, item] = list.records[i];
+    const std::string name = (i % 2 == 0 ? "" : "Copy of ") + std::string(known);
+    const double start = ThreadMilliseconds();
+    folder.Update(std::string(item.fileId), item.itemId, name, sync::ESyncItemStatus{}, item.lock,
+                  std::string(item.lockOwner), item.lockTime, "another@kelvo.example",
+                  item.permissions, item.denied, item.folder);
+    fastest[i] = std::min(fastest[i], ThreadMilliseconds() - start);
+  }
+}
+
+// Everybody waits for a change, so the longest counts. A step that grows with the folder comes at
+// the same change each time; a pause of the machine, which a virtual one counts as work, does not.
 void ChangeOneByOne(benchmark::State& state) {
   const DecodedList& list = Decoded(state.range(0));
-  double longest = 0;
+  std::vector<double> fastest(list.records.size(), std::numeric_limits<double>::infinity());
   for ([[maybe_unused]] auto _ : state) {
-    CSyncCacheFolder folder(0);
-    folder.items = list.Build();
-    folder.items.OrderByItemId();
-    for (std::size_t i = 0; i < list.records.size(); ++i) {
-      const auto& [known, item] = list.records[i];
-      const std::string name = (i % 2 == 0 ? "" : "Copy of ") + std::string(known);
-      const double start = ThreadMilliseconds();
-      folder.Update(std::string(item.fileId), item.itemId, name, sync::ESyncItemStatus{}, item.lock,
-                    std::string(item.lockOwner), item.lockTime, "another@kelvo.example",
-                    item.permissions, item.denied, item.folder);
-      longest = std::max(longest, ThreadMilliseconds() - start);
-    }
+    for (int i = 0; i < 2; ++i) ChangeAll(list, fastest);
   }
-  state.counters["longest"] = longest;
+  state.counters["longest"] = *std::max_element(fastest.begin(), fastest.end());
 }
 BENCHMARK(ChangeOneByOne)->Arg(1'000'000)->Iterations(1)->Unit(benchmark::kMillisecond);
 
