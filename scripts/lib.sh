@@ -16,7 +16,7 @@ test_packages="clang libclang-rt-14-dev clang-format libgtest-dev libbenchmark-d
 desktop_packages="nemo nautilus caja dolphin kio-extras breeze-icon-theme libqt5svg5
   xvfb openbox dbus dbus-x11 at-spi2-core x11-utils xdotool imagemagick
   python3 python3-gi gir1.2-atspi-2.0 gir1.2-gtk-3.0 gnome-keyring libsecret-tools
-  glib-networking gsettings-desktop-schemas
+  glib-networking gsettings-desktop-schemas systemd util-linux
   librsvg2-common adwaita-icon-theme hicolor-icon-theme fonts-dejavu-core fonts-wqy-microhei"
 package_packages="dpkg-dev lintian appstream gzip python3"
 soak_packages="xvfb openbox dbus xdotool imagemagick python3 python3-gi adwaita-icon-theme fonts-dejavu-core"

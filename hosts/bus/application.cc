@@ -25,6 +25,8 @@ namespace {
 
 constexpr char kProgram[] = "kelvo-finder-sync";
 constexpr char kDialogProgram[] = "kelvo-finder-dialog";
+// With it the program opens a page for the extension and ends; see GioDesktop.
+constexpr char kOpenArgument[] = "--open-for-extension";
 constexpr char kUserDefaultsFile[] = "~/Library/Preferences/com.kelvo.vip.kelvoFinderSync.plist";
 constexpr std::chrono::milliseconds kMenusChangedInterval{500};
 // At the end: nobody is left to wait for an answer, but what was begun to be written should be.
@@ -66,6 +68,7 @@ std::optional<int> HandleArguments(int argc, char** argv) {
     printf("%s %s\n", kProgram, deployment::kVersion);
     return 0;
   }
+  if (argc == 2 && argument == kOpenArgument) return OpenForAnother();
   const bool isHelp = argc == 2 && argument == "--help";
   fprintf(isHelp ? stdout : stderr, "Usage: %s\n", kProgram);
   return isHelp ? 0 : 2;
@@ -97,6 +100,7 @@ Application::Application(std::unique_ptr<BusConnection> connection)
       agentTransport_(runLoop_.context()),
       userDefaults_(ExpandTildeInPath(kUserDefaultsFile), settingsQueue_),
       httpClient_(runLoop_.context()),
+      desktop_({(OwnFolder() / kProgram).string(), kOpenArgument}),
       bundle_(OwnBundle()),
       dialogs_(
           runLoop_.context(), connection_->get(),

@@ -1,8 +1,20 @@
 #include "platform/linux/gio_desktop.h"
 
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <optional>
+#include <string_view>
+
 #include "base/logger.h"
 #include "base/string_utils.h"
+#include "base/unique_fd.h"
 #include "platform/linux/glib_ptr.h"
+#include "platform/linux/user_unit.h"
 
 namespace kelvo {
 namespace {
@@ -53,18 +65,131 @@ GObjectPtr<GAppLaunchContext> NewLaunchContext(const std::string& activationToke
   return context;
 }
 
-}  // namespace
-
-bool GioDesktop::openURL(const std::string& url, const std::string& activationToken) {
+// This and the next: empty when a browser was started, else why not.
+std::string Launch(const std::string& url, const std::string& activationToken) {
   OutliveSessionBus();
   const GObjectPtr<GAppLaunchContext> context = NewLaunchContext(activationToken);
   GErrorSlot error;
-  if (g_app_info_launch_default_for_uri(url.c_str(), context.get(), error.out())) return true;
+  if (g_app_info_launch_default_for_uri(url.c_str(), context.get(), error.out())) return {};
+  return EscapeControlCharacters(ToValidUtf8(error.text()));
+}
+
+// For a process that ends then: a browser that the bus starts must have been handed the URL, since
+// the bus may drop what a client that is gone has sent. Main thread.
+std::string LaunchAndWait(const std::string& url, const std::string& activationToken) {
+  const GObjectPtr<GAppLaunchContext> context = NewLaunchContext(activationToken);
+  std::optional<std::string> answer;
+  const auto finish = [](GObject*, GAsyncResult* result, gpointer data) {
+    GErrorSlot error;
+    const bool started = g_app_info_launch_default_for_uri_finish(result, error.out());
+    static_cast<std::optional<std::string>*>(data)->emplace(
+        started ? "" : EscapeControlCharacters(ToValidUtf8(error.text())));
+  };
+  g_app_info_launch_default_for_uri_async(url.c_str(), context.get(), nullptr, finish, &answer);
+  while (!answer) g_main_context_iteration(nullptr, TRUE);
+  return *answer;
+}
+
+// What both ends say over their socket, which each closes for writing when all is said: the token
+// and the URL with a NUL between them; a mark, and behind it why no browser was started. The URL
+// may sign in whoever reads it, so it is no argument of a program.
+constexpr char kDone[] = "done:";
+constexpr guint kAnswerSeconds = 30;  // longer than the bus gives a program to start
+constexpr std::size_t kMaxText = std::size_t{1} << 20;
+
+class Channel {
+ public:
+  // Takes over the descriptor.
+  explicit Channel(int descriptor) : socket_(g_socket_new_from_fd(descriptor, error_.out())) {
+    if (socket_ == nullptr) {
+      ::close(descriptor);
+    } else {
+      g_socket_set_timeout(socket_.get(), kAnswerSeconds);
+    }
+  }
+
+  bool Write(std::string_view text) {
+    while (socket_ != nullptr && !text.empty()) {
+      const gssize count =
+          g_socket_send(socket_.get(), text.data(), text.size(), nullptr, error_.out());
+      if (count <= 0) return false;
+      text.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return socket_ != nullptr && g_socket_shutdown(socket_.get(), FALSE, TRUE, error_.out());
+  }
+
+  bool Read(std::string& text) {
+    char bytes[4096];
+    while (socket_ != nullptr && text.size() <= kMaxText) {
+      const gssize count =
+          g_socket_receive(socket_.get(), bytes, sizeof bytes, nullptr, error_.out());
+      if (count <= 0) return count == 0;
+      text.append(bytes, static_cast<std::size_t>(count));
+    }
+    return false;
+  }
+
+  const char* Error() const { return error_.text(); }
+
+ private:
+  GErrorSlot error_;
+  const GObjectPtr<GSocket> socket_;
+};
+
+}  // namespace
+
+bool GioDesktop::OpenByManager(const std::string& url, const std::string& activationToken,
+                               std::string& error) const {
+  int ends[2];
+  if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return false;
+  Channel channel(ends[0]);
+  UniqueFd theirs(ends[1]);
+  OutliveSessionBus();
+  std::string answer;
+  if (!StartInUserUnit("What a Kelvo menu opens", opener_, theirs.get(), error)) {
+    KELVO_LOG(kLogWarning, "The service manager starts no browser: "
+                               << EscapeControlCharacters(ToValidUtf8(error)));
+    return false;
+  }
+  theirs.Reset();  // so that its end is seen
+  if (!channel.Write(activationToken + '\0' + url) || !channel.Read(answer)) {
+    // Perhaps it is slow: to start one from here, too, might open the page twice.
+    error = std::string("no word from the service manager's browser: ") + channel.Error();
+    return true;
+  }
+  if (!answer.starts_with(kDone)) {
+    KELVO_LOG(kLogWarning, "The program that the service manager started has failed");
+    return false;
+  }
+  error = answer.substr(sizeof kDone - 1);
+  return true;
+}
+
+bool GioDesktop::openURL(const std::string& url, const std::string& activationToken) {
+  std::string error;
+  const bool mayGainNone = ::prctl(PR_GET_NO_NEW_PRIVS, 0, 0, 0, 0) == 1;
+  if (!mayGainNone || !OpenByManager(url, activationToken, error)) {
+    error = Launch(url, activationToken);
+  }
+  if (error.empty()) return true;
   // Without its query, which may sign in whoever reads it.
   const std::string address = ToValidUtf8(url.substr(0, url.find('?')));
-  KELVO_LOG(kLogError, "Cannot open " << EscapeControlCharacters(address) << ": "
-                                      << EscapeControlCharacters(ToValidUtf8(error.text())));
+  KELVO_LOG(kLogError, "Cannot open " << EscapeControlCharacters(address) << ": " << error);
   return false;
+}
+
+int OpenForAnother() {
+  const int descriptor = ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  // The browser inherits these.
+  if (::freopen("/dev/null", "r", stdin) == nullptr) return 1;
+  if (::freopen("/dev/null", "w", stdout) == nullptr) return 1;
+  Channel channel(descriptor);
+  std::string text;
+  if (!channel.Read(text)) return 1;
+  const std::size_t end = text.find('\0');
+  if (end == std::string::npos) return 1;
+  const std::string error = LaunchAndWait(text.substr(end + 1), text.substr(0, end));
+  return channel.Write(kDone + error) && error.empty() ? 0 : 1;
 }
 
 }  // namespace kelvo

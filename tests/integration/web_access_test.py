@@ -49,7 +49,7 @@ class WebAccessTest(unittest.TestCase):
         self.write_settings("user_info", {"rcid": "ab c/1", "config_label": "Web Test",
                                           "trace_level": 4})
         self.write_settings("server_info", {"web_server": self.server.name})
-        self.session.start({NAME: BUILD + "/bin/kelvo-finder-sync"})
+        self.start_session()
         self.store_key()
         self.agent = SampleAgent(self.session, BUILD + "/bin/kelvo-sample-agent", self.work,
                                  [{"path": "a", "fileId": "6\"7 %"}])
@@ -57,13 +57,18 @@ class WebAccessTest(unittest.TestCase):
         self.addCleanup(self.client.close)
         wait_until(lambda: self.client.directories() == [self.work], PATIENCE, "watched folders")
 
+    def start_session(self):
+        self.session.start({NAME: BUILD + "/bin/kelvo-finder-sync"})
+
     def install_browser(self):
-        """A default browser that writes down what it is started with."""
+        """A default browser that writes down what it is started with, and what it may do."""
         self.visits = os.path.join(self.session.folder, "visits")
         program = os.path.join(self.session.folder, "browser")
         with open(program, "w", encoding="utf-8") as file:
-            file.write("#!/bin/sh\nprintf '%%s %%s %%s\\n' \"$1\" \"$XDG_ACTIVATION_TOKEN\""
-                       " \"$DESKTOP_STARTUP_ID\" >>'%s'\n" % self.visits)
+            file.write("#!/bin/sh\ncp /proc/self/status '%s.status'\n"
+                       "printf '%%s %%s %%s\\n' \"$1\" \"$XDG_ACTIVATION_TOKEN\""
+                       " \"$DESKTOP_STARTUP_ID\" >>'%s'\n"
+                       % (self.visits, self.visits))
         os.chmod(program, 0o700)
         folder = os.path.join(self.session.environment["XDG_DATA_HOME"], "applications")
         os.makedirs(folder)
