@@ -6,6 +6,7 @@
 import hashlib
 import os
 import plistlib
+import shutil
 import subprocess
 import sys
 import time
@@ -179,6 +180,30 @@ class WebAccessTest(unittest.TestCase):
         self.write_settings("server_info", {"web_server": self.server.name})
         self.choose_until(self.opened, "a page", "Open Kelvo Here")
         self.assertEqual(len(self.opened()), 1)
+
+
+class ForeignWindowTest(WebAccessTest):
+    """An installation without the program that draws windows, and one of its name in $PATH."""
+    test_entries_open_pages_signed_in = test_failures_open_nothing = None
+
+    def start_session(self):
+        prefix, foreign = (os.path.join(self.session.folder, name) for name in ("usr", "foreign"))
+        self.mark = foreign + "/started"
+        os.makedirs(prefix + "/bin")
+        os.mkdir(foreign)
+        shutil.copy(BUILD + "/bin/kelvo-finder-sync", prefix + "/bin")
+        os.symlink(BUILD + "/share", prefix + "/share")
+        with open(foreign + "/kelvo-finder-dialog", "w", encoding="utf-8") as file:
+            file.write("#!/bin/sh\ntouch '%s'\n" % self.mark)
+        os.chmod(foreign + "/kelvo-finder-dialog", 0o700)
+        self.session.environment.update({"PATH": foreign + ":" + os.environ["PATH"], "DISPLAY": ":9"})
+        self.session.start({NAME: prefix + "/bin/kelvo-finder-sync"})
+
+    def test_it_is_not_started(self):
+        self.write_settings("server_info", {"web_server": "localhost:1"})
+        self.fail_with("cannot start %s/usr/libexec/kelvo-finder-sync/kelvo-finder-dialog"
+                       % self.session.folder)
+        self.assertFalse(os.path.exists(self.mark))
 
 
 if __name__ == "__main__":
