@@ -34,8 +34,8 @@ if(KELVO_MACOS_ADAPTER AND NOT APPLE)
     -isystem ${KELVO_GNUSTEP_INCLUDE} -isystem ${kelvo_gcc_include}
     -I${CMAKE_SOURCE_DIR} -I${CMAKE_BINARY_DIR}/generated
     # What GNUstep lacks, and the adapter includes or takes for given.
-    -I${CMAKE_SOURCE_DIR}/tests/macos/stand_ins
-    -include ${CMAKE_SOURCE_DIR}/tests/macos/stand_ins/prefix.h)
+    -I${CMAKE_SOURCE_DIR}/platform/macos/off_mac/gnustep
+    -include ${CMAKE_SOURCE_DIR}/platform/macos/off_mac/gnustep/prefix.h)
   if(CMAKE_BUILD_TYPE STREQUAL "Debug")
     list(APPEND kelvo_objcxx_flags -g)
   else()

@@ -1,10 +1,8 @@
 #include "agent/keyed_archive.h"
 
-#include <functional>
 #include <limits>
 #include <string_view>
 
-#include "settings/property_list_binary.h"
 #include "tests/support/fixture.h"
 
 namespace kelvo::test {
@@ -73,44 +71,6 @@ TEST_F(KeyedArchiveTest, ALargeTextTakesTheArchivesBuffer) {
   EXPECT_TRUE(text >= begin && text < begin + size) << "it was copied";
 }
 
-// The bytes are a contract with Agents: the head, the root and its class stand where the keyed
-// archiver puts them.
-TEST_F(KeyedArchiveTest, LayoutIsThatOfTheKeyedArchiver) {
-  const std::string bytes =
-      EncodeKeyedArchive({{"a", PropertyList("1")}, {"b", PropertyList("1")}});
-  const auto list = BinaryPropertyListReader::Open(bytes, nullptr);
-  ASSERT_TRUE(list);
-  using Kind = BinaryPropertyListReader::Kind;
-  const std::function<std::string(std::uint64_t)> describe = [&](std::uint64_t index) {
-    const auto object = list->At(index).value();
-    std::string text;
-    switch (object.kind) {
-      case Kind::kInteger:
-        return std::to_string(object.integer);
-      case Kind::kUid:
-        return "@" + std::to_string(object.number);
-      case Kind::kArray:
-        for (std::uint64_t i = 0; i < object.count; ++i) {
-          text += describe(list->Reference(object, i)) + " ";
-        }
-        return "[ " + text + "]";
-      case Kind::kDictionary:
-        for (std::uint64_t i = 0; i < object.count; ++i) {
-          text += describe(list->Reference(object, i)) + "=" +
-                  describe(list->Reference(object, object.count + i)) + " ";
-        }
-        return "{ " + text + "}";
-      default:
-        return BinaryPropertyListReader::Text(object).value();
-    }
-  };
-  EXPECT_EQ(
-      "{ $version=100000 $archiver=NSKeyedArchiver $top={ root=@1 } $objects=[ $null "
-      "{ NS.keys=[ @2 @3 ] NS.objects=[ @4 @5 ] $class=@6 } a b 1 1 "
-      "{ $classname=NSDictionary $classes=[ NSDictionary NSObject ] } ] }",
-      describe(list->Top()));
-}
-
 TEST_F(KeyedArchiveTest, ValuesWithoutAFormDropTheirKey) {
   const Dictionary dictionary = {
       {"bad text", PropertyList("\xFF")},
@@ -124,19 +84,6 @@ TEST_F(KeyedArchiveTest, ValuesWithoutAFormDropTheirKey) {
 }
 
 TEST_F(KeyedArchiveTest, ReadsArchivesOfOtherWriters) {
-  const Dictionary wrapped = {
-      {"event_name", PropertyList("sync_item")},
-      {"path", PropertyList("/home/ü/日本 𝄞.txt")},
-      {"status", PropertyList("3")},
-      {"n", PropertyList(7)},
-      {"neg", PropertyList(-5)},
-      {"big", PropertyList(std::numeric_limits<std::uint64_t>::max())},
-      {"r", PropertyList(1.5)},
-      {"t", PropertyList(true)},
-      {"f", PropertyList(false)},
-  };
-  EXPECT_EQ(wrapped, DecodeKeyedArchive(Foreign("mutable-wrapped"), nullptr));
-
   SetLogLevel(4);
   const Dictionary known = {{"event_name", PropertyList("x")}, {"null", PropertyList("$null")}};
   EXPECT_EQ(known, DecodeKeyedArchive(Foreign("other-kinds"), nullptr));

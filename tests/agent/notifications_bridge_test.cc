@@ -73,21 +73,6 @@ TEST_F(NotificationsBridgeTest, LooksForAnAbsentAgentEveryFiveSeconds) {
   EXPECT_EQ(0, LogCount("message port"));
 }
 
-TEST_F(NotificationsBridgeTest, OpeningAtCreationReachesNobody) {
-  Open();
-  EXPECT_EQ("init_com ", Sent());
-  EXPECT_TRUE(fake_.transport.sent[0].info.empty());
-}
-
-TEST_F(NotificationsBridgeTest, MessageThatFindsTheAgentFollowsTheOpening) {
-  Initialize();
-  fake_.transport.present = true;
-  NotifyAgentReportStatus("7");
-  EXPECT_EQ("init_com opening com.kelvo.client.ReportStatus ", Sent());
-  EXPECT_EQ(PropertyList::Dictionary({{"agent-id", PropertyList("0")}}),
-            fake_.transport.sent.back().info);
-}
-
 TEST_F(NotificationsBridgeTest, MessagesOfOtherThreadsLeaveOnTheLoopInOrder) {
   Initialize();
   std::thread([] {

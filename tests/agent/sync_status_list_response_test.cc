@@ -24,23 +24,6 @@ class SyncStatusListResponseTest : public Fixture {
   CFinderConfiguration configuration_;
 };
 
-TEST_F(SyncStatusListResponseTest, ReadsTheFieldsOfALockedFile) {
-  CSyncStatusListResponse list = Walk("1:5:a.txt1:3:1044:6:3:bob4:F1237:1:5:alice1474634018:");
-  ASSERT_TRUE(list.Next());
-  EXPECT_EQ("a.txt", list.Name());
-  EXPECT_FALSE(list.Folder());
-  EXPECT_EQ(3, static_cast<int>(list.Status()));
-  EXPECT_EQ(sync::EItemPermissions::PERM_VIEW, list.Permissions());
-  EXPECT_EQ(sync::EPermissionsDenied::RENAME_TO_EXISTING_DENIED, list.Denied());
-  EXPECT_EQ("bob", list.ModifiedBy());
-  EXPECT_EQ("F123", list.FileId());
-  EXPECT_EQ(7, list.ItemId());
-  EXPECT_EQ(sync::ESyncItemLock::SYNC_LOCK, list.Lock());
-  EXPECT_EQ("alice", list.LockHolder());
-  EXPECT_EQ(1474634018, list.LockTime());
-  EXPECT_FALSE(list.Next());
-}
-
 // A record says nothing of the one before, and nobody is named for the user's own doings.
 TEST_F(SyncStatusListResponseTest, NamesOnlyOthers) {
   CSyncStatusListResponse list =

@@ -43,20 +43,6 @@ TEST(TextDecoderTest, FailureNamesTheOperator) {
             FailureText<std::string>("3:ab"));
 }
 
-TEST(TextDecoderTest, StringHoldsAnyByteAndNothingSeparatesItFromTheNextField) {
-  std::istringstream stream(std::string("3:a:b2:\0\n0:12x7:", 16));
-  CTextDecoder decoder(&stream);
-  std::string first, second, third = "not empty";
-  int fourth = 0, fifth = 0;
-  decoder >> first >> second >> third >> fourth >> fifth;
-  EXPECT_EQ("a:b", first);
-  EXPECT_EQ(std::string("\0\n", 2), second);
-  EXPECT_EQ("", third);
-  EXPECT_EQ(12, fourth);
-  EXPECT_EQ(7, fifth);
-  EXPECT_TRUE(decoder.eof());
-}
-
 TEST(TextDecoderTest, LengthBeyondTheTextTakesNoMemory) {
   for (const char* length :
        {"2147483647:", "-5:", "18446744073709551615:", "9223372036854775808:", "70000:"}) {

@@ -6,7 +6,6 @@
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -20,53 +19,22 @@
 namespace kelvo {
 namespace {
 
-// Another process that holds a file's lock until it is told to do its work and go.
-class LockHolder {
- public:
-  // `work` runs in the other process with the locked descriptor: system calls only.
-  LockHolder(const std::string& path, const std::function<void(int)>& work) {
-    int ready[2];
-    int go[2];
-    if (pipe(ready) != 0 || pipe(go) != 0) return;
-    process_ = fork();
-    if (process_ == 0) {
-      char byte = 0;
-      close(go[1]);
-      const int fd = open(path.c_str(), O_RDWR | O_CREAT, 0600);
-      const bool locked = flock(fd, LOCK_EX) == 0 && write(ready[1], &byte, 1) == 1;
-      if (locked && read(go[0], &byte, 1) == 1) work(fd);
-      _exit(0);
-    }
-    close(ready[1]);
-    close(go[0]);
-    go_.Reset(go[1]);
-    char byte;
-    EXPECT_EQ(read(ready[0], &byte, 1), 1);
-    close(ready[0]);
-  }
-  ~LockHolder() {
-    go_.Reset();
-    waitpid(process_, nullptr, 0);
-  }
-  bool Go() { return write(go_.get(), "", 1) == 1; }
-
- private:
-  pid_t process_ = -1;
-  UniqueFd go_;
-};
-
 class OpenExclusiveTest : public test::Fixture {
  protected:
-  // Opens the path on a thread while another process holds it, checks that this waits (also over a
-  // signal), lets the other go and answers the descriptor.
-  UniqueFd OpenWhileHeld(const std::string& path, LockHolder& holder) {
+  // Opens the path on a thread while the lock is held through another opening of the file, as
+  // another process does; checks that this waits (also over a signal), does the work with the other
+  // opening, closes that and answers the descriptor.
+  UniqueFd OpenWhileHeld(const std::string& path, const std::function<void(int)>& work) {
+    UniqueFd holder(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    EXPECT_EQ(flock(holder.get(), LOCK_EX), 0);
     std::promise<int> opened;
     std::future<int> result = opened.get_future();
     std::thread opener([&] { opened.set_value(OpenExclusive(path)); });
     EXPECT_EQ(result.wait_for(std::chrono::milliseconds{50}), std::future_status::timeout);
     pthread_kill(opener.native_handle(), SIGUSR1);
     EXPECT_EQ(result.wait_for(std::chrono::milliseconds{50}), std::future_status::timeout);
-    EXPECT_TRUE(holder.Go());
+    work(holder.get());
+    holder.Reset();
     opener.join();
     return UniqueFd(result.get());
   }
@@ -88,8 +56,7 @@ TEST_F(OpenExclusiveTest, WaitsForTheLockOfAnotherProcess) {
   EXPECT_EQ(folder.st_mode & 07777, 0700u);
   EXPECT_EQ(fcntl(made.get(), F_GETFD), FD_CLOEXEC);
   flock(made.get(), LOCK_UN);
-  LockHolder holder(path, [](int fd) { (void)!write(fd, "done", 4); });
-  const UniqueFd fd = OpenWhileHeld(path, holder);
+  const UniqueFd fd = OpenWhileHeld(path, [](int other) { (void)!write(other, "done", 4); });
   ASSERT_TRUE(fd);
   char text[8];
   EXPECT_EQ(read(fd.get(), text, sizeof text), 4);
@@ -102,8 +69,7 @@ TEST_F(OpenExclusiveTest, FileReplacedMeanwhileIsOpenedAnew) {
   const std::string path = Home("settings.plist");
   const std::string replacement = Home("replacement");
   WriteFile(replacement, "new");
-  LockHolder holder(path, [&](int) { rename(replacement.c_str(), path.c_str()); });
-  const UniqueFd fd = OpenWhileHeld(path, holder);
+  const UniqueFd fd = OpenWhileHeld(path, [&](int) { rename(replacement.c_str(), path.c_str()); });
   char text[8];
   EXPECT_EQ(read(fd.get(), text, sizeof text), 3);
 }

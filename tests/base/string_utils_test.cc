@@ -3,6 +3,10 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <limits>
+
+#include "base/format_text.h"
+#include "base/time_utils.h"
 #include "tests/support/fixture.h"
 
 namespace kelvo {
@@ -79,6 +83,60 @@ TEST(Utf8Test, TellsValidFromBrokenWhereverItLies) {
   EXPECT_FALSE(IsValidUtf8(std::string_view("\xC3\xA9", 1)));
   EXPECT_TRUE(IsValidUtf8(std::string_view("a\0b", 3)));
   EXPECT_EQ(ToValidUtf8(std::string_view("a\0\xFF", 3)), "a");
+}
+
+TEST(FormatTextTest, FillsWhatItKnowsAndKeepsTheRest) {
+  const std::int64_t large = std::numeric_limits<std::int64_t>::min();
+  const struct {
+    const char* format;
+    std::vector<FormatArgument> arguments;
+    const char* expected;
+  } rows[] = {
+      {"Locked by: %@ at %s", {"Ann", "noon"}, "Locked by: Ann at noon"},
+      {"%2$@ locks %1$@, %2$@!", {"a.txt", "Ann"}, "Ann locks a.txt, Ann!"},
+      {"%d %i %u %ld %lu %lld %qd", {1, 2, 3, 4, 5, 6, large}, "1 2 3 4 5 6 -9223372036854775808"},
+      {"%.1f KB, %.0f, %f", {1.25, 2.5, -0.5}, "1.2 KB, 2, -0.500000"},
+      {"%5d|%-5d|%05d", {42, 42, -42}, "   42|42   |-0042"},
+      {"%@", {"%@ %n 100%%"}, "%@ %n 100%%"},
+      // No argument of that kind.
+      {"%d %@ %@", {"text", std::int64_t{1}}, "%d %@ %@"},
+      {"%3$@", {"a", "b"}, "%3$@"},
+      // What nobody may ask for.
+      {"%n%p%x%c %*d", {"a", "b", "c", "d", 5}, "%n%p%x%c %*d"},
+      {"%0$@ %100$@ %18446744073709551617$@", {"a"}, "%0$@ %100$@ %18446744073709551617$@"},
+      {"%999999999999999999999d", {5}, "5"},
+      {"%.999999999999999999999f", {0.5}, "0.500000"},
+      {"%", {"a"}, "%"},
+      {"%1$%@", {"a"}, "%1$a"},
+      {"%l%@", {"a"}, "%la"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(FormatText(row.format, row.arguments), row.expected) << row.format;
+  }
+  EXPECT_EQ(FormatText("%.20f", {std::numeric_limits<double>::max()}).size(), 309u + 21u);
+}
+
+TEST(DateToStringTest, ModeZeroIsLocalTime) {
+  const struct {
+    const char* zone;
+    std::int64_t time;
+    int mode;
+    const char* expected;
+  } rows[] = {
+      {"UTC0", 0, 0, "1970-01-01 00:00:00"},
+      {"XYZ-5:30", 0, 0, "1970-01-01 05:30:00"},
+      {"XYZ8", 1'700'000'000, 0, "2023-11-14 14:13:20"},
+      {"UTC0", -1, 0, "1969-12-31 23:59:59"},
+      {"UTC0", 0, 1, "0"},
+      {"UTC0", 1'700'000'000, -7, "1700000000"},
+      {"UTC0", -1, 1, "18446744073709551615"},
+      {"UTC0", std::numeric_limits<std::int64_t>::max(), 0, "9223372036854775807"},
+  };
+  for (const auto& row : rows) {
+    setenv("TZ", row.zone, 1);
+    EXPECT_EQ(DateToString(row.time, row.mode), row.expected) << row.zone;
+  }
+  unsetenv("TZ");
 }
 
 }  // namespace

@@ -17,15 +17,29 @@ using Paths = std::vector<std::string>;
 
 class SyncCacheTest : public StartedExtension {
  protected:
-  // Sends "error" 9 with a path, which asks for a reload.
-  void SendReload(const std::string& path) {
-    fake_.transport.DeliverEvent(
-        "sync_error", {{"error", PropertyList("9")}, {"path", PropertyList(path)}, {"mpf", "1"}});
-  }
   std::string Status(const std::string& path) {
     return std::to_string(static_cast<int>(cache().GetStatus(path)));
   }
 };
+
+TEST(BadgeStatusTest, FirstRuleThatHoldsWins) {
+  const struct {
+    int status, lock, denied;
+    BadgeStatus badge;
+  } kRows[] = {
+      {0, 0, 0, BadgeStatus::kInSync},        {-1, 0, 0, BadgeStatus::kDirty},
+      {0, 1, 0, BadgeStatus::kLocked},        {1, 2, 0, BadgeStatus::kLockedForMe},
+      {1, 3, 0, BadgeStatus::kPendingUnlock}, {7, -1, 0, BadgeStatus::kDirty},
+      {0, 1, 5, BadgeStatus::kPermissions},   {1, 2, 99, BadgeStatus::kPermissions},
+      {0, 0, -1, BadgeStatus::kPermissions},
+  };
+  for (const auto& row : kRows) {
+    EXPECT_EQ(DeriveBadgeStatus(sync::ESyncItemStatus{row.status}, sync::ESyncItemLock{row.lock},
+                                sync::EPermissionsDenied{row.denied}),
+              row.badge)
+        << row.status << " " << row.lock << " " << row.denied;
+  }
+}
 
 TEST_F(SyncCacheTest, MissAsksOncePerFiveSecondsUntilTheListComes) {
   EXPECT_EQ(Status("/w/a"), "0");
@@ -75,40 +89,6 @@ TEST_F(SyncCacheTest, ListReplacesItemsWholesaleAlsoWhenItIsCut) {
   EXPECT_EQ(LogCount("SyncStatusListResponse exception: "), 1);
   SendListText("/v", "not a count");
   EXPECT_FALSE(cache().IsListed("/v"));
-}
-
-TEST_F(SyncCacheTest, SingleItemChangesRepaintOnlyWhatChanged) {
-  SendItem("/w/a");
-  EXPECT_EQ(Badge("/w/a"), "(none)") << "an item of a folder that is not cached";
-  SendList("/w", {{.name = "a"}});
-  fake_.finder.badges.clear();
-  SendItem("/w/a");
-  EXPECT_TRUE(fake_.finder.badges.empty());
-  SendItem("/w/a", {{"lock", "1"}, {"lock_holder", "eve"}});
-  EXPECT_EQ(Badge("/w/a"), "3");
-  SendItem("/w/new", {{"status", "1"}, {"item_id", "9"}});
-  EXPECT_EQ(Badge("/w/new"), "2");
-  SendItem("/w/renamed", {{"status", "1"}, {"item_id", "9"}});
-  EXPECT_EQ(Status("/w/new"), "0");
-  NewRequests();
-  SendItem("/w/a", {{"status", "3"}});
-  EXPECT_EQ(NewRequests(), (Paths{"/w", "/w/a"})) << "the folder was dropped and is asked for anew";
-}
-
-TEST_F(SyncCacheTest, ReloadAsksForTheFolderAndAllBelow) {
-  for (const char* folder : {"/", "/a", "/a/b", "/ab", "/a/b/c", "/a-b", "/a.b/c", "/a0"})
-    SendList(folder, {});
-  SendReload("/a");
-  EXPECT_EQ(NewRequests(), (Paths{"/a", "/a/b", "/a/b/c"}));
-  SendReload("/a");
-  EXPECT_EQ(NewRequests(), Paths{}) << "folders that await a list are left alone";
-  EXPECT_EQ(Status("/ab/x"), "0");
-  EXPECT_EQ(NewRequests(), Paths{});
-  SendReload("/ab/item");
-  EXPECT_EQ(NewRequests(), (Paths{"/ab"})) << "the folder of the path";
-  SendList("/ab", {});
-  SendReload("/");
-  EXPECT_EQ(NewRequests(), (Paths{"/", "/a-b", "/a.b/c", "/a0", "/ab"}));
 }
 
 TEST_F(SyncCacheTest, RepaintsInSlicesWhateverBecomesOfTheFolder) {
@@ -197,78 +177,23 @@ TEST_F(SyncCacheTest, ResetForgetsAllAndRepaintsTheFolders) {
   EXPECT_EQ(fake_.transport.Events("sync-lists").size(), before + 1);
 }
 
-TEST_F(SyncCacheTest, BrokenPublicLinkListLeavesTheFormerOne) {
-  auto link = [](const std::string& path) {
-    return StringText(path) + StringText("t") + "1:2:3:0:0:" + StringText("x") + "4:";
-  };
-  auto send = [this](const std::string& id, const std::string& list) {
-    fake_.transport.DeliverEvent(
-        "sync_response",
-        {{"command", "sync-lists"}, {"list-id", PropertyList(id)}, {"list", PropertyList(list)}});
-  };
-  send("publicLinks", link("/w/a") + link("/w/b"));
-  EXPECT_TRUE(cache().IsPublicLink("/w/b"));
-  send("publicLinks", link("/w/c") + "12:cut");
-  send("otherLists", link("/w/d"));
-  EXPECT_TRUE(cache().IsPublicLink("/w/a"));
-  EXPECT_FALSE(cache().IsPublicLink("/w/c"));
-  EXPECT_EQ(LogCount("PublicLinks response exception: "), 1);
-  send("publicLinks", "");
-  EXPECT_FALSE(cache().IsPublicLink("/w/a"));
-}
-
 TEST_F(SyncCacheTest, SweepDropsWhatNobodyLooksAt) {
   SendList("/old", {{.name = "a"}});
   SendList("/shown", {{.name = "a"}});
-  SendList("/used", {{.name = "a"}});
   extension_->beginObservingDirectoryAtURL("/shown");
-  cache().GetStatus("/lost/a");
   SetLogLevel(kLogDebug);
   fake_.runLoop.Advance(seconds(590));
-  cache().GetStatus("/used/a");
+  cache().GetStatus("/lost/a");
   fake_.runLoop.Advance(seconds(20));  // first sweep: only what waited in vain
   EXPECT_FALSE(cache().IsAwaited("/lost"));
   EXPECT_TRUE(cache().IsListed("/old"));
   fake_.runLoop.Advance(seconds(600));
   EXPECT_FALSE(cache().IsListed("/old"));
-  EXPECT_TRUE(cache().IsListed("/used"));
-  EXPECT_TRUE(cache().IsListed("/shown"));
   EXPECT_EQ(LogCount("Folder cache expired /old (last access "), 1);
-  fake_.runLoop.Advance(seconds(6000));
-  EXPECT_FALSE(cache().IsListed("/used"));
   EXPECT_TRUE(cache().IsListed("/shown")) << "an observed folder never expires";
   extension_->endObservingDirectoryAtURL("/shown");
   fake_.runLoop.Advance(seconds(600));
   EXPECT_FALSE(cache().IsListed("/shown"));
-}
-
-TEST_F(SyncCacheTest, SettingTheClockExpiresNothingAndKeepsNothingForever) {
-  for (const std::int64_t step : {+86'400, -86'400}) {
-    SendList("/w", {{.name = "a"}});
-    cache().GetStatus("/w/a");
-    fake_.clock.SetWallClock(fake_.clock.Now() + step);
-    fake_.runLoop.Advance(seconds(600));
-    EXPECT_TRUE(cache().IsListed("/w")) << step;
-    fake_.runLoop.Advance(seconds(1200));
-    EXPECT_FALSE(cache().IsListed("/w")) << step;
-    // A request outstanding when the clock is set is repeated after 5 seconds of real time.
-    cache().GetStatus("/q/a");
-    fake_.clock.SetWallClock(fake_.clock.Now() + step);
-    NewRequests();
-    cache().GetStatus("/q/a");
-    EXPECT_EQ(NewRequests(), Paths{}) << step;
-    fake_.runLoop.Advance(seconds(7));
-    cache().GetStatus("/q/a");
-    EXPECT_EQ(NewRequests(), (Paths{"/q", "/q/a"})) << step;
-  }
-}
-
-TEST_F(SyncCacheTest, CommandsBelongToTheInstanceThatSentThem) {
-  CSyncApi::m_Instance.load()->RequestLock("/w/a", 0);
-  EXPECT_TRUE(cache().IsReponseForThisInstance("/w/a"));
-  EXPECT_FALSE(cache().IsReponseForThisInstance("/w/b"));
-  cache().RemoveCommandForThisInstance("/w/a");
-  EXPECT_FALSE(cache().IsReponseForThisInstance("/w/a"));
 }
 
 }  // namespace

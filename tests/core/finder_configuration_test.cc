@@ -38,22 +38,6 @@ TEST_F(FinderConfigurationTest, MissingFileAndWrongTypesGiveEveryDefault) {
   EXPECT_TRUE(fake_.secrets.calls.empty()) << "without an rcid there is no key to read";
 }
 
-TEST_F(FinderConfigurationTest, WorkplaceFollowsTheLabel) {
-  const std::pair<std::string, std::string> rows[] = {
-      {Entry("master_project_folder", "/elsewhere"), "/elsewhere"},
-      {Entry("master_project_folder", ""), Home("Kelvo Workplace (KelvoAgent)")},
-      {Entry("config_label", "Kelvo Agent"), Home("Kelvo Workplace")},
-      {Entry("config_label", "Lab") + Entry("master_project_folder", ""),
-       Home("Kelvo Workplace (Lab)")},
-  };
-  for (const auto& [entries, folder] : rows) {
-    WriteUserInfo(entries);
-    CFinderConfiguration configuration;
-    configuration.Load();
-    EXPECT_EQ(configuration.WorkplaceFolder(), folder) << entries;
-  }
-}
-
 TEST_F(FinderConfigurationTest, NameFallsBackToMailAndMailToUserAndTheLogLevelIsSet) {
   CFinderConfiguration user(PropertyList::Dictionary{{"user", "u"}, {"trace_level", 4}});
   user.Load();

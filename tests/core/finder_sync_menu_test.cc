@@ -95,17 +95,5 @@ TEST_F(FinderSyncMenuTest, ForwardsActionsAsTheyNeed) {
   EXPECT_TRUE(kept.expired());
 }
 
-TEST(FinderSyncMenuBeforeStartTest, HasNoMenu) {
-  class NotStarted : public StartedExtension {
-   public:
-    NotStarted() : StartedExtension(false) {}
-    void TestBody() override {
-      const std::atomic<bool> cancelled{false};
-      EXPECT_FALSE(extension_->menuForMenuKind(0, {Home("Work/a")}, cancelled));
-    }
-  } test;
-  test.TestBody();
-}
-
 }  // namespace
 }  // namespace kelvo::test

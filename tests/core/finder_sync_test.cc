@@ -32,6 +32,7 @@ TEST_F(UnconfiguredFinderSyncTest, OpensTheChannelAndWaitsForItsConfiguration) {
   EXPECT_TRUE(fake_.finder.directories.empty());
   EXPECT_EQ(LogCount("Kelvo FinderSync plugin loaded: "), 1);
   EXPECT_EQ(CSyncCache::m_Instance.load(), nullptr);
+  EXPECT_FALSE(extension_->menuForMenuKind(0, {"/w/a"}, std::atomic<bool>{false}));
 }
 
 TEST_F(UnconfiguredFinderSyncTest, WhatWasAskedBeforeStartUpIsAskedAgainWhenItStands) {

@@ -307,14 +307,6 @@ TEST_F(BadgeStoreTest, AFileManagerThatKeepsEveryFileDoesNotHaveEveryFolderObser
   EXPECT_EQ(Ask(file(0)), '2');
 }
 
-TEST_F(ShownBadgeTest, FilesThatComeAndGoInAShownFolderAreForgotten) {
-  store_.Release(ShowWithBadge("/w/gone", '1'));
-  Advance(130s);
-  EXPECT_EQ(Ask("/w/a"), '1');
-  EXPECT_EQ(Ask("/w/gone"), kNoBadge);
-  EXPECT_TRUE(ended_.empty());
-}
-
 TEST_F(BadgeStoreTest, FilesOfALargeFolderKeepItemAndBadgeWhileOthersComeAndGo) {
   Appear({"/w"});
   std::map<std::string, std::pair<BadgeStore::Item*, char>> kept;

@@ -164,18 +164,6 @@ TEST_F(BadgeTableTest, SignalsAtOnceAfterQuietElseFiftyMillisecondsAfterTheLast)
   EXPECT_EQ(1U, TurnEnds().size());
 }
 
-// A file manager in the middle of a storm of changes must not be kept from the last one.
-TEST_F(BadgeTableTest, StormOfChangesEndsWithTheLastOneTold) {
-  Ask("c", {"a"});
-  for (int i = 0; i < 200; ++i) {
-    Change("a", static_cast<char>('1' + i % 6));
-    runLoop_.Advance(milliseconds{1});
-  }
-  runLoop_.Advance(milliseconds{50});
-  EXPECT_LE(signals_.size(), 6U);
-  EXPECT_EQ(cache_["/w/a"], signals_.back().at("a"));
-}
-
 TEST_F(BadgeTableTest, ChangeBetweenQuestionAndAnswerIsInTheAnswer) {
   table_.Ask("c", "/w", {"a"});
   Change("a", '1');

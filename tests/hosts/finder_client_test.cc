@@ -85,25 +85,6 @@ class FinderClientTest : public ::testing::Test {
   std::unique_ptr<FinderClient> client_;
 };
 
-TEST_F(FinderClientTest, BadgesComeInOneCallAndFollowSignals) {
-  StartBus();
-  ScriptedExtension extension({{"a", '1'}, {"c", '2'}});
-  for (const char* name : {"a", "b", "c", "d"}) Show(std::string("/w/") + name);
-  Show("/elsewhere/a");
-  EXPECT_TRUE(TurnUntil([&] { return changed_.size() == 2; }));
-  EXPECT_EQ(Icon("/w/a"), "emblem-one");
-  EXPECT_EQ(Icon("/w/b"), "");
-  EXPECT_EQ(Icon("/w/c"), "emblem-two");
-  EXPECT_EQ(extension.calls, (Strings{"BeginObservingDirectory /w", "RequestBadges /w"}));
-  EXPECT_EQ(extension.askedNames, (std::vector<std::size_t>{4}));
-
-  extension.SignalBadges("/w", std::string("2a\0001b\0000c\0", 9));
-  EXPECT_TRUE(TurnUntil([&] { return changed_.size() == 5; }));
-  EXPECT_EQ(Icon("/w/a"), "emblem-two");
-  EXPECT_EQ(Icon("/w/b"), "emblem-one");
-  EXPECT_EQ(Icon("/w/c"), "");
-}
-
 TEST_F(FinderClientTest, DescriptionsComeWithTheBadgesAndFollowTheirSignal) {
   StartBus();
   const auto owner = [&](const char* path) { return client_->Lookup(path).description->lockOwner; };
@@ -130,34 +111,23 @@ TEST_F(FinderClientTest, DescriptionsComeWithTheBadgesAndFollowTheirSignal) {
 
 TEST_F(FinderClientTest, OversizedDescriptionsAreRefusedAndLongTextsCut) {
   StartBus();
-  const auto owner = [&] { return client_->Lookup("/w/a").description->lockOwner; };
+  const auto owner = [&] { return client_->Lookup("/w/caf\xe9").description->lockOwner; };
   ScriptedExtension extension({}, /*agentConnected=*/false, /*describes=*/true);
   const std::string letter = "\u00eb";
   std::string whole = "x", cut = "x";
   for (int i = 0; i < 1000; ++i) whole += letter;
   for (int i = 0; i < 511; ++i) cut += letter;
-  extension.owners = {{"a", whole}};
+  extension.owners = {{"caf\xe9", whole}};  // names need not be UTF-8
   extension.spareDescriptions = 2;
-  Show("/w/a");
+  Show("/w/caf\xe9");
   ASSERT_TRUE(TurnUntil([&] { return extension.Count("DescribeItems /w") == 1; }));
-  extension.SignalBadges("/w", std::string("1a\0", 3));  // behind the answer
-  ASSERT_TRUE(HasIcon("/w/a", "emblem-one"));
+  extension.SignalBadges("/w", std::string("1caf\xe9\0", 6));  // behind the answer
+  ASSERT_TRUE(HasIcon("/w/caf\xe9", "emblem-one"));
   EXPECT_EQ(owner(), "");
   extension.spareDescriptions = 1;
   extension.SignalAgentConnected();
   ASSERT_TRUE(TurnUntil([&] { return !owner().empty(); }));
   EXPECT_EQ(owner(), cut);
-}
-
-TEST_F(FinderClientTest, AnAgentThatConnectsIsANewChance) {
-  StartBus();
-  ScriptedExtension extension({}, /*agentConnected=*/false);
-  Show("/w/caf\xe9");
-  EXPECT_TRUE(TurnUntil([&] { return extension.Count("RequestBadges /w") == 1; }));
-  extension.badges["caf\xe9"] = '1';  // names need not be UTF-8
-  extension.SignalAgentConnected();
-  EXPECT_TRUE(HasIcon("/w/caf\xe9", "emblem-one"));
-  EXPECT_EQ(extension.Count("RequestBadges /w"), 2);
 }
 
 TEST_F(FinderClientTest, AFolderThatIsWatchedWhilePropertiesAreReadIsNotMissed) {

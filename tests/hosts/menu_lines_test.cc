@@ -1,10 +1,12 @@
-// A menu's lines as a file manager takes them.
+// A menu's lines as a file manager takes them, and what it shows them for.
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
 #include "hosts/client/file_menu.h"
+#include "hosts/gtk/local_path.h"
+#include "platform/linux/glib_ptr.h"
 
 namespace kelvo {
 namespace {
@@ -41,6 +43,24 @@ TEST(FileMenuTest, TitlesAreShownAsTextOfBearableLength) {
        }) {
     EXPECT_EQ(ShownTitle(row.title, row.mnemonics), row.shown);
   }
+}
+
+TEST(LocalPathTest, OnlyLocalPlacesHaveOne) {
+  struct Row {
+    const char* location;
+    const char* path;
+  };
+  for (const Row& row : {Row{"file:///w/a%20b", "/w/a b"},
+                         {"file:///w/folder/", "/w/folder"},
+                         {"file:///w/a%00b", ""},
+                         {"sftp://host/w/a", ""},
+                         {"smb://host/w/a", ""},
+                         {"trash:///a", ""},
+                         {"recent:///a", ""}}) {
+    const GObjectPtr<GFile> location(g_file_new_for_uri(row.location));
+    EXPECT_EQ(LocalPath(location.get()), row.path) << row.location;
+  }
+  EXPECT_EQ(LocalPath(nullptr), "");
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include "platform/linux/glib_ptr.h"
 #include "platform/linux/session_bus.h"
 #include "tests/hosts/scripted_menus.h"
+#include "tests/support/main_context.h"
 
 namespace kelvo {
 
@@ -34,18 +35,7 @@ inline constexpr char kDescribeItemsXml[] =
     R"xml(<method name="DescribeItems"><arg type="ay" direction="in"/><arg type="ay" direction="in"/>
     <arg type="a(sss)" direction="out"/><arg type="au" direction="out"/></method>)xml";
 
-// Turns the main loop, and looks every 50 ms at least, until the condition holds; false when that
-// takes too long.
-inline bool TurnUntil(const std::function<bool()>& condition) {
-  const gint64 end = g_get_monotonic_time() + 30 * G_USEC_PER_SEC;
-  const guint tick = g_timeout_add(50, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, {});
-  bool holds = false;
-  while (!(holds = condition()) && g_get_monotonic_time() < end) {
-    g_main_context_iteration(nullptr, TRUE);
-  }
-  g_source_remove(tick);
-  return holds;
-}
+using test::TurnUntil;
 
 inline GVariant* Bytes(const std::string& text) {
   return g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, text.data(), text.size(), 1);

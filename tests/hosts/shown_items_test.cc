@@ -1,27 +1,20 @@
 #include "hosts/dolphin/shown_items.h"
 
-#include <gtest/gtest.h>
-
 #include <map>
 #include <optional>
 #include <set>
 #include <string>
 #include <utility>
-#include <vector>
 
-#include "tests/support/fake_platform.h"
+#include "tests/hosts/badge_store_fixture.h"
 
 namespace kelvo {
 namespace {
 
-using std::chrono::milliseconds;
-using std::chrono_literals::operator""ms;
 using std::chrono_literals::operator""min;
 
 // Dolphin with some views, each with the badges that it draws, over a store on a bus by hand.
-class ShownItemsTest : public ::testing::Test,
-                       private BadgeStore::Surroundings,
-                       private ShownItems::Surroundings {
+class ShownItemsTest : public BadgeStoreTest, private ShownItems::Surroundings {
  protected:
   using View = std::map<std::string, BadgeByte>;
 
@@ -42,7 +35,7 @@ class ShownItemsTest : public ::testing::Test,
     Idle();
     for (const milliseconds end = clock_.Monotonic() + time; clock_.Monotonic() < end;) {
       clock_.Turn(500ms);
-      if (Due(storeDue_)) store_.Work();
+      if (Due(due_)) store_.Work();
       if (Due(doubtDue_)) shown_.Doubt();
       Idle();
     }
@@ -54,8 +47,8 @@ class ShownItemsTest : public ::testing::Test,
       shown_.Work();
       for (const auto& [folder, names, ticket] : std::exchange(requests_, {})) {
         std::string badges;
-        for (std::size_t at = 0; at < names.size(); at = names.find('\0', at) + 1) {
-          badges += agent_.emplace(JoinPath(folder, names.c_str() + at), '1').first->second;
+        for (const std::string& name : names) {
+          badges += agent_.emplace(JoinPath(folder, name), '1').first->second;
         }
         store_.OnAnswer(folder, ticket, badges);
       }
@@ -64,16 +57,9 @@ class ShownItemsTest : public ::testing::Test,
 
   std::set<std::string> observed_;
   std::size_t tells_ = 0;
-  test::FakeClock clock_;
-  BadgeStore store_{clock_, *this};
   ShownItems shown_{clock_, *this};
 
  private:
-  struct Request {
-    std::string folder, names;
-    std::uint64_t ticket;
-  };
-
   BadgeByte Ask(const std::string& path) {
     const BadgeStore::Answer answer = store_.Lookup(path);
     shown_.Asked(path, answer.item, answer.badge);
@@ -87,15 +73,9 @@ class ShownItemsTest : public ::testing::Test,
 
   void BeginObserving(const std::string& folder) override { observed_.insert(folder); }
   void EndObserving(const std::string& folder) override { observed_.erase(folder); }
-  void RequestBadges(const std::string& folder, const std::string& names,
-                     std::uint64_t ticket) override {
-    requests_.push_back({folder, names, ticket});
-  }
-  void DescribeItems(const std::string&, const std::string&, std::uint64_t) override {}
   void BadgeChanged(const std::string& folder, const std::string& name) override {
     shown_.Tell(JoinPath(folder, name));
   }
-  void WorkAfter(milliseconds delay) override { storeDue_ = clock_.Monotonic() + delay; }
   void Retain(BadgeStore::Item* item) override { store_.Retain(item); }
   void Release(BadgeStore::Item* item) override { store_.Release(item); }
   void TellViews(const std::string& path) override {
@@ -110,9 +90,7 @@ class ShownItemsTest : public ::testing::Test,
 
   std::set<View*> views_;
   std::map<std::string, BadgeByte> agent_;
-  std::vector<Request> requests_;
-  std::optional<milliseconds> storeDue_, doubtDue_;
-  bool soon_ = false;
+  std::optional<milliseconds> doubtDue_;
 };
 
 TEST_F(ShownItemsTest, BadgesReachAWindowThatLiesIdleForHours) {

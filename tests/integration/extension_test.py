@@ -89,18 +89,6 @@ class ExtensionTest(unittest.TestCase):
         self.client.wait_badges(self.work, {"changing": "2"})
         self.client.wait_badges(self.work, {"changing": "1"})
 
-    def test_ten_thousand_badges_in_a_few_signals(self):
-        names = ["f%05d" % i for i in range(10000)]
-        self.make(*names)
-        agent = Agent(self.session, self.work)
-        self.wait_watching(self.work)
-        self.client.request(self.work, names)
-        self.client.wait_badges(self.work, dict.fromkeys(names, "1"))
-        self.assertLessEqual(len(self.client.badge_signals), 10)
-        self.assertEqual(self.client.request(self.work, names), b"1" * len(names))
-        self.assertEqual(agent.list_requests(), [self.work, os.path.join(self.work, names[0])],
-                         "one pair of requests, whatever the number of files")
-
     def test_descriptions_follow_the_agent(self):
         self.make("eve", "sync")
         agent = Agent(self.session, self.work, [{"path": "eve", "lock": 1, "owner": "Eve"}])
@@ -126,36 +114,6 @@ class ExtensionTest(unittest.TestCase):
         agent.process.kill()
         wait_until(lambda: "connected-since" not in self.client.call("Diagnose").unpack()[0],
                    PATIENCE, "the loss")
-
-    def test_agent_and_extension_come_and_go(self):
-        self.make("a", "b")
-        self.client.request(self.work, ["a"])  # starts the extension; nobody can answer it yet
-        agent = Agent(self.session, self.work)
-        self.client.wait_badges(self.work, {"a": "1"})
-
-        agent.process.kill()
-        agent.process.wait()
-        wait_until(lambda: not self.client.get("AgentConnected").get_boolean(), PATIENCE,
-                   "the loss")
-        os.mkdir(os.path.join(self.work, "d"))
-        self.make("d/c")
-        self.assertEqual(self.client.request(self.work + "/d", ["c"]), b"0")
-        agent.start()
-        self.client.wait_badges(self.work + "/d", {"c": "1"})
-
-        agent.process.send_signal(signal.SIGSTOP)
-        os.mkdir(os.path.join(self.work, "e"))
-        self.make("e/c")
-        self.assertEqual(self.client.request(self.work + "/e", ["c"]), b"0")
-        agent.process.send_signal(signal.SIGCONT)
-        self.client.wait_badges(self.work + "/e", {"c": "1"})
-
-        os.kill(self.session.owner_process(NAME), signal.SIGKILL)
-        self.client.badges.clear()
-        wait_until(lambda: self.session.owner_process(NAME) is None, PATIENCE,
-                   "the extension's end")
-        self.client.request(self.work, ["b"])
-        self.client.wait_badges(self.work, {"b": "1"})
 
     def test_locked_settings_hold_nothing(self):
         self.make("a")

@@ -333,7 +333,7 @@ def parse_arguments():
     return parser.parse_args()
 
 
-def run_test(test, **services):
+def run_test(test):
     """Runs test(arguments, session).run() in a session of its own; the exit status."""
     arguments = parse_arguments()
     try:
@@ -344,7 +344,7 @@ def run_test(test, **services):
         if arguments.beside:
             place_plugin(arguments.build, *arguments.beside)
         with DesktopSession(share=arguments.build + "/share", folder=arguments.keep) as session:
-            session.start(dict(services, **{NAME: arguments.build + "/bin/kelvo-finder-sync"}))
+            session.start({NAME: arguments.build + "/bin/kelvo-finder-sync"})
             try:
                 test(arguments, session).run()
             except SessionError:

@@ -1,6 +1,6 @@
 #!/usr/bin/python3
 """The real file manager through a working day: folders switched and windows closed while answers are
-due, a search, thousands of files, the extension and the Agent gone, another file manager beside.
+due, a search, thousands of files, the extension gone, another file manager beside.
 
     file_manager_scenarios_test.py BUILD HOST EXTENSIONS [--beside HOST EXTENSIONS] [--keep FOLDER]
 
@@ -11,7 +11,6 @@ import signal
 import sys
 import time
 
-from desktop_session import wait_until
 from file_manager import PATIENCE, FileManager, FileManagerTest, expect, run_test, stopped
 
 MANY = 5000
@@ -120,25 +119,6 @@ class ScenariosTest(FileManagerTest):
         self.agent.command("deny unseen/plain")
         self.wait_only("permission-violation")
 
-    def agent_output(self):
-        return self.session.output("kelvo-sample-agent")
-
-    def kill_agent(self):
-        self.files.go(self.path("mine"))
-        self.wait_only("locked")
-        self.agent.process.kill()
-        self.agent.process.wait()
-        self.files.go(self.path("red"))
-        self.files.answers_after()
-        begun = self.agent_output().count("configuration_init")
-        self.start_agent([{"path": "red/needle 1", "denied": 2}])
-        wait_until(lambda: self.agent_output().count("configuration_init") > begun, PATIENCE,
-                   "the extension at the new Agent")
-        self.agent.command("reset")  # what an Agent says that knows better than before
-        self.wait_only("permission-violation")
-        self.files.go(self.path("mine"))
-        self.wait_only("in-sync")
-
     def beside_another(self):
         self.files.place(0)
         other = FileManager(self.session, self.arguments.beside[0], self.arguments.build)
@@ -173,8 +153,7 @@ class ScenariosTest(FileManagerTest):
                      ("a window closed while answers are due", self.close_window),
                      ("a search", self.search),
                      ("%d files" % MANY, self.show_thousands),
-                     ("the extension killed", self.kill_extension),
-                     ("the Agent killed", self.kill_agent)]
+                     ("the extension killed", self.kill_extension)]
         if self.arguments.beside:
             scenarios += [("%s beside" % self.arguments.beside[0], self.beside_another)]
         for name, scenario in scenarios:

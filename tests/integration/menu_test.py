@@ -92,9 +92,7 @@ class MenuTest(unittest.TestCase):
         return self.session.output("kelvo-sample-agent")
 
     def log(self):
-        path = os.path.join(self.session.home, "Library/Logs/KelvoAgentPlugin.log")
-        with open(path, encoding="utf-8", errors="replace") as file:
-            return file.read()
+        return self.session.extension_log()
 
     def assert_error(self, name, function, *arguments):
         with self.assertRaises(GLib.Error, msg=arguments) as caught:

@@ -93,12 +93,7 @@ class OtherUserTest(unittest.TestCase):
         client = BusClient(self.session.environment["DBUS_SESSION_BUS_ADDRESS"])
         self.addCleanup(client.close)
         self.assertFalse(client.get("AgentConnected").get_boolean())
-
-        def text():
-            if not os.path.exists(log):
-                return ""
-            with open(log, encoding="utf-8", errors="replace") as file:
-                return file.read()
+        text = self.session.extension_log
         wait_until(lambda: "no connection to the Agent: " in text(), PATIENCE, "a refusal")
         self.assertRegex(text(), "no connection to the Agent: .*" + re.escape(reason) + "\n")
         return client

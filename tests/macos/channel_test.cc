@@ -130,15 +130,5 @@ TEST_F(ChannelTest, AStoppedAgentHoldsNobodyUp) {
   EXPECT_EQ(raised_, std::vector<std::string>());
 }
 
-TEST_F(ChannelTest, TheExtensionOpensTheChannelAgainWhenTheAgentReturns) {
-  StartConfigured();
-  EXPECT_EQ(AgentHeard(kInitComName), 1u);
-  SignalAgent(SIGKILL);
-  StartAgent();
-  ASSERT_TRUE(Finder::TurnUntil([&] { return AgentHeard("configuration_init") >= 2; }))
-      << ::testing::PrintToString(AgentNotes());
-  EXPECT_EQ(AgentHeard(kInitComName), 2u);
-}
-
 }  // namespace
 }  // namespace kelvo::test

@@ -1,7 +1,3 @@
-#include <chrono>
-#include <future>
-#include <thread>
-
 #include "cache/sync_cache.h"
 #include "tests/macos/mac_fixture.h"
 #include "tests/macos/stand_ins/screen.h"
@@ -67,30 +63,6 @@ TEST_F(FinderHostTest, ShowsTheAgentsBadges) {
   EXPECT_FALSE(CSyncCache::m_Instance.load()->IsObserved(Home("Work/deep/sub")));
   Finder::RequestBadge("");
   Finder::BeginObserving("");
-}
-
-TEST_F(FinderHostTest, AnswersThousandsOfBadgesFromTwoThreads) {
-  StartConfigured();
-  const auto ask = [&](int first) {
-    for (int i = first; i < 2000; i += 1)
-      Finder::RequestBadge(Home("Work/files/") + std::to_string(i));
-  };
-  auto one = std::async(std::launch::async, ask, 0);
-  auto two = std::async(std::launch::async, ask, 0);
-  const auto isOver = [](const std::future<void>& asking) {
-    return asking.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
-  };
-  ASSERT_TRUE(Finder::TurnUntil([&] { return isOver(one) && isOver(two); }));
-  EXPECT_GE(Finder::BadgeCalls(), 4000u);
-  const auto wrong = [this] {
-    std::size_t count = 0;
-    for (int i = 0; i < 2000; ++i) {
-      const std::string right = i % 2 == 0 ? "1" : "2";
-      if (Finder::Badge(Home("Work/files/") + std::to_string(i)) != right) ++count;
-    }
-    return count;
-  };
-  EXPECT_TRUE(Finder::TurnUntil([&] { return wrong() == 0; })) << wrong() << " badges are wrong";
 }
 
 TEST_F(FinderHostTest, OffersAMenuAndPerformsWhatIsChosen) {

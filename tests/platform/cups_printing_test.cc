@@ -10,7 +10,6 @@
 #include <string>
 
 #include "base/unique_fd.h"
-#include "settings/printers_settings.h"
 #include "tests/support/fixture.h"
 
 namespace kelvo {
@@ -53,19 +52,6 @@ TEST_F(CupsPrintingTest, TellsTheServersPrintersAndTheirStates) {
         std::string(5000, 'x')}) {
     EXPECT_EQ(printing.State(absent), std::nullopt) << absent;
   }
-}
-
-TEST_F(CupsPrintingTest, GivesTheSettingsTheirList) {
-  CupsPrinting printing;
-  kelvo_PrintersSettings settings(printing);
-  ASSERT_EQ(settings.count(), 3u);
-  EXPECT_EQ(settings.printersStatusAtIndex(1), "stopped");
-  EXPECT_EQ(settings.printersStatusAtIndex(2), "ready");
-  settings.setUserCheck(true, 1);
-  EXPECT_TRUE(settings.store());
-  kelvo_PrintersSettings again(printing);
-  EXPECT_TRUE(again.userCheckAtIndex(1));
-  EXPECT_TRUE(again.userCheckAtIndex(2));
 }
 
 using CupsServerTroubleTest = test::Fixture;

@@ -131,14 +131,6 @@ TEST_F(ProjectsListTest, FirstClientHearsAnySenderLaterOnesTheListWhichGoesWithT
   EXPECT_EQ(Commands(), "");
 }
 
-TEST_F(ProjectsListTest, ClientMayLeaveWhenTheEndOfAnOperationIsTold) {
-  Start();
-  list().createEPPath("/e", "E");
-  client_.then = [this] { ProjectsList::removeClient(&client_); };
-  Answer("subscribed-projects", Subscribed("1", "/e"));
-  EXPECT_EQ(client_.changes.size(), 2u);
-}
-
 TEST_F(ProjectsListTest, CommandsSayTheirKeysAndAbsentValuesAreEmpty) {
   Start();
   Project project;
@@ -169,32 +161,6 @@ TEST_F(ProjectsListTest, CommandsSayTheirKeysAndAbsentValuesAreEmpty) {
   list().updateProjectOldPath("/nowhere", "/n");
   EXPECT_EQ(Commands(), "");
   EXPECT_EQ(LogCount("ERROR: Project not found!"), 1);
-}
-
-TEST_F(ProjectsListTest, SubscribingGoesByWayOfLoaderOrSelection) {
-  Start();
-  Project project;
-  project.setId("7");
-  project.setObject("<s><x></x></s>", "partialSubscriptionXML");
-  const std::string payload = "<s>\n  <x/>\n</s>";
-  list().subscribeProject(project, "/p");
-  EXPECT_EQ(Commands(), "set-project-path;set-partial-subscribe;");
-  list().subscribeProjectWithMerge(project, "/p", "m");
-  EXPECT_EQ(OnlyEvent(),
-            "command=set-partial-subscribe;event_name=sync_request;payload=" + payload + ";");
-  for (const char* result : {"0", "1"}) {
-    fake_.transport.DeliverEvent("server_response",
-                                 {{"command", "set-partial-subscribe"}, {"result", result}});
-  }
-  EXPECT_EQ(Commands(), "subscribed-projects;") << "once it has been taken";
-
-  project.setProjectLoaderSourcePath("/loader");
-  list().subscribeProjectWithMerge(project, "/p", "m");
-  const std::string import = "event_name=project_import_start;path=/loader;project-ids=";
-  EXPECT_EQ(OnlyEvent(), import + "7;project-root=/p;subscribe-xmls=" + payload + ";");
-  WriteAccount("<key>master_project_folder</key><string>/master</string>");
-  list().startImportProjects({project, Project()}, "/loader", std::nullopt);
-  EXPECT_EQ(OnlyEvent(), import + "7,;project-root=/master;subscribe-xmls=" + payload + ",0;");
 }
 
 TEST_F(ProjectsListTest, AnswersFillTheKindsAndTheirTotals) {
@@ -234,27 +200,6 @@ TEST_F(ProjectsListTest, MalformedListEmptiesItsKindAndLeavesTheDiskCopy) {
   fake_.transport.DeliverEvent("sync_response",
                                {{"command", "subscribed-projects"}, {"project-list", "<other/>"}});
   EXPECT_NE(ReadFile(copyPath_), copy) << "the next list is the one to be saved";
-}
-
-TEST_F(ProjectsListTest, UnsubscribedProjectGoesAtOnceAndTheOtherListIsFetchedAnew) {
-  Start();
-  Answer("subscribed-projects", Subscribed("1", "/w/1") + Subscribed("2", "/w/2"));
-  list().updateProjectOldPath("/w/2", "/n");
-  EXPECT_EQ(OnlyEvent(),
-            "command=update-project-path;event_name=sync_request;path=/n;project-id=2;");
-  list().unsubscribeProject(*list().projectWithId("1"));
-  list().unsubscribeProjectPath("/w/2");
-  EXPECT_EQ(list().projectsCount(), 0u);
-  Commands();
-  client_.changes.clear();
-  Answer("subscribed-projects", "");
-  EXPECT_EQ(Commands(), "not-subscribed-projects;");
-  EXPECT_TRUE(client_.changes.empty());
-  Answer("subscribed-projects", "");
-  EXPECT_EQ(client_.changes.size(), 1u);
-  fake_.transport.DeliverEvent("sync_response", {{"command", "subscribe"}});
-  Answer("subscribed-projects", "");
-  EXPECT_EQ(Commands(), "not-subscribed-projects;");
 }
 
 TEST_F(ProjectsListTest, PendingOperationEndsWithItsProjectOrAfter180Seconds) {
@@ -348,35 +293,6 @@ TEST_F(ProjectsListTest, CopyOnDiskStandsUntilTheAgentHasAnswered) {
   Answer("subscribed-projects", Subscribed("1", "/w"));
   Settle();
   EXPECT_EQ(Ids(list().projects()), "1");
-}
-
-TEST_F(ProjectsListTest, PathsAreHeldByTheFirstProjectAboveThem) {
-  Start();
-  Answer("subscribed-projects", Subscribed("1", "") + Subscribed("2", "/w/\xC3\x84") +
-                                    Subscribed("3", "/w") +
-                                    Subscribed("4", "/", "<external>1</external>"));
-  const struct {
-    const char* path;
-    const char* name;
-    const char* relative;
-  } kCases[] = {
-      {"/w/\xC3\xA4/x/y", "N2", "x/y"},
-      {"/W/\xC3\x84", "N2", ""},
-      {"/w/a", "N3", "a"},
-      {"/w/", "N3", ""},
-      {"/wx/a", "N4", "wx/a"},
-      {"relative", nullptr, "relative"},
-  };
-  for (const auto& test : kCases) {
-    std::optional<std::string> name;
-    std::string relative;
-    EXPECT_EQ(list().splitPath(test.path, &name, &relative), test.name != nullptr) << test.path;
-    EXPECT_EQ(name, test.name == nullptr ? std::nullopt : std::optional<std::string>(test.name));
-    EXPECT_EQ(list().projectNameForPath(test.path), name);
-    EXPECT_EQ(relative, test.relative) << test.path;
-  }
-  EXPECT_EQ(list().relativePathForPath("/w/a"), "w/a") << "the project without a path holds it";
-  EXPECT_EQ(list().relativePathForPath("relative"), "relative");
 }
 
 }  // namespace

@@ -36,10 +36,7 @@ TEST_F(AccountListTest, IdentifierComesFromTheFirstAccountComponent) {
       {"/u/com.kelvo.vip/user_info.plist", "1"},
       {"/u/xaccount_5", "_5"},
       {"/u/\u00e9\u00e9account_5/account_6", "t_5"},
-      {"account_8/", "8"},
-      {"/account_", ""},
       {"/account/_9", "1"},
-      {"", "1"},
   };
   for (const auto& c : kCases) {
     EXPECT_EQ(c.identifier, AccountList::extractAgentID(c.path)) << c.path;
@@ -86,15 +83,7 @@ TEST_F(AccountListTest, AccessorsReadAgainButForTheFingerprints) {
   EXPECT_TRUE(account.isValid());
   Account("", "<key>team_name</key><string>New</string>");
   WriteFile(Folder("/finger_prints.plist"), "<plist><array><string>f</string></array></plist>");
-  WriteFile(Folder("/storage_quota.xml"),
-            "<request><parameters><total-quota>5</total-quota></parameters></request>");
-  WriteFile(Folder("/storage_folders.xml"), "<stores><s><path/><total/><stored/></s></stores>");
-  WriteFile(Folder("/storage_info.plist"), "<plist><array><array/></array></plist>");
-
   EXPECT_EQ("New", account.agentSettings().teamName());
-  EXPECT_EQ(5, account.storageQuotaInfo().quota());
-  EXPECT_EQ(1U, account.storageFoldersInfo().list().size());
-  EXPECT_EQ(1U, account.storageSettings().pathsAndFlags().size());
   EXPECT_TRUE(account.fingerprintSettings().getFingerprintsArray().empty());
   account.loadSettings();
   EXPECT_EQ(1U, account.fingerprintSettings().getFingerprintsArray().size());
@@ -167,50 +156,6 @@ TEST_F(AccountListTest, ANotificationAddsReadsAndDropsAccounts) {
   std::filesystem::remove_all(Folder());
   announce(nullptr);
   EXPECT_EQ("", Identifiers(list));
-}
-
-TEST_F(AccountListTest, AggregatesKeepTheirCrossings) {
-  AccountList none(false);
-  EXPECT_TRUE(none.needSetup());
-  EXPECT_FALSE(none.syncEnabled() || none.backupEnabled() || none.debugTabEnabled());
-  EXPECT_EQ(0, none.minMbBackupWindowTresholdSetting());
-  EXPECT_EQ("KelvoAgent", none.defaultConfig().configLabel());
-
-  const auto mb = [](const char* value) {
-    return "<key>min_mb_backup_window_treshold</key><integer>" + std::string(value) + "</integer>";
-  };
-  Account("", mb("7") + "<key>backup_enabled</key><false/><key>two_way_sync</key><true/>");
-  Account("/account_2", mb("0"));
-  Account("/account_3", mb("900"));
-  AccountList list(false);
-  EXPECT_TRUE(list.syncEnabled());
-  EXPECT_TRUE(list.backupEnabled());
-  EXPECT_EQ(900, list.minMbBackupWindowTresholdSetting());  // 7, then 0, which gives way
-  EXPECT_EQ(50, list.minFilesBackupWindowTresholdSetting());
-  Account("", "<key>backup_enabled</key><true/>");
-  EXPECT_FALSE(list.backupEnabled());
-}
-
-TEST_F(AccountListTest, ANewAccountTakesAFreeNumberAndTheFirstOnesLabel) {
-  Account("", "<key>config_label</key><string>L</string><key>server</key><string>s</string>");
-  Account("/account_5", "");
-  AccountList& list = AccountList::defaultAccountList();
-  std::vector<std::uint32_t> draws{20001, 5, 10005, 4294967295};
-  list.SetRandomSource([&draws, next = 0U]() mutable { return draws[next++ % draws.size()]; });
-  const auto account = list.newAccount();
-  ASSERT_NE(nullptr, account);
-  EXPECT_EQ(Folder("/account_7295"), account->accountFolderPath());
-  EXPECT_FALSE(account->isValid());
-  EXPECT_EQ("KelvoAgent", account->agentSettings().configLabel());
-  EXPECT_FALSE(std::filesystem::exists(account->accountFolderPath()));
-  account->createSkelet();
-  EXPECT_EQ("L", account->agentSettings().configLabel());
-  EXPECT_EQ("s", account->agentSettings().serverName());
-  list.accountAtIndex(0).createSkelet();
-  EXPECT_EQ("1 5 ", Identifiers(list));
-
-  draws = {5};
-  EXPECT_EQ(Folder("/account_0"), list.createNewAccountPath());
 }
 
 }  // namespace

@@ -67,21 +67,5 @@ TEST_F(ConfigurationPathTest, OtherAgentsThanTheFirstHaveTheirOwnFolder) {
   EXPECT_EQ(GetConfigurationPath("a"), alternatives_ + "Work/a");
 }
 
-TEST_F(ConfigurationPathTest, BuffersAreCutWithoutATerminator) {
-  const std::string path = default_ + "/a";
-  std::string buffer(path.size() + 3, '#');
-  EXPECT_EQ(GetConfigurationPath(buffer.data(), "a", static_cast<std::uint32_t>(buffer.size())),
-            buffer.data());
-  EXPECT_EQ(buffer, path + std::string(1, '\0') + "##");
-  std::string small(5, '#');
-  GetConfigurationPath(small.data(), "a", 4);
-  EXPECT_EQ(small, path.substr(0, 4) + "#");
-  const std::string empty, name = "b", longName(2000, 'x');
-  EXPECT_EQ(GetConfigurationNsPath(nullptr), default_);
-  EXPECT_EQ(GetConfigurationNsPath(&empty), default_);
-  EXPECT_EQ(GetConfigurationNsPath(&name), default_ + "/b");
-  EXPECT_EQ(GetConfigurationNsPath(&longName).size(), 1024u);
-}
-
 }  // namespace
 }  // namespace kelvo

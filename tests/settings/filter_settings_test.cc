@@ -5,8 +5,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <iterator>
-#include <map>
 #include <optional>
 #include <random>
 #include <string>
@@ -38,30 +36,6 @@ TEST(FilenameFilterTest, PatternsChooseTheirMatcher) {
     std::string name;
     bool isIncluded;
   } kRows[] = {
-      {"", "any", true},
-      {"*", "", true},
-      {"*.DOC", "a.doc", true},
-      {"*.DOC", ".doc", true},
-      {"*.DOC", "doc", false},
-      {"*.doc", "a.docx", false},
-      {"*[ab]", "x[AB]", true},  // no brackets in a plain ending, nor beginning
-      {"*[ab]", "xa", false},
-      {"[ab]*", "[AB]x", true},
-      {"[ab]*", "ax", false},
-      {"Report*", "report-2020.doc", true},
-      {"Report*", "repor", false},
-      {"a?c", "abc", true},
-      {"a?c", "ABC", true},
-      {"a?c", "ac", false},
-      {"a?c", "xabc", false},
-      {"**", "anything", true},
-      {"*.a*", "/x/.hidden/b.ab", true},
-      {"a\\*", "a*", true},
-      {"a\\*", "ab", false},
-      {"[!a]x?", "bXy", true},
-      {"?[x", "a[X", true},
-      {" *.sxi", " plan.SXI", true},
-      {" *.sxi", "plan.sxi", false},
       {"a??c",
        "a\xC3\xA4"
        "c",
@@ -93,41 +67,6 @@ TEST(FilenameFilterTest, PatternsChooseTheirMatcher) {
           << locale << " " << row.pattern << " " << row.name;
     }
     ::setlocale(LC_CTYPE, former.c_str());
-  }
-}
-
-TEST(FilterCategoriesTest, HoldTheShippedPatterns) {
-  const struct {
-    std::size_t count;
-    std::vector<std::string_view> duplicates;
-    std::vector<std::string_view> oddities;
-  } kRows[] = {
-      {78, {"*.keynote", "*.numbers", "*.pages", "*.pmd", "*.qpw", "*.wps"}, {" *.sxi", " *.qxt"}},
-      {45, {}, {"*.q98", "*.ta9", "*.t08"}},
-      {34, {"*.tif", "*.tiff"}, {"*.photolibrary*.aplibrary*.cmt", "*crw"}},
-      {4, {}, {"*.gz"}},
-      {5, {}, {"*.odb"}},
-      {66,
-       {"*.miz", "*.ogg", "*.wma"},
-       {"*m3url", "*.aac", "*.m4p", "*.band", "*.logic", "*.voc", "*.ult", "*.xpl"}},
-      {50,
-       {"*.mov", "*.wmv"},
-       {"*.theater.fcpbundle*.aam", "*.amc", "*.asf", "*.swf", "*.sdv", "*.vfw"}},
-  };
-  ASSERT_EQ(FilterCategories().size(), std::size(kRows));
-  for (std::size_t i = 0; i < std::size(kRows); ++i) {
-    const FilterCategory& category = FilterCategories()[i];
-    std::map<std::string_view, int> times;
-    for (const auto pattern : category.patterns) ++times[pattern];
-    std::vector<std::string_view> duplicates;
-    for (const auto& [pattern, count] : times) {
-      if (count == 2) duplicates.push_back(pattern);
-      EXPECT_LE(count, 2) << pattern;
-    }
-    EXPECT_EQ(category.type, i + 1);
-    EXPECT_EQ(category.patterns.size(), kRows[i].count) << category.name;
-    EXPECT_EQ(duplicates, kRows[i].duplicates) << category.name;
-    for (const auto pattern : kRows[i].oddities) EXPECT_EQ(times.count(pattern), 1u) << pattern;
   }
 }
 
@@ -245,37 +184,22 @@ TEST_F(FilterSettingsTest, ExcludePatternsAreAddedAndTakenAway) {
   EXPECT_EQ(settings.excludeFilters(), std::vector<std::string>{"~*"});
 }
 
-TEST_F(FilterSettingsTest, StoresEveryKeyAndKeepsThoseItDoesNotKnow) {
+TEST_F(FilterSettingsTest, KeepsTheKeysItDoesNotKnow) {
   kelvo_FilterSettings settings = Loaded({{"theirs", 1}, {"max_file_size", std::int64_t{1} << 40}});
   EXPECT_EQ(settings.maxFileSize(), INT32_MAX);
   EXPECT_EQ(settings.minFileSize(), 50);
   EXPECT_TRUE(settings.fileSizeFiltering());
-  settings.setIncludeAllFiles(false);
-  settings.setPredefIncludeFilter("music", true);
-  settings.setPredefIncludeFilter("other", true);
   settings.setMaxFileSize(7);
-  settings.setMinFileSize(-1);
-  settings.setFileSizeFiltering(false);
-  EXPECT_FALSE(settings.predefIncludeFilterValue("other"));
   EXPECT_TRUE(settings.store());
-
   kelvo_FilterSettings again(Home("account"));
-  EXPECT_FALSE(again.isEqualToAgentSettings(settings));
   EXPECT_TRUE(again.load());
   EXPECT_TRUE(again.isEqualToAgentSettings(settings));
   const auto stored = ReadXmlPropertyList(ReadFile(Home("account/filter_info.plist")), nullptr);
-  EXPECT_EQ(stored, PropertyList(PropertyList::Dictionary{{"theirs", 1},
-                                                          {"all", false},
-                                                          {"music", true},
-                                                          {"other", true},
-                                                          {"max_file_size", 7},
-                                                          {"min_file_size", -1},
-                                                          {"file_size_filtering", false}}));
+  EXPECT_EQ(stored, PropertyList(PropertyList::Dictionary{{"theirs", 1}, {"max_file_size", 7}}));
   // What does not parse changes nothing.
   WriteFile(Home("account/filter_info.plist"), "<plist><dict>");
   EXPECT_TRUE(again.load());
   EXPECT_TRUE(again.isEqualToAgentSettings(settings));
-  EXPECT_FALSE(kelvo_FilterSettings("").store());
 }
 
 }  // namespace

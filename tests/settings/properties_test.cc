@@ -154,19 +154,7 @@ TEST_F(PropertiesTest, WhatDoesNotParseIsKeptOnceBeforeItIsWrittenOver) {
   EXPECT_EQ(Mode(copy_), 0u);
 }
 
-TEST_F(PropertiesTest, NumbersAreCutToTheRangeAndWhatIsNotThereGivesTheDefault) {
-  const PropertyList::Dictionary values{{"large", std::int64_t{1} << 40},
-                                        {"small", -(std::int64_t{1} << 40)},
-                                        {"array", PropertyList::Array{1}}};
-  EXPECT_EQ(GetIntPropertyWithDefault(values, "large", 7), INT32_MAX);
-  EXPECT_EQ(GetIntPropertyWithDefault(values, "small", 7), INT32_MIN);
-  EXPECT_EQ(GetLongPropertyWithDefault(values, "large", 7), std::int64_t{1} << 40);
-  for (const char* key : {"array", "absent"}) {
-    EXPECT_EQ(GetIntPropertyWithDefault(values, key, 7), 7) << key;
-    EXPECT_EQ(GetLongPropertyWithDefault(values, key, 7), 7) << key;
-    EXPECT_TRUE(GetBoolPropertyWithDefault(values, key, true)) << key;
-    EXPECT_EQ(GetStringProperty(values, key), std::nullopt) << key;
-  }
+TEST_F(PropertiesTest, RowsThatAreNotThereGiveTheDefault) {
   const PropertyList::Array rows{PropertyList::Dictionary{}, "no row",
                                  PropertyList::Dictionary{{"on", true}, {"name", "x"}}};
   for (const std::size_t row : {0, 1, 2, 3}) {

@@ -145,11 +145,5 @@ TEST(BinaryPropertyListTest, NestingEndsAtTheDepthLimit) {
   }
 }
 
-TEST(BinaryPropertyListTest, RefusesEveryCut) {
-  const PropertyList::Dictionary value{{"a", PropertyList::Array{1, 2.5, "\xC3\xA4", true}}};
-  const std::string file = WriteBinaryPropertyList(value).value();
-  for (std::size_t size = 0; size < file.size(); ++size) ErrorOf(file.substr(0, size));
-}
-
 }  // namespace
 }  // namespace kelvo

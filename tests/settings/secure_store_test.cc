@@ -38,32 +38,6 @@ TEST_F(SecureStoreTest, AnItemIsMadeOnceAndItsSecretIsAnyBytes) {
   EXPECT_TRUE(fake_.secrets.items.empty());
 }
 
-TEST_F(SecureStoreTest, AFailedReadLeavesTheOutputs) {
-  EXPECT_TRUE(Store("x"));
-  std::uint32_t length = 9;
-  void* data = &length;
-  std::string secret = "kept";
-  EXPECT_FALSE(ReadPasswordData("S", "other", &length, &data));
-  fake_.secrets.failure = SecretStatus::kUnavailable;
-  EXPECT_FALSE(ReadPasswordData("S", "A", &length, &data));
-  EXPECT_FALSE(config::CSecureStore::Read("S", "A", secret));
-  EXPECT_EQ(length, 9u);
-  EXPECT_EQ(data, &length);
-  EXPECT_EQ(secret, "kept");
-}
-
-TEST_F(SecureStoreTest, AStoreThatCannotAnswerIsGivenNothing) {
-  for (const SecretStatus status : {SecretStatus::kUnavailable, SecretStatus::kRefused}) {
-    fake_.secrets.failure = status;
-    EXPECT_FALSE(Store("x"));
-    EXPECT_FALSE(DeletePasswordData("S", "A"));
-  }
-  EXPECT_EQ(fake_.secrets.calls, (std::vector<std::string>{"delete S A", "delete S A"}));
-  SetSecretStore(nullptr);
-  EXPECT_FALSE(Store("x"));
-  EXPECT_FALSE(DeletePasswordData("S", "A"));
-}
-
 class PlistUserDefaultsTest : public test::Fixture {
  protected:
   const std::string path_ = Home("Library/Preferences/defaults.plist");

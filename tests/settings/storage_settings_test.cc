@@ -2,9 +2,12 @@
 
 #include <filesystem>
 
+#include "deployment.h"
+#include "settings/fingerprint_settings.h"
 #include "settings/properties.h"
 #include "settings/storage_folders_info.h"
 #include "settings/storage_quota_info.h"
+#include "settings/update_settings.h"
 #include "tests/support/fixture.h"
 
 namespace kelvo::test {
@@ -28,14 +31,12 @@ TEST_F(StorageSettingsTest, FallsBackToTheOldFileAndWritesOnlyTheNewOne) {
 
   EXPECT_TRUE(settings_.load());
   EXPECT_EQ(converted, settings_.pathsAndFlags());
-  settings_.removeTopLevelPath("/A");
   EXPECT_TRUE(settings_.store());
   EXPECT_EQ(oldBytes, ReadFile(folder_ + "/share_info.plist"));
 
   kelvo_StorageSettings other(folder_);
   EXPECT_TRUE(other.load());
-  EXPECT_EQ(std::vector<std::string>{"/B"}, other.topLevelPaths());
-  EXPECT_TRUE(other.isEqualToAgentSettings(settings_));
+  EXPECT_EQ(converted, other.pathsAndFlags());
 }
 
 TEST_F(StorageSettingsTest, FilesThatDoNotReadLeaveTheList) {
@@ -64,44 +65,9 @@ TEST_F(StorageSettingsTest, FoldersAreListedAndAdded) {
   ASSERT_EQ(3U, folders_.list().size());
   EXPECT_EQ(INT64_MIN + 11, folders_.total());
   EXPECT_EQ(7, folders_.stored());
-  const kelvo_StorageFolderStatus* found = folders_.findInfoForPath("/users/A/d\u00f6CS");
-  ASSERT_EQ(&folders_.list()[0], found);
-  EXPECT_TRUE(found->isBackedUp());
-  EXPECT_TRUE(found->isEqual({"/users/A/d\u00f6CS", 10, 10}));
-  EXPECT_FALSE(found->isEqual({"/users/A/d\u00f6CS/", 10, 10}));
-  EXPECT_EQ(nullptr, folders_.findInfoForPath("/Users/a"));
   EXPECT_EQ(" /b", folders_.list()[1].path());
   EXPECT_EQ(INT64_MAX, folders_.list()[1].total());
   EXPECT_EQ("/<c", folders_.list()[2].path());
-}
-
-TEST_F(StorageSettingsTest, ForeignFoldersChangeNothing) {
-  ASSERT_TRUE(
-      folders_.loadData("<stores><s><path>/a</path><total>1</total><stored>2</stored></s>"
-                        "</stores>"));
-  EXPECT_FALSE(folders_.loadData("<stores>"));
-  EXPECT_EQ(1, LogCount("Cannot load storage_folders info: line 1: "));
-  EXPECT_FALSE(folders_.loadData("<a><stores/></a>"));
-  EXPECT_EQ(2, LogCount("Cannot load storage_folders info: "));
-  EXPECT_FALSE(folders_.loadAtPath(Home("missing")));
-  EXPECT_FALSE(folders_.loadAtPath(home_));
-  EXPECT_EQ(1, LogCount("cannot read "));
-  EXPECT_EQ(1, folders_.total());
-  EXPECT_EQ(2, folders_.stored());
-  EXPECT_TRUE(folders_.loadData("<stores><x/></stores>"));
-  EXPECT_TRUE(folders_.list().empty());
-  EXPECT_EQ(0, folders_.stored());
-}
-
-TEST_F(StorageSettingsTest, ALongFolderListIsReadInOneGo) {
-  constexpr int kFolders = 50'000;
-  std::string text = "<stores>";
-  for (int i = 0; i < kFolders; ++i) {
-    text += "<f><path>/a</path><total>2</total><stored>1</stored></f>\n";
-  }
-  ASSERT_TRUE(folders_.loadData(text + "</stores>"));
-  EXPECT_EQ(2 * kFolders, folders_.total());
-  EXPECT_EQ(kFolders, folders_.stored());
 }
 
 std::string Quota(const std::string& quota, const std::string& here, const std::string& elsewhere) {
@@ -135,12 +101,24 @@ TEST_F(StorageSettingsTest, QuotaIsComparedWithAllComputers) {
   }
 }
 
-TEST_F(StorageSettingsTest, ForeignQuotasChangeNothing) {
+TEST_F(StorageSettingsTest, ForeignTextsChangeNothing) {
   ASSERT_TRUE(
-      quota_.loadData("<request><parameters><total-quota>5</total-quota>"
-                      "<stored-this-computer>3</stored-this-computer>"
-                      "<stored-other-computers>4</stored-other-computers>"
-                      "</parameters></request>"));
+      folders_.loadData("<stores><s><path>/a</path><total>1</total><stored>2</stored></s>"
+                        "</stores>"));
+  for (const char* xml : {"<stores>", "<a><stores/></a>"}) EXPECT_FALSE(folders_.loadData(xml));
+  EXPECT_EQ(1, LogCount("Cannot load storage_folders info: line 1: "));
+  EXPECT_EQ(2, LogCount("Cannot load storage_folders info: "));
+  EXPECT_FALSE(folders_.loadAtPath(Home("missing")));
+  EXPECT_FALSE(folders_.loadAtPath(home_));
+  EXPECT_EQ(1, LogCount("cannot read "));
+  EXPECT_EQ(1, folders_.total());
+  EXPECT_EQ(2, folders_.stored());
+  EXPECT_TRUE(folders_.loadData("<stores><x/></stores>"));
+  EXPECT_TRUE(folders_.list().empty());
+
+  ASSERT_TRUE(
+      quota_.loadData("<request><parameters><total-quota>5</total-quota></parameters>"
+                      "</request>"));
   for (const char* xml : {"<request/>", "<parameters/>", "<a><request><parameters/></request></a>",
                           "<request><a><parameters/></a></request>"}) {
     EXPECT_FALSE(quota_.loadData(xml)) << xml;
@@ -151,8 +129,35 @@ TEST_F(StorageSettingsTest, ForeignQuotasChangeNothing) {
   EXPECT_FALSE(quota_.load());
   EXPECT_FALSE(kelvo_StorageQuotaInfo("").load());
   EXPECT_EQ(5, quota_.quota());
-  EXPECT_EQ(3, quota_.storedThisComputer());
-  EXPECT_EQ(4, quota_.storedOtherComputers());
+}
+
+using UpdateSettingsTest = Fixture;
+using FingerprintSettingsTest = Fixture;
+
+TEST_F(UpdateSettingsTest, TheWebServerIsWrittenForBoth) {
+  const std::string path = kelvoUpdateSettings::defaultFilename();
+  EXPECT_FALSE(kelvoUpdateSettings().loadSettings());
+  EXPECT_TRUE(ChangePropertiesInFile(path, {{"update_server", "u.example"}, {"theirs", 1}}));
+  kelvoUpdateSettings settings = kelvoUpdateSettings::settings();
+  EXPECT_EQ(settings.webServerName(), deployment::kDefaultWebServer);
+  EXPECT_EQ(settings.updateServerName(), "u.example");
+  settings.setWebServerName("w.example");
+  EXPECT_TRUE(settings.store());
+  EXPECT_EQ(LoadPropertiesFromFile(path),
+            (PropertyList::Dictionary{
+                {"web_server", "w.example"}, {"update_server", "w.example"}, {"theirs", 1}}));
+}
+
+TEST_F(FingerprintSettingsTest, KeepTheArrayThatLastParsed) {
+  kelvo_FingerprintSettings settings(Home("account_2"));
+  EXPECT_TRUE(settings.load());
+  settings.setFingerprintsArray({PropertyList::Dictionary{{"a", 1}}, "other"});
+  EXPECT_TRUE(settings.store());
+  WriteFile(Home("account_2/finger_prints.plist"), "x");
+  EXPECT_TRUE(settings.load());
+  EXPECT_EQ(settings.getFingerprintsArray().size(), 2u);
+  kelvo_FingerprintSettings without("");
+  EXPECT_FALSE(without.load() || without.store());
 }
 
 }  // namespace

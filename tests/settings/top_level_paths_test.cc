@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
-
 namespace kelvo::test {
 namespace {
 
@@ -71,52 +69,6 @@ TEST(TopLevelPathsTest, RemovesAFolderWithEverythingInIt) {
     RemoveTopLevelPath(rows, c.path);
     EXPECT_EQ(Included(c.left), rows) << c.path;
   }
-}
-
-bool IsInside(const std::string& a, const std::string& b) {
-  return a.starts_with(b) && (a == b || a[b.size()] == '/' || b == "/");
-}
-
-// Each row against every entry, in order.
-Paths OneByOne(const Paths& rows) {
-  Paths result;
-  for (const std::string& row : rows) {
-    bool covered = false;
-    for (std::size_t i = 0; i < result.size() && !covered;) {
-      const std::string& entry = result[i];
-      const bool removed = IsInside(entry, row) && !(row == "/" && IsInside(entry, "/Volumes"));
-      covered = !IsInside(entry, row) && IsInside(row, entry) &&
-                !(entry == "/" && IsInside(row, "/Volumes"));
-      if (removed) {
-        result.erase(result.begin() + static_cast<std::ptrdiff_t>(i));
-      } else {
-        ++i;
-      }
-    }
-    if (!covered) result.push_back(row);
-  }
-  return result;
-}
-
-TEST(TopLevelPathsTest, AgreesWithComparingEachWithEach) {
-  std::mt19937 random(20);
-  const Paths parts{"/", "/Volumes", "/a", "/b", "a", "/a-", "//"};
-  for (int round = 0; round < 5'000; ++round) {
-    Paths rows(random() % 8);
-    for (std::string& row : rows) {
-      for (auto part = random() % 4; part > 0; --part) row += parts[random() % parts.size()];
-    }
-    ASSERT_EQ(OneByOne(rows), TopLevelPaths(Included(rows))) << ::testing::PrintToString(rows);
-  }
-}
-
-TEST(TopLevelPathsTest, ManyRowsTakeNoQuadraticTime) {
-  constexpr int kRows = 20'000;
-  Paths rows;
-  for (int i = 0; i < kRows; ++i) rows.push_back("/Volumes/" + std::to_string(i));
-  for (int i = 0; i < kRows; ++i) rows.push_back("/");
-  rows.push_back(std::string(1 << 20, '/'));
-  EXPECT_EQ(kRows + 1U, TopLevelPaths(Included(rows)).size());
 }
 
 }  // namespace

@@ -76,15 +76,5 @@ TEST(XmlDocumentTest, HostileTextsTakeNeitherTimeNorMemory) {
   EXPECT_EQ(std::string(200'000, 'x'), TextOf("<a>" + Repeated("<![CDATA[x]]>", 200'000) + "</a>"));
 }
 
-TEST(XmlDocumentTest, KeepsAttributes) {
-  const XmlDocument document = ParseXmlDocument("<a><b id='7' x:y='z' xmlns:x='u'/></a>", nullptr);
-  ASSERT_NE(nullptr, document);
-  xmlNode* a = FindChildNode(reinterpret_cast<xmlNode*>(document.get()), "a");
-  const xmlNode* b = FindChildNode(a, "b");
-  ASSERT_NE(nullptr, b);
-  EXPECT_EQ("7", NodeText(reinterpret_cast<const xmlNode*>(b->properties)));
-  EXPECT_EQ("", NodeText(nullptr));
-}
-
 }  // namespace
 }  // namespace kelvo::test

@@ -6,19 +6,17 @@
 
 namespace kelvo::test {
 
-// Turns the default main context until the condition holds; false when that takes too long.
-inline bool TurnUntil(const std::function<bool()>& condition, guint seconds = 20) {
-  bool late = false;
-  const guint timer = g_timeout_add_seconds(
-      seconds,
-      [](gpointer flag) -> gboolean {
-        *static_cast<bool*>(flag) = true;
-        return G_SOURCE_CONTINUE;
-      },
-      &late);
-  while (!late && !condition()) g_main_context_iteration(nullptr, TRUE);
-  g_source_remove(timer);
-  return condition();
+// Turns the default main context, and looks every 50 ms at least, until the condition holds; false
+// when that takes too long.
+inline bool TurnUntil(const std::function<bool()>& condition, gint64 seconds = 30) {
+  const gint64 end = g_get_monotonic_time() + seconds * G_USEC_PER_SEC;
+  const guint tick = g_timeout_add(50, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, {});
+  bool holds = false;
+  while (!(holds = condition()) && g_get_monotonic_time() < end) {
+    g_main_context_iteration(nullptr, TRUE);
+  }
+  g_source_remove(tick);
+  return holds;
 }
 
 }  // namespace kelvo::test

@@ -9,7 +9,6 @@
 #include <chrono>
 #include <cstring>
 #include <filesystem>
-#include <future>
 #include <thread>
 
 #include "base/unique_fd.h"
@@ -249,13 +248,6 @@ TEST_F(DoctorTest, TriesPluginsInAProcessOfTheirOwn) {
     ASSERT_LT(std::chrono::steady_clock::now(), end) << "it has not been ended";
     std::this_thread::yield();
   }
-}
-
-TEST_F(DoctorTest, WorkThatFailsOrCannotBeginHasNoResult) {
-  EXPECT_EQ(7, Within(std::chrono::seconds{30}, [] { return 7; }));
-  EXPECT_EQ(std::nullopt, Within(std::chrono::seconds{30}, []() -> int { throw 7; }));
-  std::future<int> none;
-  EXPECT_EQ(std::nullopt, ResultBy(none, {}));
 }
 
 TEST_F(DoctorTest, FindsIconsAsFileManagersDo) {

@@ -1,74 +1,17 @@
-// The sample Agent as a process, spoken to as an extension speaks.
+// The sample Agent as a process.
 #include <gio/gio.h>
-#include <poll.h>
 #include <signal.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
-#include <unistd.h>
 
-#include <cstring>
 #include <filesystem>
 
-#include "agent/keyed_archive.h"
-#include "agent/message_frame.h"
-#include "agent/notifications_bridge.h"
-#include "base/unique_fd.h"
 #include "platform/linux/glib_ptr.h"
 #include "tests/support/fixture.h"
-#include "tools/sample_agent/agent_message.h"
 
 namespace kelvo::sample_agent {
 namespace {
 
-constexpr int kLimit = 20'000;  // milliseconds
 constexpr char kAccountFile[] = "Library/Preferences/com.kelvo.vip/user_info.plist";
-
-// One connection to the Agent.
-class Peer {
- public:
-  explicit Peer(const std::string& path) : fd_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::memcpy(address.sun_path, path.data(), path.size());
-    EXPECT_EQ(::connect(fd_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-  }
-
-  void SendBytes(const std::string& bytes) {
-    EXPECT_EQ(::send(fd_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL),
-              static_cast<ssize_t>(bytes.size()));
-  }
-  void Send(const AgentMessage& message) {
-    SendBytes(EncodeMessageFrame(message.name, EncodeKeyedArchive(message.info)));
-  }
-  void Open() { Send({kInitComName, {}}); }
-  // Until the Agent has read everything sent before: false when it says something else first.
-  bool Ping() {
-    Send(Event("fp_ping", {}));
-    return Receive() == "fp_pong";
-  }
-
-  // The next message's event name, or its own; "closed" at the end of the stream.
-  std::string Receive() {
-    for (;;) {
-      if (const auto frame = reader_.Next()) {
-        const auto info = DecodeKeyedArchive(frame->archive, nullptr);
-        const PropertyList* event = info ? FindValue(*info, "event_name") : nullptr;
-        return event == nullptr ? frame->name : event->ToText().value_or("no text");
-      }
-      pollfd ready{fd_.get(), POLLIN, 0};
-      if (::poll(&ready, 1, kLimit) != 1) return "late";
-      char bytes[4096];
-      const ssize_t count = ::recv(fd_.get(), bytes, sizeof bytes, 0);
-      if (count <= 0) return "closed";
-      reader_.Append(std::string_view(bytes, static_cast<std::size_t>(count)));
-    }
-  }
-
- private:
-  UniqueFd fd_;
-  MessageFrameReader reader_;
-};
 
 class SampleAgentProgramTest : public test::Fixture {
  protected:
@@ -124,23 +67,6 @@ class SampleAgentProgramTest : public test::Fixture {
   Process process_;
 };
 
-TEST_F(SampleAgentProgramTest, ABrokenPeerLosesOnlyItsOwnConnection) {
-  Start();
-  Peer good(socket_);
-  good.Open();
-  for (const std::string& header :
-       {std::string("\0\0\0\0\0\0\0\3", 8), std::string("\0\0\0\0\0\0\0\2\xff\xff\xff\xff", 12)}) {
-    Peer bad(socket_);
-    bad.Open();
-    bad.SendBytes(header);
-    EXPECT_EQ(bad.Receive(), "closed");
-  }
-  // A dictionary that cannot be read costs only itself.
-  good.SendBytes(EncodeMessageFrame(kAgentEventName, "bplist00 nonsense"));
-  good.SendBytes(EncodeMessageFrame("", ""));
-  EXPECT_TRUE(good.Ping());
-}
-
 TEST_F(SampleAgentProgramTest, AStaleSocketIsReplacedAndALivingAgentLeftAlone) {
   Start();
   const std::string account = ReadFile(Home(kAccountFile));
@@ -153,9 +79,6 @@ TEST_F(SampleAgentProgramTest, AStaleSocketIsReplacedAndALivingAgentLeftAlone) {
   g_subprocess_wait(process_.get(), nullptr, nullptr);
   ASSERT_TRUE(std::filesystem::exists(socket_));
   Start();
-  Peer peer(socket_);
-  peer.Open();
-  EXPECT_TRUE(peer.Ping());
 }
 
 TEST_F(SampleAgentProgramTest, NothingButAnOwnSocketIsEverReplaced) {

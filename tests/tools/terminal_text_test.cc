@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tools/finder/badge_entries.h"
+
 namespace kelvo::tools {
 namespace {
 
@@ -30,6 +32,14 @@ TEST(TerminalTextTest, AQuoteInsideIsEscapedAndALongTextCut) {
   EXPECT_EQ(QuotedText("say \"hi\"\\", 100), "\"say \\\"hi\\\"\\\\\"");
   EXPECT_EQ(QuotedText("abcdef", 3), "\"abc\"... (6 bytes)");
   EXPECT_EQ(QuotedText("abc", 3), "\"abc\"");
+}
+
+TEST(BadgeEntriesTest, RequestsStayBelowTheLimitAndLoseNoName) {
+  const auto requests = finder::PackNames({"aa", "bb", "a name beyond the limit", "c"}, 6);
+  ASSERT_EQ(requests.size(), 3u);
+  EXPECT_EQ(requests[0].packed, std::string("aa\0bb\0", 6));
+  EXPECT_EQ(requests[1].packed, std::string("a name beyond the limit\0", 24));
+  EXPECT_EQ(requests[2].packed, std::string("c\0", 2));
 }
 
 }  // namespace

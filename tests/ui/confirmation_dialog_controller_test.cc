@@ -119,6 +119,56 @@ TEST_F(KelvoConfirmationDialogControllerTest, UnlocksAndErrorsHaveDialogsOfTheir
   EXPECT_EQ(1, LogCount("Can't show error dialog for error code: 7"));
 }
 
+TEST_F(KelvoConfirmationDialogControllerTest, ResultAndPreferencesDecideWhatIsShown) {
+  const std::string error = "Error occured: ";
+  const struct {
+    const char* command;
+    const char* result;
+    bool showUnlock, showLock, open;
+    std::string shown;  // its beginning
+    const char* opened;
+  } rows[] = {
+      {"lock", "0", true, true, true, "Your file is now locked.", ""},
+      {"lock", "abc", false, true, false, "Your file is now locked.", ""},
+      {"lock", "0", true, false, true, "0 dialogs", "/w/ü;"},
+      {"lock", "0", true, false, false, "0 dialogs", ""},
+      {"unlock", "0", true, false, true, "Your file is now unlocked.", ""},
+      {"unlock", "0", false, true, true, "0 dialogs", ""},
+      {"lock", "4", false, false, true, error + "Rejected", ""},
+      {"unlock", " -3x", false, true, false, error + "Unspecified error", ""},
+      {"unlock", "4294967296", true, true, false, "0 dialogs", ""},
+  };
+  for (const auto& row : rows) {
+    SetShowUnlockNotification(row.showUnlock);
+    SetShowLockNotification(row.showLock);
+    SetOpenFileAfterLock(row.open);
+    Respond(row.command, "/w/ü", row.result);
+    EXPECT_TRUE(Shown().starts_with(row.shown)) << Shown() << " for " << row.shown;
+    EXPECT_EQ(row.opened, Opened());
+    if (!fake_.dialogs.Open().empty()) fake_.dialogs.Close(0, {});
+  }
+  // A number that does not fit is a failure, not the success of its low 32 bits.
+  EXPECT_EQ(1, LogCount("Can't show error dialog for error code: 2147483647"));
+}
+
+TEST_F(KelvoConfirmationDialogControllerTest, OnlyThisInstancesCommandsSpeakAndOnlyOnce) {
+  const PropertyList::Dictionary done = {{"command", "unlock"}, {"path", "/w/a"}, {"result", "0"}};
+  const PropertyList::Dictionary others[] = {
+      {{"command", "status-list"}, {"path", "/w/a"}, {"result", "0"}},
+      {{"command", "unlock"}, {"path", "/w/b"}, {"result", "0"}},
+      {{"command", "unlock"}, {"path", "/w/a"}},
+      {{"command", "unlock"}, {"result", "0"}},
+  };
+  CSyncApi::m_Instance.load()->RequestUnlock("/w/a");
+  for (const auto& other : others) fake_.transport.DeliverEvent("sync_response", other);
+  EXPECT_EQ("0 dialogs", Shown());
+  fake_.transport.DeliverEvent("sync_response", done);
+  EXPECT_EQ("Your file is now unlocked.//a/o Don't show this message again/OK", Shown());
+  fake_.dialogs.Close(0, {});
+  fake_.transport.DeliverEvent("sync_response", done);
+  EXPECT_EQ("0 dialogs", Shown());
+}
+
 TEST_F(KelvoConfirmationDialogControllerTest, AQuestionIsAnsweredOnceAndHoldsOneWindow) {
   for (const bool ok : {true, false}) {
     fake_.runLoop.Post([&] {

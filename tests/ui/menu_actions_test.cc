@@ -128,8 +128,6 @@ TEST_F(MenuActionsTest, CopiesTheLinkAndHasTheAgentSaySo) {
   ASSERT_EQ(notices.size(), 1u);
   EXPECT_EQ(*notices[0].at("text").AsString(),
             "A link to 'a \"%@\" b' has been copied to your clipboard");
-  EXPECT_EQ(*notices[0].at("title").AsString(), "Kelvo Agent");
-  EXPECT_EQ(*notices[0].at("timeout").AsString(), "5");
 
   SendList(Home("Work"), {});  // it is gone; the user chose it all the same
   WriteUserInfo(UserInfo("<key>cell_id</key><string>eu2</string>"));
@@ -139,18 +137,6 @@ TEST_F(MenuActionsTest, CopiesTheLinkAndHasTheAgentSaySo) {
   Configure();
   context->copyLinkButtonPressed(pasteboard_);
   EXPECT_EQ(pasteboard_.text, "https://web.example:8443/eu2/filelink/daoi-eete-jgszmpdw");
-}
-
-TEST_F(MenuActionsTest, HasTheAgentShowItsDialogs) {
-  auto context = ContextFor({{.name = "a", .denied = 2, .fileId = "f\"1 %"}});
-  context->fixViolationsPressed();
-  context->createPublicLinkButtonPressed();
-  fake_.runLoop.RunPosted();
-  EXPECT_EQ(fake_.transport.Events("show-permissions-violations").size(), 1u);
-  const auto links = fake_.transport.Events("show-public-link-dialog");
-  ASSERT_EQ(links.size(), 1u);
-  EXPECT_EQ(*links[0].at("path").AsString(), Home("Work/a"));
-  EXPECT_EQ(*links[0].at("file-id").AsString(), "f\"1 %");
 }
 
 TEST_F(MenuActionsTest, AWebCommandUnderWayKeepsOthersFromStarting) {

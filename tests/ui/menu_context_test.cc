@@ -126,6 +126,8 @@ TEST_F(MenuContextTest, LocksAndPermissions) {
       {{may(40)}, me + "Modify - (Selective Sync)\n"},
       {{may(1063)}, me + "Value: 1063\n"},
       {{may(0)}, me},
+      {{may(5)}, me + "Restricted List - (Selective Sync)\n"},
+      {{may(70)}, me + "Project Owner - (Selective Sync)\n"},
       {{may(1074), may(1064)}, lock + me},
       {{may(1124), may(1064), may(1054)}, me},
       {{free, {.name = "b", .denied = 2}}, me + modify + fix},
@@ -199,22 +201,6 @@ TEST_F(MenuContextTest, WebCommandUnderWayDisablesTheWebLines) {
     EXPECT_EQ(menu.items()[1].enabled, enabled);
     EXPECT_TRUE(menu.items()[2].enabled);
     fake_.clock.Turn(std::chrono::seconds(10));
-  }
-}
-
-TEST_F(MenuContextTest, PermissionTitles) {
-  const std::pair<int, std::string> kRows[] = {
-      {0, "No Permissions - (Selective Sync)"},
-      {5, "Restricted List - (Selective Sync)"},
-      {1034, "View Structure"},
-      {1074, "Create and Modify"},
-      {70, "Project Owner - (Selective Sync)"},
-      {7, "Value: 7"},
-      {1024, "Value: 1024"},
-      {2088, "Value: 2088"},
-  };
-  for (const auto& [value, title] : kRows) {
-    EXPECT_EQ(KelvoMenuContext::stringForPermission(sync::EItemPermissions{value}), title);
   }
 }
 

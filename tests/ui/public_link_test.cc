@@ -2,16 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <iterator>
-#include <string>
-
 namespace kelvo {
 namespace {
-
-std::string Base32(const std::string& bytes) {
-  return base32Encoder(reinterpret_cast<const std::uint8_t*>(bytes.data()), std::ssize(bytes));
-}
 
 // The links were computed with Python's hmac, hashlib and base64 and with the C library's atoi and
 // atoll.
@@ -44,18 +36,6 @@ TEST(PublicLinkTest, LinksAreThoseThatTheServerMakes) {
     EXPECT_EQ(row.link, PublicLink::generateLinkURLForUserID(row.userId, row.fileId))
         << row.userId << " " << row.fileId;
   }
-}
-
-TEST(PublicLinkTest, Base32IsFilledUpAndLosesItsLeadingZeros) {
-  using std::string_literals::operator""s;
-  EXPECT_EQ("i", Base32("\0\0\0\1"s));
-  EXPECT_EQ("", Base32("\0\0"s));
-  EXPECT_EQ("74", Base32("\xFF"s));
-  EXPECT_EQ("ebsxg33xmyqhg5dv", Base32(" esowf stu"s));
-  // What is outside of the bounds is not even read; a long text takes linear time.
-  EXPECT_EQ("", base32Encoder(nullptr, -1));
-  EXPECT_EQ("", base32Encoder(nullptr, 0x10000001));
-  EXPECT_EQ("e", Base32(std::string(4'000'000, '\0') + "\1"));
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// convert_foundation_archive archive|mutable|list FILE: as convert_keyed_archive, by Foundation's
+// convert_foundation_archive archive|mutable|list FILE: as convert_property_list, by Foundation's
 // own archiver; "mutable" archives a mutable dictionary with mutable strings.
 #import <Foundation/Foundation.h>
 

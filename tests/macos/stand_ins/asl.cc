@@ -1,5 +1,5 @@
 // Stands in for the Apple System Log: what it is told goes to the lines that a test reads.
-#include "tests/macos/stand_ins/asl.h"
+#include "platform/macos/off_mac/gnustep/asl.h"
 
 #include <stdarg.h>
 #include <stdio.h>

@@ -34,7 +34,6 @@ class Finder {
   static std::vector<ToldBadge> Registrations();
   // As last told; "(none)" for a path that was never told of.
   static std::string Badge(const std::string& path);
-  static std::size_t BadgeCalls();
   // Kinds of call in order, equal ones in a row once.
   static std::vector<std::string> Calls();
 

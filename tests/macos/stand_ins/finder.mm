@@ -18,7 +18,6 @@ struct Record {
   std::vector<std::vector<std::string>> folders;
   std::vector<kelvo::test::ToldBadge> registrations;
   std::map<std::string, std::string> badges;
-  std::size_t badgeCalls = 0;
 };
 
 Record record;
@@ -79,7 +78,6 @@ NSURL* URLOf(const std::string& path) {
   std::lock_guard lock(record.mutex);
   NoteCall("setBadgeIdentifier");
   record.badges[Utf8FromString([url path])] = Utf8FromString(identifier);
-  ++record.badgeCalls;
 }
 
 - (NSURL*)targetedURL {
@@ -121,11 +119,6 @@ std::string Finder::Badge(const std::string& path) {
   std::lock_guard lock(record.mutex);
   const auto found = record.badges.find(path);
   return found == record.badges.end() ? "(none)" : found->second;
-}
-
-std::size_t Finder::BadgeCalls() {
-  std::lock_guard lock(record.mutex);
-  return record.badgeCalls;
 }
 
 std::vector<std::string> Finder::Calls() {

@@ -1,4 +1,4 @@
-// Own declarations, from public documentation; see ../README.md.
+// Own declarations, from public documentation; see platform/macos/off_mac/README.md.
 #pragma once
 
 #import <Foundation/Foundation.h>

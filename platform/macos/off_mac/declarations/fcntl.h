@@ -1,4 +1,4 @@
-// What the platform's fcntl.h has and this machine's has not; see README.md.
+// What the platform's fcntl.h has and this machine's has not; see ../README.md.
 #pragma once
 
 #include_next <fcntl.h>

@@ -1,4 +1,5 @@
-// Own declarations of what the runtime's and the foundation's lowest headers hold; see README.md.
+// Own declarations of what the runtime's and the foundation's lowest headers hold; see
+// ../README.md.
 #pragma once
 
 #include <stdint.h>

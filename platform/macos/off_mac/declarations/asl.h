@@ -1,4 +1,4 @@
-// Own declarations, from public documentation; see README.md.
+// Own declarations, from public documentation; see ../README.md.
 #pragma once
 
 #include <stdint.h>

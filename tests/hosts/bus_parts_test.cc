@@ -1,20 +1,77 @@
-#include "hosts/bus/kept_menus.h"
-
+// The small parts of the extension's object on the bus.
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
+#include "hosts/bus/bus_paths.h"
+#include "hosts/bus/kept_menus.h"
+#include "hosts/bus/paced_signal.h"
 #include "tests/support/fake_platform.h"
 
 namespace kelvo::test {
 namespace {
 
+using namespace std::string_literals;
+using std::chrono::milliseconds;
 using std::chrono::minutes;
 using State = ChosenLine::State;
+
+TEST(BusPathsTest, PathsAndNames) {
+  for (const std::string& path : {"/"s, "/a"s, "/a/b c"s, "/\xff\n:"s, "/a//b"s}) {
+    EXPECT_TRUE(IsBusPath(path)) << path;
+  }
+  for (const std::string& path : {""s, "a"s, "a/b"s, "/a/"s, "//"s, "/a\0"s, "/a\0b"s, "\0"s}) {
+    EXPECT_FALSE(IsBusPath(path)) << path;
+  }
+  for (const char* name : {"a", "...", ".a", "\xff"}) EXPECT_TRUE(IsItemName(name)) << name;
+  for (const char* name : {"", ".", "..", "/", "a/b", "a/"}) EXPECT_FALSE(IsItemName(name)) << name;
+  EXPECT_EQ("/a", ItemPath("/", "a"));
+  EXPECT_EQ("/a/b", ItemPath("/a", "b"));
+}
+
+TEST(BusPathsTest, SplitsNamesThatAreEachEnded) {
+  using Names = std::vector<std::string_view>;
+  const std::pair<std::string, std::optional<Names>> rows[] = {
+      {"", Names{}},
+      {"a\0b\0a\0"s, Names{"a", "b", "a"}},
+      {"\0\0x\0"s, Names{"", "", "x"}},
+      {"a", std::nullopt},
+      {"a\0b"s, std::nullopt},
+  };
+  for (const auto& [packed, expected] : rows) {
+    Names names;
+    EXPECT_EQ(expected.has_value(), SplitNames(packed, &names)) << packed;
+    if (!expected) continue;
+    EXPECT_EQ(*expected, names) << packed;
+  }
+}
+
+TEST(PacedSignalTest, EmitsAtOnceThenAtMostOnceAnIntervalAndLosesNoRequest) {
+  FakeClock clock;
+  FakeRunLoop loop(clock);
+  int emitted = 0;
+  PacedSignal signal(loop, clock, milliseconds{500}, [&] { ++emitted; });
+  signal.Request();
+  EXPECT_EQ(1, emitted);
+  signal.Request();
+  loop.Advance(milliseconds{300});
+  signal.Request();
+  loop.Advance(milliseconds{199});
+  EXPECT_EQ(1, emitted);
+  loop.Advance(milliseconds{1});
+  EXPECT_EQ(2, emitted);
+  loop.Advance(milliseconds{10'000});
+  EXPECT_EQ(2, emitted);
+  signal.Request();
+  EXPECT_EQ(3, emitted);
+}
 
 FinderMenu ThreeLines() {
   FinderMenu menu;
@@ -72,9 +129,9 @@ TEST_F(KeptMenusTest, SixteenMenusAreKeptForTenMinutes) {
   clock_.Turn(minutes(9));
   const std::uint32_t young = Keep("c");
   EXPECT_EQ(State::kStale, StateOf("c", oldest));
-  clock_.Turn(minutes(1) - std::chrono::milliseconds(1));
+  clock_.Turn(minutes(1) - milliseconds(1));
   EXPECT_EQ(State::kReady, StateOf("c", second));
-  clock_.Turn(std::chrono::milliseconds(1));
+  clock_.Turn(milliseconds(1));
   EXPECT_EQ(State::kStale, StateOf("c", second));
   EXPECT_EQ(State::kReady, StateOf("c", young));
 }

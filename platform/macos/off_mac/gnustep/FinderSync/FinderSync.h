@@ -1,10 +1,11 @@
 // Stands in for the platform's framework where there is none, so that the extension's principal
-// class can be built and driven. As far as the extension uses it, and by public documentation.
+// class can be built and driven, and be compiled for a Mac. As far as the extension uses it, and by
+// public documentation.
 #pragma once
 
 #import <AppKit/AppKit.h>
 
-typedef NS_ENUM(NSUInteger, FIMenuKind) {
+enum FIMenuKind : NSUInteger {
   FIMenuKindContextualMenuForItems = 0,
   FIMenuKindContextualMenuForContainer = 1,
   FIMenuKindContextualMenuForSidebar = 2,
