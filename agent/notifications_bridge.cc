@@ -35,6 +35,9 @@ constexpr std::size_t kMaxNotedName = 200;  // bytes of a message's name
 constexpr std::uint64_t kFailuresPerLogLine = 1000;
 constexpr milliseconds kQuietAfterRun = seconds{4};  // a run of failures is over after that
 
+constexpr milliseconds kRecoveryInterval = seconds{1};
+constexpr std::size_t kFewOutgoingBytes = std::size_t{64} << 10;  // of an Agent that takes messages
+
 }  // namespace
 
 NotificationsBridge::NotificationsBridge(NotificationsBridgeDelegate* delegate, std::string id,
@@ -117,7 +120,7 @@ void NotificationsBridge::sendNotificationWithName(const std::string& name,
       outgoing_.push_back({name, std::move(archive)});
     }
   }
-  if (refused) logSendFailure();
+  if (refused) noteSendFailure();
   if (onLoop) {
     drainOutgoing();
   } else if (!refused) {
@@ -143,7 +146,7 @@ void NotificationsBridge::noteMessage(const std::string& name,
   const std::string* eventName = event == nullptr ? nullptr : event->AsString();
   CMutexLock lock(mutex_);
   contact_.lastMessageTime = clock_.Now();
-  contact_.lastMessage.assign(eventName == nullptr ? name : *eventName, 0, kMaxNotedName);
+  contact_.lastMessage = CutText(eventName == nullptr ? name : *eventName, kMaxNotedName);
 }
 
 void NotificationsBridge::postDrain() {
@@ -230,7 +233,8 @@ void NotificationsBridge::deliver(const std::string& name,
                                   const std::string& error) {
   noteMessage(name, info ? &*info : nullptr);
   if (!info) {
-    KELVO_LOG(kLogError, "message \"" << name << "\" of the Agent skipped: " << error);
+    KELVO_LOG(kLogError,
+              "message \"" << CutText(name, kMaxNotedName) << "\" of the Agent skipped: " << error);
     return;
   }
   NotificationCenter::LocalCenter().Post(name, kNotificationObject, *info);
@@ -257,7 +261,7 @@ void NotificationsBridge::handleInvalidPort(AgentPort& port) {
 }
 
 void NotificationsBridge::handleSendFailure(AgentPort& port) {
-  if (&port == remotePort_.get()) logSendFailure();
+  if (&port == remotePort_.get()) noteSendFailure();
 }
 
 void NotificationsBridge::handleSendException(AgentPort& port, const std::string& description) {
@@ -300,21 +304,43 @@ bool NotificationsBridge::mayLookUpAtOnce() {
   return fruitlessConnections_ < kMaxFruitlessConnections;
 }
 
-// The first of a run, then one line for every thousand: a flood must not fill the log.
-void NotificationsBridge::logSendFailure() {
+// Logs the first of a run, then one line for every thousand: a flood must not fill the log.
+void NotificationsBridge::noteSendFailure() {
   std::uint64_t failures;
+  bool isAwaited;
   {
     CMutexLock lock(mutex_);
     const milliseconds now = clock_.Monotonic();
     if (now - lastSendFailure_ > kQuietAfterRun) sendFailures_ = 0;
     lastSendFailure_ = now;
     failures = ++sendFailures_;
+    isAwaited = std::exchange(recoveryAwaited_, true);
+  }
+  if (!isAwaited) {
+    runLoop_.Post([alive = alive_] {
+      if (*alive != nullptr) (*alive)->awaitRecovery();
+    });
   }
   if (failures == 1) {
     KELVO_LOG(kLogError, "message port send failed");
   } else if (failures % kFailuresPerLogLine == 0) {
     KELVO_LOG(kLogError, "message port send failed (" << failures << " messages in a row)");
   }
+}
+
+// An Agent that has gone ends the wait: whoever comes next hears from the delegate anyway.
+void NotificationsBridge::awaitRecovery() {
+  runLoop_.After(kRecoveryInterval, [alive = alive_] {
+    if (*alive == nullptr) return;
+    NotificationsBridge& bridge = **alive;
+    const bool isConnected = bridge.isConnected();
+    if (isConnected && bridge.outgoingBytes() > kFewOutgoingBytes) return bridge.awaitRecovery();
+    {
+      CMutexLock lock(bridge.mutex_);
+      bridge.recoveryAwaited_ = false;
+    }
+    if (isConnected && bridge.delegate_ != nullptr) bridge.delegate_->communicationRecovered();
+  });
 }
 
 }  // namespace kelvo

@@ -40,6 +40,9 @@ class NotificationsBridgeDelegate {
   virtual void communicationInitiatized() = 0;
   // The channel is gone.
   virtual void communicationEnded() = 0;
+  // Messages were lost although the channel stayed up, since the Agent took none for too long, and
+  // it can be sent more now. Should those be lost, too, it is told again.
+  virtual void communicationRecovered() {}
 
  protected:
   ~NotificationsBridgeDelegate() = default;
@@ -111,7 +114,8 @@ class NotificationsBridge final : private AgentPortDelegate {
   void drainOutgoing();
   void postDrain();
   void noteMessage(const std::string& name, const PropertyList::Dictionary* info);
-  void logSendFailure() KELVO_EXCLUDES(mutex_);
+  void noteSendFailure() KELVO_EXCLUDES(mutex_);
+  void awaitRecovery();
   void scheduleStart(std::chrono::milliseconds delay);
   void cancelPendingStart();
   void losePort();
@@ -141,6 +145,7 @@ class NotificationsBridge final : private AgentPortDelegate {
   bool drainPosted_ KELVO_GUARDED_BY(mutex_) = false;
   std::uint64_t sendFailures_ KELVO_GUARDED_BY(mutex_) = 0;  // in the present run of failures
   std::chrono::milliseconds lastSendFailure_ KELVO_GUARDED_BY(mutex_){0};
+  bool recoveryAwaited_ KELVO_GUARDED_BY(mutex_) = false;
   AgentContact contact_ KELVO_GUARDED_BY(mutex_);
 };
 

@@ -21,13 +21,17 @@ constexpr int kMostPauses = 150;  // in a row: 3 seconds
 class Sequence : public std::enable_shared_from_this<Sequence> {
  public:
   Sequence(RunLoop& runLoop, std::vector<std::string> paths,
-           std::function<void(const std::string&)> send)
-      : runLoop_(runLoop), paths_(std::move(paths)), send_(std::move(send)) {}
+           std::function<void(const std::string&)> send, std::function<void()> ended)
+      : runLoop_(runLoop),
+        paths_(std::move(paths)),
+        send_(std::move(send)),
+        ended_(std::move(ended)) {}
 
   void SendSome(std::size_t count) {
     const std::size_t end = std::min(paths_.size(), next_ + count);
     for (; next_ < end; ++next_) send_(paths_[next_]);
-    if (next_ < paths_.size()) runLoop_.Post([self = shared_from_this()] { self->Turn(); });
+    if (next_ == paths_.size()) return End();
+    runLoop_.Post([self = shared_from_this()] { self->Turn(); });
   }
 
  private:
@@ -47,11 +51,16 @@ class Sequence : public std::enable_shared_from_this<Sequence> {
   void GiveUp(const char* reason) {
     KELVO_LOG(kLogError, paths_.size() - next_ << " of " << paths_.size()
                                                << " requests are not sent: " << reason);
+    End();
+  }
+  void End() {
+    if (ended_) ended_();
   }
 
   RunLoop& runLoop_;
   const std::vector<std::string> paths_;
   const std::function<void(const std::string&)> send_;
+  const std::function<void()> ended_;
   std::size_t next_ = 0;
   std::size_t lastWaiting_ = 0;
   int pauses_ = 0;
@@ -60,8 +69,9 @@ class Sequence : public std::enable_shared_from_this<Sequence> {
 }  // namespace
 
 void SendPaced(RunLoop& runLoop, std::vector<std::string> paths,
-               std::function<void(const std::string& path)> send) {
-  std::make_shared<Sequence>(runLoop, std::move(paths), std::move(send))->SendSome(kAtOnce);
+               std::function<void(const std::string& path)> send, std::function<void()> ended) {
+  std::make_shared<Sequence>(runLoop, std::move(paths), std::move(send), std::move(ended))
+      ->SendSome(kAtOnce);
 }
 
 }  // namespace kelvo

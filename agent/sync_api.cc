@@ -14,9 +14,6 @@ constexpr char kFinderRequest[] = "finder_prequest";
 
 std::atomic<CSyncApi*> CSyncApi::m_Instance{nullptr};
 
-CSyncApi::CSyncApi(RunLoop& runLoop, BackgroundQueue& settingsQueue)
-    : runLoop_(runLoop), settingsQueue_(settingsQueue) {}
-
 CSyncApi::~CSyncApi() {
   SetMessagePreparer(nullptr);
   RemoveAgentObserver(&agentEvents_);

@@ -72,6 +72,7 @@ class CSyncApi {
  private:
   // What is made on a worker for the loop: the last large list, since later messages wait.
   class PreparedLists;
+  class ResetAnswers;
 
   static void OnAgentEvent(void* target, const char* agentId, const std::string* eventName,
                            const PropertyList::Dictionary& userInfo);
@@ -92,8 +93,7 @@ class CSyncApi {
   std::atomic<bool> connected_{false};
   std::atomic<bool> agentActive_{false};
   std::atomic<Cache*> cache_{nullptr};
-  RunLoop& runLoop_;
-  BackgroundQueue& settingsQueue_;
+  const std::shared_ptr<ResetAnswers> resetAnswers_;  // shared with the worker
 };
 
 }  // namespace kelvo

@@ -98,6 +98,57 @@ class CSyncApi::PreparedLists {
   List list_ KELVO_GUARDED_BY(mutex_);
 };
 
+// The answers that are owed to the Agent for "reset_show_dialog". Each is told when what its event
+// has changed is written: an event that comes while a task is queued may have its changes written
+// after that task, so its answer waits for another one.
+class CSyncApi::ResetAnswers : public std::enable_shared_from_this<ResetAnswers> {
+ public:
+  ResetAnswers(RunLoop& runLoop, BackgroundQueue& settingsQueue)
+      : runLoop_(runLoop), settingsQueue_(settingsQueue) {}
+
+  void Owe() {
+    {
+      CMutexLock lock(mutex_);
+      if (due_ > 0) {
+        later_ = std::min(later_ + 1, kMostAnswers);
+        return;
+      }
+      due_ = 1;
+    }
+    Queue();
+  }
+
+ private:
+  // An Agent that resets more often while another program keeps the file locked counts no answers.
+  static constexpr int kMostAnswers = 1000;
+
+  void Queue() {
+    settingsQueue_.Async([self = shared_from_this()] { self->Tell(); });
+  }
+  void Tell() {
+    int due = 0;
+    bool isMoreOwed = false;
+    {
+      CMutexLock lock(mutex_);
+      due = std::exchange(due_, std::exchange(later_, 0));
+      isMoreOwed = due_ > 0;
+    }
+    runLoop_.Post([due] {
+      for (int i = 0; i < due; ++i) NotifyAgentEvent(kAgentInstance, "reset_show_dialog_success");
+    });
+    if (isMoreOwed) Queue();
+  }
+
+  RunLoop& runLoop_;
+  BackgroundQueue& settingsQueue_;
+  CMutex mutex_{kMutexNormal};
+  int due_ KELVO_GUARDED_BY(mutex_) = 0;    // of the task that is queued
+  int later_ KELVO_GUARDED_BY(mutex_) = 0;  // of the one after it
+};
+
+CSyncApi::CSyncApi(RunLoop& runLoop, BackgroundQueue& settingsQueue)
+    : resetAnswers_(std::make_shared<ResetAnswers>(runLoop, settingsQueue)) {}
+
 void CSyncApi::SetListPreparer(ListPreparer preparer) {
   prepared_ = std::make_shared<PreparedLists>();
   SetMessagePreparer(
@@ -216,10 +267,7 @@ void CSyncApi::OnResetShowDialog() {
   KELVO_LOG(kLogDebug, "OnResetShowDialogPreference");
   SetShowUnlockNotification(true);
   SetShowLockNotification(true);
-  // Told when they are written, too.
-  settingsQueue_.Async([&runLoop = runLoop_] {
-    runLoop.Post([] { NotifyAgentEvent(kAgentInstance, "reset_show_dialog_success"); });
-  });
+  resetAnswers_->Owe();
 }
 
 void CSyncApi::OnSyncError(const PropertyList::Dictionary& userInfo) {

@@ -2,15 +2,44 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <ostream>
 #include <sstream>
+#include <string>
 
 #include "platform/run_loop.h"
 
 namespace kelvo {
 
 enum LogLevel : int { kLogError = 1, kLogWarning = 2, kLogInformation = 3, kLogDebug = 4 };
+
+// What one message is built in. Of a text that has no bounds, such as a list, the beginning is
+// taken and the rest dropped as it comes.
+class LogStream final : public std::ostream {
+ public:
+  static constexpr std::size_t kMostBytes = std::size_t{1} << 20;
+
+  LogStream() : std::ostream(nullptr) { rdbuf(&buffer_); }
+  // What was inserted since Clear, with a mark behind it when that is not all.
+  std::string Text() const;
+  void Clear();
+
+ private:
+  // Keeps at most twice the limit, since it grows by doubling.
+  class Buffer final : public std::stringbuf {
+   public:
+    bool isCut = false;
+
+   protected:
+    std::streamsize xsputn(const char* text, std::streamsize size) override;
+    int_type overflow(int_type byte) override;
+
+   private:
+    std::streamsize Room() const { return std::streamsize{kMostBytes} - (pptr() - pbase()); }
+  };
+  Buffer buffer_;
+};
 
 // The process-wide log. Use KELVO_LOG.
 //
@@ -42,7 +71,7 @@ class CLogger {
 
  protected:
   std::atomic<int> level_{kLogInformation};
-  std::ostringstream stream_;
+  LogStream stream_;
   std::ios_base::fmtflags flags_;
   int messageLevel_ = 0;
 };

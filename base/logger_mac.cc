@@ -79,24 +79,22 @@ void CLoggerMac::WriteEpilog() {
 }
 
 void CLoggerMac::BeginMessage(int level) {
-  if (inMessage_) suspended_.push_back({stream_.str(), stream_.flags(), messageLevel_});
+  if (inMessage_) suspended_.push_back({stream_.Text(), stream_.flags(), messageLevel_});
   inMessage_ = true;
   messageLevel_ = level;
-  stream_.clear();  // a failed insertion of an earlier message
+  stream_.Clear();
   stream_.flags(flags_);
-  stream_.str({});
   CurrentThread(stream_);
 }
 
 void CLoggerMac::EndMessage() {
   const int level = messageLevel_;
-  std::string text = stream_.str();
+  std::string text = stream_.Text();
   inMessage_ = !suspended_.empty();
   if (inMessage_) {
     const Suspended& outer = suspended_.back();
     messageLevel_ = outer.level;
-    stream_.clear();
-    stream_.str({});
+    stream_.Clear();
     stream_.write(outer.text.data(), static_cast<std::streamsize>(outer.text.size()));
     stream_.flags(outer.flags);
     suspended_.pop_back();
@@ -158,10 +156,11 @@ void CLoggerMac::CheckLogSizeTimeout(CTimer* /*timer*/) {
   lineTorn_ = false;
 }
 
-void CLoggerMac::Retire() {
+void CLoggerMac::Reopen() {
   rotator_.Timer().Stop();
   CMutexLock lock(mutex_);
-  fd_.Reset();
+  fd_ = OpenLogFile(O_WRONLY | O_APPEND | O_CREAT);
+  lineTorn_ = false;
 }
 
 }  // namespace kelvo

@@ -17,7 +17,7 @@ namespace kelvo {
 // The logger of the extension: each line goes to the system log, to standard error and to a file.
 // The name is the system's own; the class serves every platform through the SystemLog seam.
 //
-// Threads: any, except InitializeLogrotate, CheckLogSizeTimeout and Retire: the run loop's.
+// Threads: any, except InitializeLogrotate, CheckLogSizeTimeout and Reopen: the run loop's.
 class CLoggerMac : public CLogger, public CTarget {
  public:
   // Opens `path` for appending (mode 0644, missing folders 0700). When that fails the error goes to
@@ -34,9 +34,10 @@ class CLoggerMac : public CLogger, public CTarget {
   // old one when the new one cannot be opened.
   void CheckLogSizeTimeout(CTimer* timer);
 
-  // Lets go of the file, for a logger that another has replaced: late lines of other threads still
-  // reach the system log, and a hundred replacements hold no hundred descriptors. Ends rotation.
-  void Retire();
+  // Does what a new logger of the same path would, in place of that: a thread may be writing with
+  // this one, so that each that was replaced would have to stay for good. Opens the path anew, be
+  // it the same file or not; ends rotation.
+  void Reopen();
 
  private:
   // An outer message, while an inner one is built.

@@ -118,6 +118,17 @@ std::string ExpandTildeInPath(std::string_view path) {
   return HomeFolder().append(path.substr(1));
 }
 
+std::string_view CutText(std::string_view text, std::size_t most) {
+  if (text.size() <= most) return text;
+  const auto isContinuation = [text](std::size_t at) {
+    return (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80;
+  };
+  constexpr std::size_t kLongestCharacter = 4;
+  std::size_t end = most;
+  while (end > 0 && most - end < kLongestCharacter && isContinuation(end)) --end;
+  return text.substr(0, isContinuation(end) ? most : end);
+}
+
 bool IsAscii(std::string_view text) {
   text.remove_prefix(AsciiPrefix(text));
   return std::all_of(text.begin(), text.end(),

@@ -1,6 +1,7 @@
 // Paths, UTF-8 and text conversions. Stateless: any thread.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -32,6 +33,10 @@ std::string ToValidUtf8(std::string_view text);
 
 // Control characters (C0, DEL, C1) as \n, \t, \r or \xNN, so that a value cannot forge a log line.
 std::string EscapeControlCharacters(std::string_view text);
+
+// The text's beginning, `most` bytes of it or, where a character would be cut, a few less: foreign
+// texts that go into the log are as long as the sender likes.
+std::string_view CutText(std::string_view text, std::size_t most);
 
 // The encodings that callers ask for.
 enum class StringEncoding { kUtf8, kAscii };

@@ -1,7 +1,9 @@
 #include "cache/sync_cache.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <tuple>
 #include <utility>
 
 #include "base/logger.h"
@@ -20,16 +22,19 @@ constexpr std::int64_t kClockTolerance = 2;      // seconds
 constexpr std::size_t kWorthReleasing = 10'000;  // expired items, about 1 MB
 // Changed items take several blocks of memory each, so that to free so many would be felt.
 constexpr std::size_t kWorthFreeingAside = 20'000;
+constexpr std::size_t kBytesPerFolder = 512;  // beside its path and its items
 
 }  // namespace
 
 std::atomic<CSyncCache*> CSyncCache::m_Instance{nullptr};
 
-CSyncCache::CSyncCache(RunLoop& runLoop, const Clock& clock, BackgroundQueue* worker)
+CSyncCache::CSyncCache(RunLoop& runLoop, const Clock& clock, BackgroundQueue* worker,
+                       std::size_t mostBytes)
     : clockOffset_(clock.Now() - clock.Monotonic().count() / 1000),
       runLoop_(runLoop),
       clock_(clock),
-      worker_(worker) {}
+      worker_(worker),
+      mostBytes_(mostBytes) {}
 
 CSyncCache::~CSyncCache() { *alive_ = false; }
 
@@ -62,6 +67,7 @@ Answer CSyncCache::Query(std::string_view path, Getter getter) {
   std::string_view name;
   if (!SplitPath(path, &directory, &name)) return Answer{};
   std::shared_ptr<CSyncCacheFolder> former;
+  std::vector<Folders::node_type> crowdedOut;
   {
     CMutexLock lock(mutex_);
     const std::int64_t now = Now();
@@ -73,6 +79,7 @@ Answer CSyncCache::Query(std::string_view path, Getter getter) {
     if (!IsValidUtf8(path)) return Answer{};
     if (found == folders_.end()) {
       folders_.emplace(std::string(directory), CSyncCacheFolder(now));
+      crowdedOut = Grow(directory.size());
     } else {
       former =
           std::make_shared<CSyncCacheFolder>(std::exchange(found->second, CSyncCacheFolder(now)));
@@ -82,6 +89,7 @@ Answer CSyncCache::Query(std::string_view path, Getter getter) {
     const std::size_t items = former->items.Size();
     LetGo(std::move(former), items);
   }
+  LetGo(std::move(crowdedOut));
   syncApi_->RequestFolderItems(std::string(directory));
   syncApi_->RequestFolderItems(std::string(path));
   return Answer{};
@@ -166,28 +174,40 @@ std::int32_t CSyncCache::UpdateItem(std::string_view path, const std::string& fi
   std::string_view directory;
   std::string_view name;
   if (!SplitPath(path, &directory, &name)) return 0;
-  Folders::node_type dropped;
+  std::vector<Folders::node_type> dropped;
+  std::int32_t answer = 1;
   {
     CMutexLock guard(mutex_);
     auto found = folders_.find(directory);
     if (found == folders_.end()) return 0;
     ++statusChanges_;
-    if (syncStatus != kDropDirectory) {
-      return found->second.Update(fileId, itemId, name, syncStatus, lock, lockOwner, lockTime,
-                                  modifiedBy, permissions, denied, folder);
+    if (syncStatus == kDropDirectory) {
+      dropped.push_back(folders_.extract(found));
+    } else {
+      const std::size_t former = found->second.items.Bytes();
+      answer = found->second.Update(fileId, itemId, name, syncStatus, lock, lockOwner, lockTime,
+                                    modifiedBy, permissions, denied, folder);
+      const std::size_t bytes = found->second.items.Bytes();
+      if (bytes > former) dropped = Grow(bytes - former);
     }
-    dropped = folders_.extract(found);
   }
-  const std::size_t items = dropped.mapped().items.Size();
-  LetGo(std::make_shared<Folders::node_type>(std::move(dropped)), items);
-  return 1;
+  LetGo(std::move(dropped));
+  return answer;
 }
 
 void CSyncCache::RequestReload(const std::string& path) {
-  auto await = [this](const std::string& directory, CSyncCacheFolder& folder) {
+  std::vector<std::string> shown;
+  auto await = [&](const std::string& directory, CSyncCacheFolder& folder) {
     folder.valid = false;
+    AddItemIfShown(directory, folder, &shown);
     syncApi_->RequestFolderItems(directory);
   };
+  AwaitAll(path, await);
+  if (renewalObserver_ && !shown.empty()) renewalObserver_(shown, true);
+}
+
+template <typename Await>
+void CSyncCache::AwaitAll(const std::string& path, Await await) {
   // Deliberate: the requests leave under the lock, so that no query can see a folder awaiting a
   // list that nobody has asked for.
   CMutexLock lock(mutex_);
@@ -222,11 +242,21 @@ void CSyncCache::RefreshAll() {
     forgotten->swap(folders_);
   }
   std::size_t items = 0;
+  std::vector<std::string> shown;
   for (const auto& [path, folder] : *forgotten) {
     items += folder.items.Size();
+    AddItemIfShown(path, folder, &shown);
     syncApi_->RefreshItem(path);
   }
   LetGo(std::move(forgotten), items);
+  if (renewalObserver_ && !shown.empty()) renewalObserver_(shown, false);
+}
+
+void CSyncCache::AddItemIfShown(const std::string& directory, const CSyncCacheFolder& folder,
+                                std::vector<std::string>* items) const {
+  const std::string_view name = folder.items.AnyName();
+  if (name.empty() || !IsObserved(directory.empty() ? std::string_view("/") : directory)) return;
+  items->push_back(directory + "/" + std::string(name));
 }
 
 void CSyncCache::Aside(std::function<void()> work) {
@@ -239,6 +269,45 @@ void CSyncCache::LetGo(std::shared_ptr<void> former, std::size_t items) {
     held.reset();
     ReleaseFreeMemory();
   });
+}
+
+void CSyncCache::LetGo(std::vector<Folders::node_type> former) {
+  if (former.empty()) return;
+  std::size_t items = 0;
+  for (const Folders::node_type& folder : former) items += folder.mapped().items.Size();
+  LetGo(std::make_shared<std::vector<Folders::node_type>>(std::move(former)), items);
+}
+
+// Measured now and then, as there may be very many folders.
+std::vector<CSyncCache::Folders::node_type> CSyncCache::Grow(std::size_t bytes,
+                                                             const CSyncCacheFolder* kept) {
+  const auto bytesOf = [](const Folders::value_type& folder) {
+    return kBytesPerFolder + folder.first.size() + folder.second.items.Bytes();
+  };
+  std::vector<Folders::node_type> crowdedOut;
+  grown_ += kBytesPerFolder + bytes;
+  if (grown_ <= mostBytes_ / 8) return crowdedOut;
+  grown_ = 0;
+  std::size_t all = 0;
+  for (const auto& folder : folders_) all += bytesOf(folder);
+  if (all <= mostBytes_) return crowdedOut;
+  std::vector<std::tuple<bool, std::int64_t, Folders::iterator>> oldest;
+  for (auto folder = folders_.begin(); folder != folders_.end(); ++folder) {
+    if (&folder->second == kept) continue;
+    oldest.emplace_back(IsObserved(folder->first), folder->second.lastAccess, folder);
+  }
+  std::sort(oldest.begin(), oldest.end(), [](const auto& a, const auto& b) {
+    return std::tie(std::get<0>(a), std::get<1>(a)) < std::tie(std::get<0>(b), std::get<1>(b));
+  });
+  ++statusChanges_;
+  for (const auto& [isObserved, lastAccess, folder] : oldest) {
+    if (all <= mostBytes_ / 4 * 3) break;
+    all -= bytesOf(*folder);
+    crowdedOut.push_back(folders_.extract(folder));
+  }
+  KELVO_LOG(kLogWarning,
+            "too much is known of files: " << crowdedOut.size() << " folders are forgotten");
+  return crowdedOut;
 }
 
 void CSyncCache::AddCommandForThisInstance(const std::string& path) {

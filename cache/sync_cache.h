@@ -41,8 +41,20 @@ class CSyncCache : public CSyncApiClient, public CTarget, public CSyncApi::Cache
   // Told after each sweep, on the main loop and without a lock.
   using SweepObserver = std::function<void(const std::vector<std::string>& expiredFolders)>;
 
+  // Told of lists that are to come anew although nobody has queried them, on the main loop and
+  // without a lock: of each observed folder one item, whose badge stays what it was until the list
+  // is there. `requested`: whether the list has been asked for.
+  using RenewalObserver =
+      std::function<void(const std::vector<std::string>& items, bool requested)>;
+
+  // What the cache may hold, about: twenty million items. Beyond it folders are forgotten as if
+  // they had expired, those that nobody observes first, and of these the ones looked at the longest
+  // ago.
+  static constexpr std::size_t kMostBytes = std::size_t{2} << 30;
+
   // `worker`: frees what is much; null leaves that to whoever called.
-  CSyncCache(RunLoop& runLoop, const Clock& clock, BackgroundQueue* worker = nullptr);
+  CSyncCache(RunLoop& runLoop, const Clock& clock, BackgroundQueue* worker = nullptr,
+             std::size_t mostBytes = kMostBytes);
   ~CSyncCache() override;
   CSyncCache(const CSyncCache&) = delete;
   CSyncCache& operator=(const CSyncCache&) = delete;
@@ -50,6 +62,7 @@ class CSyncCache : public CSyncApiClient, public CTarget, public CSyncApi::Cache
   // Joins the API's clients and starts the sweep, every 600 seconds. Always true.
   bool Initialize(CFinderConfiguration* configuration, CSyncApi* syncApi);
   void SetSweepObserver(SweepObserver observer) { sweepObserver_ = std::move(observer); }
+  void SetRenewalObserver(RenewalObserver observer) { renewalObserver_ = std::move(observer); }
 
   // A miss answers 0 or empty, and requests the list of the directory and then that of the path
   // itself; while a list is awaited for at most 5 seconds nothing more is sent.
@@ -126,8 +139,18 @@ class CSyncCache : public CSyncApiClient, public CTarget, public CSyncApi::Cache
   // Repaints for a few milliseconds. False when all is done.
   bool RepaintSome(ListRepaint& repaint);
   void RepaintLater(const std::shared_ptr<ListRepaint>& repaint);
+  // Calls `await(directory, folder)` for what RequestReload is about.
+  template <typename Await>
+  void AwaitAll(const std::string& path, Await await);
+  // Appends one of the folder's items when the folder is observed and has any.
+  void AddItemIfShown(const std::string& directory, const CSyncCacheFolder& folder,
+                      std::vector<std::string>* items) const;
   // Moves expired folders out of the cache.
   std::vector<Folders::node_type> TakeExpired();
+  // The cache has grown by so much. Moves folders out when it has become too large, but not `kept`.
+  std::vector<Folders::node_type> Grow(std::size_t bytes, const CSyncCacheFolder* kept = nullptr)
+      KELVO_REQUIRES(mutex_);
+  void LetGo(std::vector<Folders::node_type> former) KELVO_EXCLUDES(mutex_);
   // What nobody waits for: on the worker, or at once where there is none.
   void Aside(std::function<void()> work);
   // Frees what the cache has held; much of it aside.
@@ -141,6 +164,7 @@ class CSyncCache : public CSyncApiClient, public CTarget, public CSyncApi::Cache
   Folders folders_ KELVO_GUARDED_BY(mutex_);
   std::atomic<std::uint64_t> statusChanges_{0};  // raised with the lock held, before the change
   std::set<std::string, std::less<>> publicLinks_ KELVO_GUARDED_BY(mutex_);
+  std::size_t grown_ KELVO_GUARDED_BY(mutex_) = 0;     // bytes, since it was last measured
   std::int64_t clockOffset_ KELVO_GUARDED_BY(mutex_);  // wall clock minus monotonic, seconds
 
   // Not under mutex_, as callers must never wait for a list that is being stored.
@@ -152,7 +176,9 @@ class CSyncCache : public CSyncApiClient, public CTarget, public CSyncApi::Cache
   RunLoop& runLoop_;
   const Clock& clock_;
   BackgroundQueue* const worker_;
+  const std::size_t mostBytes_;
   SweepObserver sweepObserver_;
+  RenewalObserver renewalObserver_;
   const std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);  // for what is posted
 };
 

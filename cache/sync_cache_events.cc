@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "agent/list_cursor.h"
 #include "agent/notifications_bridge.h"
@@ -41,6 +42,7 @@ std::set<std::string, std::less<>> DecodePublicLinks(const std::string& data) {
 
 ListRepaint CSyncCache::StoreList(PreparedList list) {
   ListRepaint repaint(list.path, std::move(list.names));
+  std::vector<Folders::node_type> crowdedOut;
   {
     CMutexLock lock(mutex_);
     ++statusChanges_;
@@ -50,7 +52,10 @@ ListRepaint CSyncCache::StoreList(PreparedList list) {
     }
     entry->second.valid = true;
     std::swap(entry->second.items, list.items);
+    // The list itself stays, or its own repaint would ask for it again.
+    crowdedOut = Grow(entry->first.size() + entry->second.items.Bytes(), &entry->second);
   }
+  LetGo(std::move(crowdedOut));
   const std::size_t formerItems = list.items.Size();
   LetGo(std::make_shared<SyncCacheItems>(std::move(list.items)), formerItems);
   return repaint;

@@ -72,6 +72,10 @@ bool SyncCacheItems::PackTexts(std::string_view name, const SyncCacheItemView& i
 bool SyncCacheItems::PackOwnTexts(const CSyncCacheItem& item, Row& row) {
   const std::size_t size = item.fileId.size() + item.lockOwner.size() + item.modifiedBy.size();
   if (size > std::numeric_limits<std::uint16_t>::max()) return false;
+  laterBytes_ += size;
+  if (row.own != NameIndex::kNone) {
+    laterBytes_ -= std::size_t{row.fileId.length} + row.lockOwner.length + row.modifiedBy.length;
+  }
   auto texts = std::make_unique_for_overwrite<char[]>(size);
   std::uint16_t end = 0;
   const auto pack = [&texts, &end](const std::string& part, Part& packed) {
@@ -168,6 +172,13 @@ void SyncCacheItems::FindStatuses(std::span<const std::string_view> names,
       }
     }
   }
+}
+
+std::string_view SyncCacheItems::AnyName() const {
+  const auto row =
+      std::find_if(rows_.begin(), rows_.end(), [](const Row& each) { return each.live; });
+  if (row != rows_.end()) return Name(*row);
+  return changed_.empty() ? std::string_view() : changed_.begin()->first;
 }
 
 SyncCacheNames SyncCacheItems::SortedNames() const {
@@ -356,18 +367,28 @@ void SyncCacheItems::Put(std::string_view name, CSyncCacheItem item) {
   Change(name, std::move(item));
 }
 
+std::size_t SyncCacheItems::BytesOfChanged(
+    const std::pair<const std::string, CSyncCacheItem>& entry) {
+  return kBytesPerChanged + TextSize(entry.first, entry.second.As<std::string_view>());
+}
+
 void SyncCacheItems::Change(std::string_view name, CSyncCacheItem item) {
   auto [entry, isNew] = changed_.try_emplace(std::string(name));
-  if (!isNew) changedByItemId_.erase({entry->second.itemId, entry->first});
+  if (!isNew) {
+    changedByItemId_.erase({entry->second.itemId, entry->first});
+    laterBytes_ -= BytesOfChanged(*entry);
+  }
   if (isNew) ++size_;
   entry->second = std::move(item);
   changedByItemId_.emplace(entry->second.itemId, entry->first);
+  laterBytes_ += BytesOfChanged(*entry);
 }
 
 void SyncCacheItems::Unchange(std::string_view name) {
   auto entry = changed_.find(name);
   if (entry == changed_.end()) return;
   changedByItemId_.erase({entry->second.itemId, entry->first});
+  laterBytes_ -= BytesOfChanged(*entry);
   changed_.erase(entry);
   --size_;
 }

@@ -79,7 +79,13 @@ class SyncCacheItems {
   // The status of each; leaves those of names that are not there.
   void FindStatuses(std::span<const std::string_view> names, std::span<BadgeStatus> statuses) const;
   std::size_t Size() const { return size_; }
+  // Of memory, about.
+  std::size_t Bytes() const {
+    return (text_ == nullptr ? 0 : text_->size()) + rows_.capacity() * kBytesPerRow + laterBytes_;
+  }
   SyncCacheNames SortedNames() const;
+  // Of one of them, empty when there is none. Valid until the next change.
+  std::string_view AnyName() const;
 
   // Both store the item under the name, replacing what was there. Appending is for the items of a
   // list: it copies nothing that lies in the text. FinishAppending gives back what it took too
@@ -111,6 +117,8 @@ class SyncCacheItems {
     bool live : 1;  // false: removed, or among the changed items
   };
   static_assert(sizeof(Row) == 40);
+  static constexpr std::size_t kBytesPerRow = sizeof(Row) + 8;  // with its place in the index
+  static constexpr std::size_t kBytesPerChanged = 320;          // without its texts
 
   // False when a number does not fit; the row may then be half filled.
   static bool PackNumbers(const SyncCacheItemView& item, Row& row);
@@ -129,6 +137,7 @@ class SyncCacheItems {
   void IndexRow(std::uint32_t row, std::uint64_t hash);
   // The first row in name order that has this item id and is live, or NameIndex::kNone.
   std::uint32_t FirstRowWithItemId(std::int64_t itemId);
+  static std::size_t BytesOfChanged(const std::pair<const std::string, CSyncCacheItem>& entry);
   void Change(std::string_view name, CSyncCacheItem item);
   void Unchange(std::string_view name);
   // Moves all texts into a new one, without what is no longer used.
@@ -140,7 +149,8 @@ class SyncCacheItems {
   NameIndex index_;                           // of the rows below indexed_, live or not
   std::size_t indexed_ = 0;                   // rows from here on were just appended
   std::size_t size_ = 0;
-  std::size_t textInUse_ = 0;  // about
+  std::size_t textInUse_ = 0;   // about
+  std::size_t laterBytes_ = 0;  // of own_ and changed_
 
   std::map<std::string, CSyncCacheItem, std::less<>> changed_;
   std::set<std::pair<std::int64_t, std::string_view>> changedByItemId_;  // names are changed_'s

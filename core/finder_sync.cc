@@ -121,11 +121,15 @@ void FinderSync::dealloc() {
 }
 
 void FinderSync::initLogger() {
-  auto* logger = new CLoggerMac(kLoggerName, ExpandTildeInPath(kLogFile), platform_.systemLog);
-  logger->SetLevel(configuration_->TraceLevel());
-  CLogger* former = CLogger::m_Instance.exchange(logger);
+  if (logger_ != nullptr) {
+    logger_->Reopen();
+    logger_->SetLevel(configuration_->TraceLevel());
+    return;
+  }
+  logger_ = new CLoggerMac(kLoggerName, ExpandTildeInPath(kLogFile), platform_.systemLog);
+  logger_->SetLevel(configuration_->TraceLevel());
+  CLogger* former = CLogger::m_Instance.exchange(logger_);
   if (former == nullptr) return;
-  if (auto* formerFile = dynamic_cast<CLoggerMac*>(former)) formerFile->Retire();
   // Deliberate: never destroyed, as a thread may be writing with it at this moment.
   static auto* replaced = new std::vector<CLogger*>;
   replaced->push_back(former);
@@ -217,6 +221,9 @@ void FinderSync::startUp() {
   syncApi_->AddClient(news_.get());
   syncCache_->SetSweepObserver(
       [this](const std::vector<std::string>& expired) { foldersSwept(expired); });
+  syncCache_->SetRenewalObserver([this](const std::vector<std::string>& items, bool requested) {
+    listsRenewed(items, requested);
+  });
   CSyncApi::m_Instance = syncApi_.get();
   CNotificationModule::m_Instance = notificationModule_.get();
   {

@@ -25,6 +25,7 @@ namespace kelvo {
 
 class AgentNews;
 class CFinderConfiguration;
+class CLoggerMac;
 class CNotificationModule;
 class CSyncApi;
 class CSyncCache;
@@ -136,7 +137,7 @@ class FinderSync final : private NotificationsBridgeDelegate, private AgentEvent
   // thread.
   void withProjects(std::function<void(const ProjectsList& projects)> use);
 
-  // Creates a new logger; the former one lets go of its file and stays, since a thread may hold it.
+  // The first time creates the logger; then has it open its file anew, at the present level.
   void initLogger();
   // Once: sync API, cache, notification module, then their initialisation in the same order; from
   // then on there are menus.
@@ -150,6 +151,7 @@ class FinderSync final : private NotificationsBridgeDelegate, private AgentEvent
 
   void communicationInitiatized() override;
   void communicationEnded() override;
+  void communicationRecovered() override { askAgain(); }
   void performSelector(Selector selector, const PropertyList::Dictionary& userInfo) override;
 
   void createProjectsList();
@@ -174,10 +176,15 @@ class FinderSync final : private NotificationsBridgeDelegate, private AgentEvent
   // Keeps in mind what the Agent cannot be asked now, or has been asked without an answer so far.
   void rememberUnanswered(const std::string& path);
   bool canAsk() const { return started_ && agentConnected_; }
-  // Asks for what was remembered, and 7 seconds later once more for what has not come.
+  // The cache's own repaint of the item has asked for the list of a folder that is shown.
+  void rememberIfShown(const std::string& path);
+  // Asks for what was remembered, as fast as the Agent takes it, and 7 seconds later once more for
+  // what has not come.
   void askAgain();
-  void askAgainFor(const std::vector<std::string>& paths);
-  void forgetListed(const std::vector<std::string>& paths);
+  // False when there is nothing to ask for.
+  bool askForUnanswered();
+  void askedForUnanswered();
+  void listsRenewed(const std::vector<std::string>& items, bool requested);
   // Runs `task` on the main loop's next turn, unless the object is gone by then.
   void postToSelf(void (FinderSync::*task)());
 
@@ -193,9 +200,12 @@ class FinderSync final : private NotificationsBridgeDelegate, private AgentEvent
   int connectionStatus_ = 0;              // the last that was reported
   AgentObserver connectionObserver_;
   LateRequests lateRequests_;
+  bool asking_ = false;       // for what was remembered
+  bool askOnceMore_ = false;  // after that
   CMutex observedMutex_{kMutexNormal};
   std::set<std::string> observedBeforeStart_ KELVO_GUARDED_BY(observedMutex_);
 
+  CLoggerMac* logger_ = nullptr;  // stays for good: see CLogger
   std::unique_ptr<CFinderConfiguration> configuration_;
   std::unique_ptr<CSyncApi> syncApi_;
   std::unique_ptr<CSyncCache> syncCache_;

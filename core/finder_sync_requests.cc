@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "agent/paced_requests.h"
 #include "agent/refresh_paths.h"
 #include "agent/sync_api.h"
 #include "base/file_system.h"
@@ -53,10 +54,18 @@ std::string DirectoryOf(const std::string& path) {
   return SplitPath(path, &directory, &name) ? directory : std::string();
 }
 
+// The root is "/" where it is shown, and the empty directory where its items are kept.
+bool IsShown(const CSyncCache& cache, std::string_view directory) {
+  return cache.IsObserved(directory.empty() ? std::string_view("/") : directory);
+}
+
 }  // namespace
 
 void RefreshPath(const std::string& path) {
-  if (FinderSync* extension = FinderSync::m_Instance) extension->refreshPath(path);
+  FinderSync* extension = FinderSync::m_Instance;
+  if (extension == nullptr) return;
+  extension->refreshPath(path);
+  extension->rememberIfShown(path);
 }
 
 void RefreshPaths(const std::string& directory, std::span<const std::string_view> names) {
@@ -204,10 +213,8 @@ WordsOfItems FinderSync::describeItems(const std::string& folder,
 
 bool FinderSync::isFolderOfInterest(const std::string& directory) const {
   const CSyncCache* cache = CSyncCache::m_Instance;
-  // The root is "/" where it is shown, and the empty directory where its items are kept.
   return cache != nullptr &&
-         (cache->IsListed(directory) || cache->IsAwaited(directory) ||
-          cache->IsObserved(directory.empty() ? std::string_view("/") : directory));
+         (cache->IsListed(directory) || cache->IsAwaited(directory) || IsShown(*cache, directory));
 }
 
 void FinderSync::withProjects(std::function<void(const ProjectsList& projects)> use) {
@@ -229,34 +236,62 @@ void FinderSync::rememberUnanswered(const std::string& path) {
   if (!couldAsk && canAsk()) postToSelf(&FinderSync::askAgain);
 }
 
+void FinderSync::rememberIfShown(const std::string& path) {
+  const CSyncCache* cache = CSyncCache::m_Instance;
+  if (cache == nullptr || !IsValidUtf8(path)) return;
+  const std::string directory = DirectoryOf(path);
+  if (cache->IsAwaited(directory) && IsShown(*cache, directory)) lateRequests_.Remember(path);
+}
+
+// Nobody else asks for them: file managers have badges of their items, which are old now.
+void FinderSync::listsRenewed(const std::vector<std::string>& items, bool requested) {
+  for (const std::string& item : items) lateRequests_.Remember(item);
+  // After a reset the repaint of a folder queries the one that it is in, which brings the list of
+  // the first of many that lie there.
+  if (!requested) postToSelf(&FinderSync::askAgain);
+}
+
 void FinderSync::askAgain() {
-  if (!canAsk()) return;
-  const std::vector<std::string> paths = lateRequests_.Paths();
-  if (paths.empty()) return;
-  askAgainFor(paths);
-  platform_.runLoop.After(kSecondAsking, [alive = alive_, paths] {
+  if (!canAsk() || !askForUnanswered()) return;
+  platform_.runLoop.After(kSecondAsking, [alive = alive_] {
     if (*alive == nullptr || !(*alive)->canAsk()) return;
-    (*alive)->askAgainFor(paths);
-    (*alive)->forgetListed(paths);
+    (*alive)->lateRequests_.Retain([cache = (*alive)->syncCache_.get()](const std::string& folder) {
+      return !cache->IsListed(folder);
+    });
+    (*alive)->askForUnanswered();
   });
 }
 
-void FinderSync::askAgainFor(const std::vector<std::string>& paths) {
-  for (const std::string& path : paths) {
-    if (!syncCache_->IsListed(DirectoryOf(path))) refreshPath(path);
-  }
+bool FinderSync::askForUnanswered() {
+  askOnceMore_ = asking_;
+  if (asking_) return true;
+  std::vector<std::string> paths = lateRequests_.Paths();
+  if (paths.empty()) return false;
+  asking_ = true;
+  SendPaced(
+      platform_.runLoop, std::move(paths),
+      [alive = alive_](const std::string& path) {
+        if (*alive == nullptr || !(*alive)->canAsk()) return;
+        CSyncCache& cache = *(*alive)->syncCache_;
+        if (!cache.IsListed(DirectoryOf(path))) cache.GetStatus(path);
+      },
+      [alive = alive_] {
+        if (*alive != nullptr) (*alive)->askedForUnanswered();
+      });
+  return true;
 }
 
-void FinderSync::forgetListed(const std::vector<std::string>& paths) {
-  for (const std::string& path : paths) {
-    if (syncCache_->IsListed(DirectoryOf(path))) lateRequests_.ForgetFolderOf(path);
-  }
+void FinderSync::askedForUnanswered() {
+  asking_ = false;
+  if (askOnceMore_) postToSelf(&FinderSync::askAgain);
 }
 
 void FinderSync::foldersSwept(const std::vector<std::string>& expired) {
   if (!agentConnected_) return;
-  lateRequests_.Retain(
-      [this](const std::string& directory) { return syncCache_->IsAwaited(directory); });
+  lateRequests_.Retain([this](const std::string& directory) {
+    return syncCache_->IsAwaited(directory) ||
+           (IsShown(*syncCache_, directory) && !syncCache_->IsListed(directory));
+  });
   if (observer_ != nullptr) observer_->onFoldersSwept(expired);
 }
 

@@ -212,7 +212,7 @@ class Session {
 
   void AskBadges(std::size_t client, const std::string& folder,
                  const std::vector<std::string_view>& names) {
-    badges_.Ask(ClientName(client), folder, names);
+    Require(badges_.Ask(ClientName(client), folder, names));
     badges_.Answer(ClientName(client), folder, names, [&](const std::string& badges) {
       Require(badges.size() == names.size());
       for (std::size_t i = 0; i < names.size(); ++i) {

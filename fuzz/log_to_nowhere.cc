@@ -13,10 +13,11 @@ namespace {
 class LogToNowhere : public kelvo::CLogger {
  public:
   LogToNowhere() { SetLevel(kelvo::kLogDebug); }
-  void WriteProlog(int) override { stream_.str({}); }
+  void WriteProlog(int) override { stream_.Clear(); }
   void WriteEpilog() override {
     // Whoever reads the log must be able to tell where a message ends.
-    if (kelvo::EscapeControlCharacters(stream_.str()).find('\n') != std::string::npos) std::abort();
+    if (kelvo::EscapeControlCharacters(stream_.Text()).find('\n') != std::string::npos)
+      std::abort();
   }
   bool InitializeLogrotate(kelvo::RunLoop&, std::int64_t, std::chrono::milliseconds) override {
     return false;

@@ -146,7 +146,10 @@ void AccountList::notifyAgentSettings(int /*hint*/, const char* agentID) {
                              << "\" ignored: no name of a folder");
     return;
   }
-  runOnQueue([id = std::move(id)](AccountList& list) { list.settingsChanged(id); });
+  if (!changed_.Add([&id](ChangedAccounts& changed) { changed.insert(std::move(id)); })) return;
+  runOnQueue([](AccountList& list) {
+    for (const std::optional<std::string>& each : list.changed_.Take()) list.settingsChanged(each);
+  });
 }
 
 void AccountList::settingsChanged(const std::optional<std::string>& agentID) {

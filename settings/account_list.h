@@ -5,10 +5,12 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "base/pending.h"
 #include "platform/background_queue.h"
 #include "settings/account.h"
 #include "settings/agent_observer.h"
@@ -95,6 +97,7 @@ class AccountList final : public AgentNotificationReceiver {
 
  private:
   struct Unregistered {};
+  using ChangedAccounts = std::set<std::optional<std::string>>;
   AccountList(bool loadPassword, BackgroundQueue* queue, Unregistered);
 
   void settingsChanged(const std::optional<std::string>& agentID);
@@ -109,6 +112,8 @@ class AccountList final : public AgentNotificationReceiver {
   const bool loadPassword_;
   BackgroundQueue* const queue_;
   AgentObserver settingsObserver_;
+  // To be read again: few, as whatever the Agent sends names one account.
+  Pending<ChangedAccounts> changed_;
   std::optional<kelvoAgentSettings> withoutAccount_;
   std::function<std::uint32_t()> random_;
   // Proof for work on the queue that the list is still there.

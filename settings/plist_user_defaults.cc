@@ -32,9 +32,11 @@ void PlistUserDefaults::SetBool(const std::string& key, bool value) {
     CMutexLock lock(mutex_);
     AddValueToDictionary(key, PropertyList(value), values_);
   }
-  settingsQueue_.Async([this, key, value] {
-    (void)ChangePropertiesInFile(path_, {{key, PropertyList(value)}});
+  const bool isFirst = unwritten_.Add([&](PropertyList::Dictionary& changes) {
+    changes.insert_or_assign(key, PropertyList(value));
   });
+  if (!isFirst) return;
+  settingsQueue_.Async([this] { (void)ChangePropertiesInFile(path_, unwritten_.Take()); });
 }
 
 }  // namespace kelvo

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "base/mutex.h"
+#include "base/pending.h"
 #include "base/property_list.h"
 #include "platform/user_defaults.h"
 
@@ -28,6 +29,8 @@ class PlistUserDefaults : public UserDefaults {
   BackgroundQueue& settingsQueue_;
   mutable CMutex mutex_{kMutexNormal};
   PropertyList::Dictionary values_ KELVO_GUARDED_BY(mutex_);
+  // Whoever keeps the file locked meanwhile, each key waits once.
+  Pending<PropertyList::Dictionary> unwritten_;
 };
 
 }  // namespace kelvo

@@ -4,9 +4,9 @@
 
 namespace kelvo::tools {
 
-void StderrLogger::WriteProlog(int /*level*/) { stream_.str({}); }
+void StderrLogger::WriteProlog(int /*level*/) { stream_.Clear(); }
 
-void StderrLogger::WriteEpilog() { PrintError(PrintableText(stream_.str())); }
+void StderrLogger::WriteEpilog() { PrintError(PrintableText(stream_.Text())); }
 
 bool StderrLogger::InitializeLogrotate(RunLoop& /*runLoop*/, std::int64_t /*maxSize*/,
                                        std::chrono::milliseconds /*interval*/) {

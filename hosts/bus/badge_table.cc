@@ -13,25 +13,67 @@ constexpr char kNoBadge = '0';
 constexpr std::size_t kItemsAtOnce = 1024;
 // More that are due are signalled in the next turns of the loop.
 constexpr std::size_t kNamesPerTurn = 16384;
+constexpr std::size_t kBytesPerItem = 24;
+constexpr std::size_t kBytesPerFolder = 512;  // and its path
 
 }  // namespace
 
 BadgeTable::BadgeTable(RunLoop& runLoop, const Clock& clock, Reader reader, Signaller signaller,
-                       ChangeCounter changes)
+                       ChangeCounter changes, std::size_t mostBytesPerClient)
     : runLoop_(runLoop),
       clock_(clock),
       reader_(std::move(reader)),
       signaller_(std::move(signaller)),
-      changes_(std::move(changes)) {}
+      changes_(std::move(changes)),
+      mostBytesPerClient_(mostBytesPerClient) {}
 
-void BadgeTable::Ask(const std::string& client, const std::string& folder,
+bool BadgeTable::Ask(const std::string& client, const std::string& folder,
                      const std::vector<std::string_view>& names) {
   CMutexLock lock(mutex_);
   const ClientSlots::Bits bit = slots_.BitOf(client);
-  Folder& entry = folders_[folder];
+  if (!MayAsk(bit, folder, names)) return false;
+  const auto [found, isNew] = folders_.try_emplace(folder);
+  Folder& entry = found->second;
   ++entry.answering;
+  const std::size_t former = entry.items.Size();
   for (std::string_view name : names) {
     if (IsItemName(name)) entry.items.Add(name, bit);
+  }
+  const std::size_t bytes =
+      (entry.items.Size() - former) * kBytesPerItem + (isNew ? kBytesPerFolder + folder.size() : 0);
+  if (bytes == 0) return true;
+  entry.bytesOf[bit] += bytes;
+  bytesOf_[bit] += bytes;
+  return true;
+}
+
+bool BadgeTable::MayAsk(ClientSlots::Bits client, const std::string& folder,
+                        const std::vector<std::string_view>& names) {
+  const auto bytes = bytesOf_.find(client);
+  if (bytes == bytesOf_.end() || bytes->second < mostBytesPerClient_) return true;
+  const auto known = folders_.find(folder);
+  return known != folders_.end() &&
+         std::all_of(names.begin(), names.end(), [&](std::string_view name) {
+           return !IsItemName(name) || known->second.items.Find(name) != nullptr;
+         });
+}
+
+template <typename Predicate>
+void BadgeTable::LetGoOf(Predicate isUnwanted) {
+  for (auto folder = folders_.begin(); folder != folders_.end();) {
+    if (folder->second.answering > 0 || !isUnwanted(folder->first, folder->second)) {
+      ++folder;
+      continue;
+    }
+    GiveBack(folder->second);
+    folder = folders_.erase(folder);
+  }
+}
+
+void BadgeTable::GiveBack(const Folder& folder) {
+  for (const auto& [client, bytes] : folder.bytesOf) {
+    const auto all = bytesOf_.find(client);
+    if ((all->second -= bytes) == 0) bytesOf_.erase(all);
   }
 }
 
@@ -49,7 +91,10 @@ void BadgeTable::Answer(const std::string& client, const std::string& folder,
     AnswerSome(found->first, entry, some, bit, badges.data() + done);
   }
   if (entry.answering > 0) --entry.answering;
-  if (entry.items.Size() == 0 && entry.answering == 0) folders_.erase(found);
+  if (entry.items.Size() == 0 && entry.answering == 0) {
+    GiveBack(entry);
+    folders_.erase(found);
+  }
   reply(badges);
 }
 
@@ -214,19 +259,18 @@ void BadgeTable::ClientGone(const std::string& client) {
   CMutexLock lock(mutex_);
   const ClientSlots::Bits bit = slots_.Release(client);
   if (bit == 0) return;
+  bytesOf_.erase(bit);
   for (auto& [path, folder] : folders_) {
     folder.items.RemoveClient(bit);
+    folder.bytesOf.erase(bit);
   }
-  std::erase_if(folders_, [](const auto& folder) {
-    return folder.second.items.Size() == 0 && folder.second.answering == 0;
-  });
+  LetGoOf([](const std::string&, const Folder& folder) { return folder.items.Size() == 0; });
 }
 
 void BadgeTable::Swept(const FolderPredicate& isOfInterest) {
   CMutexLock lock(mutex_);
-  std::erase_if(folders_, [&](const auto& folder) {
-    return folder.second.answering == 0 &&
-           !isOfInterest(folder.first == "/" ? std::string() : folder.first);
+  LetGoOf([&](const std::string& path, const Folder&) {
+    return !isOfInterest(path == "/" ? std::string() : path);
   });
 }
 

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <span>
 #include <string>
@@ -39,6 +40,8 @@ class BadgeTable {
  public:
   static constexpr std::size_t kMaxSignalBytes = std::size_t{1} << 20;  // folder and entries
   static constexpr std::chrono::milliseconds kSignalInterval{50};       // of one folder
+  // What a client may have kept, about: twenty million items in few folders.
+  static constexpr std::size_t kMostBytesPerClient = std::size_t{512} << 20;
 
   // The present identifiers of items, as FinderSync::knownBadgeIdentifiers. All functions are
   // called with the table's lock held: they must not block, nor call back.
@@ -54,14 +57,15 @@ class BadgeTable {
   using FolderPredicate = std::function<bool(const std::string& directory)>;
 
   BadgeTable(RunLoop& runLoop, const Clock& clock, Reader reader, Signaller signaller,
-             ChangeCounter changes);
+             ChangeCounter changes, std::size_t mostBytesPerClient = kMostBytesPerClient);
   BadgeTable(const BadgeTable&) = delete;
   BadgeTable& operator=(const BadgeTable&) = delete;
 
   // A client is asking: from now on repaints of these items are its business. Answer must follow;
-  // until then a sweep spares the folder.
-  void Ask(const std::string& client, const std::string& folder,
-           const std::vector<std::string_view>& names);
+  // until then a sweep spares the folder. False, and no Answer may follow, when some of them are
+  // new and the client has asked for too many already.
+  [[nodiscard]] bool Ask(const std::string& client, const std::string& folder,
+                         const std::vector<std::string_view>& names);
   // Hands out one badge per name, in order, as known at this moment.
   void Answer(const std::string& client, const std::string& folder,
               const std::vector<std::string_view>& names, const Reply& reply);
@@ -98,7 +102,8 @@ class BadgeTable {
 
   struct Folder {
     ToldItems items;
-    NameQueue pending;       // names to be looked at for the next signals
+    std::map<ClientSlots::Bits, std::size_t> bytesOf;  // by who has asked for it first
+    NameQueue pending;                                 // names to be looked at for the next signals
     std::uint64_t asOf = 0;  // of the badges noted for all of these; 0 where one is not known
     std::size_t due = 0;     // so many of them for those that are being sent
     int answering = 0;       // calls between Ask and Answer
@@ -106,6 +111,14 @@ class BadgeTable {
     std::optional<std::chrono::milliseconds> lastSignal;
   };
 
+  // Whether the client may ask for these items.
+  bool MayAsk(ClientSlots::Bits client, const std::string& folder,
+              const std::vector<std::string_view>& names) KELVO_REQUIRES(mutex_);
+  // Of folders that no answer is under way for, those that `isUnwanted(path, folder)` names.
+  template <typename Predicate>
+  void LetGoOf(Predicate isUnwanted) KELVO_REQUIRES(mutex_);
+  // The folder is about to be let go.
+  void GiveBack(const Folder& folder) KELVO_REQUIRES(mutex_);
   // `noted`: read when the counter was `asOf`.
   void AddPending(const std::string& path, Folder& folder, const NamedItem& item, char noted,
                   std::uint64_t asOf) KELVO_REQUIRES(mutex_);
@@ -128,9 +141,11 @@ class BadgeTable {
   const Reader reader_;
   const Signaller signaller_;
   const ChangeCounter changes_;
+  const std::size_t mostBytesPerClient_;
   mutable CMutex mutex_{kMutexNormal};
   ClientSlots slots_ KELVO_GUARDED_BY(mutex_);
   Map<Folder> folders_ KELVO_GUARDED_BY(mutex_);
+  std::map<ClientSlots::Bits, std::size_t> bytesOf_ KELVO_GUARDED_BY(mutex_);  // in all folders
 };
 
 }  // namespace kelvo

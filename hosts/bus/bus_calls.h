@@ -34,12 +34,16 @@ struct ChosenLine {
 // come one after the other, on worker threads, before the extension has started, too.
 class BusCalls {
  public:
-  virtual void beginObservingDirectory(const std::string& client, const std::string& path) = 0;
+  // False when the client observes too much already.
+  [[nodiscard]] virtual bool beginObservingDirectory(const std::string& client,
+                                                     const std::string& path) = 0;
   virtual void endObservingDirectory(const std::string& client, const std::string& path) = 0;
-  // `reply` must be called exactly once; it takes one badge per name and does not block.
-  virtual void requestBadges(const std::string& client, const std::string& folder,
-                             const std::vector<std::string_view>& names,
-                             const std::function<void(const std::string& badges)>& reply) = 0;
+  // `reply` must be called exactly once; it takes one badge per name and does not block. False, and
+  // it is not called, when the client has asked for too many items.
+  [[nodiscard]] virtual bool requestBadges(
+      const std::string& client, const std::string& folder,
+      const std::vector<std::string_view>& names,
+      const std::function<void(const std::string& badges)>& reply) = 0;
   // `reply` must be called exactly once; it takes one description per name and does not block.
   // Nothing is asked of the Agent or the disk.
   virtual void describeItems(const std::string& client, const std::string& folder,

@@ -27,6 +27,11 @@ constexpr gsize kMaxMenuBytes = gsize{17} << 20;  // 16 MiB of paths, and where 
 // One call about more would hold up others for too long, and its answer be too large for the bus.
 constexpr std::ptrdiff_t kMaxNames = 1'000'000;  // in one call
 
+// Longer than the path of any folder: what is kept of a client is counted by folders.
+constexpr std::size_t kMaxFolderPath = std::size_t{64} << 10;
+
+constexpr std::size_t kWeightOfCall = 4096;  // beside its arguments
+
 // Installed icons of the badges 1 to 6.
 constexpr std::array<const char*, kBadges.size()> kBadgeIcons = {
     "emblem-kelvo-in-sync", "emblem-kelvo-syncing", "emblem-kelvo-locked-red",
@@ -78,6 +83,15 @@ void ReturnError(const std::shared_ptr<GDBusMethodInvocation>& invocation, const
   g_dbus_method_invocation_return_dbus_error(invocation.get(), name, message);
 }
 
+void ReturnLimitsExceeded(const std::shared_ptr<GDBusMethodInvocation>& invocation,
+                          const char* message) {
+  ReturnError(invocation, "org.freedesktop.DBus.Error.LimitsExceeded", message);
+}
+
+bool IsFolderPath(std::string_view path) {
+  return path.size() <= kMaxFolderPath && IsBusPath(path);
+}
+
 void ReturnInvalidPath(const std::shared_ptr<GDBusMethodInvocation>& invocation) {
   ReturnError(invocation, kErrorInvalidPath,
               "A path is absolute, without a zero byte and without a slash at its end");
@@ -105,7 +119,8 @@ struct BusService::MenuCall {
   std::atomic<bool> isSuperseded{false};
 };
 
-BusService::BusService(GDBusConnection* connection) : connection_(connection) {}
+BusService::BusService(GDBusConnection* connection, std::size_t mostWaiting)
+    : connection_(connection), mostWaiting_(mostWaiting) {}
 
 BusService::~BusService() { (void)Stop(std::chrono::seconds(0)); }
 
@@ -142,28 +157,34 @@ void BusService::Serve() {
 }
 
 void BusService::OnMethodCall(GDBusConnection*, const gchar* sender, const gchar*, const gchar*,
-                              const gchar* method, GVariant*, GDBusMethodInvocation* invocation,
-                              gpointer self) {
+                              const gchar* method, GVariant* parameters,
+                              GDBusMethodInvocation* invocation, gpointer self) {
   auto* service = static_cast<BusService*>(self);
-  Invocation owned(invocation, InvocationRelease());
   const auto* entry =
       std::find_if(std::begin(kMethods), std::end(kMethods),
                    [&](const Method& known) { return method == std::string_view(known.name); });
   const std::string client = sender;
-  service->WatchClient(client);
+  const Weight waiting = service->WatchClient(client).waiting;
+  const std::size_t weight = kWeightOfCall + g_variant_get_size(parameters);
+  const std::size_t others = waiting->fetch_add(weight);
+  const Invocation owned(invocation, InvocationRelease{waiting, weight});
+  if (others > 0 && others + weight > service->mostWaiting_) {
+    return ReturnLimitsExceeded(owned, "Too many calls wait: read the answers");
+  }
   if (entry->atOnce) return (service->*entry->handler)(owned, client);
-  service->lanes_.Run(client, [service, entry, owned = std::move(owned), client] {
-    (service->*entry->handler)(owned, client);
-  });
+  service->lanes_.Run(
+      client, [service, entry, owned, client] { (service->*entry->handler)(owned, client); });
 }
 
 // Only clients that have called are watched: the comings and goings of all others wake nobody.
-void BusService::WatchClient(const std::string& client) {
+BusService::Client& BusService::WatchClient(const std::string& client) {
   auto [known, isNew] = clients_.try_emplace(client);
-  if (!isNew) return;
-  known->second.watch =
-      g_bus_watch_name_on_connection(connection_, client.c_str(), G_BUS_NAME_WATCHER_FLAGS_NONE,
-                                     nullptr, OnClientVanished, this, nullptr);
+  if (isNew) {
+    known->second.watch =
+        g_bus_watch_name_on_connection(connection_, client.c_str(), G_BUS_NAME_WATCHER_FLAGS_NONE,
+                                       nullptr, OnClientVanished, this, nullptr);
+  }
+  return known->second;
 }
 
 // Goes by way of the menus, so that it comes after the last of them, too.
@@ -181,9 +202,9 @@ void BusService::OnClientVanished(GDBusConnection*, const gchar* name, gpointer 
 void BusService::BeginObservingDirectory(const Invocation& invocation, const std::string& client) {
   const VariantPtr argument = Argument(invocation.get(), 0);
   const std::string path(Bytes(argument.get()));
-  if (!IsBusPath(path)) return ReturnInvalidPath(invocation);
-  calls_->beginObservingDirectory(client, path);
-  Return(invocation, nullptr);
+  if (!IsFolderPath(path)) return ReturnInvalidPath(invocation);
+  if (calls_->beginObservingDirectory(client, path)) return Return(invocation, nullptr);
+  ReturnLimitsExceeded(invocation, "Observe fewer folders");
 }
 
 void BusService::EndObservingDirectory(const Invocation& invocation, const std::string& client) {
@@ -200,14 +221,13 @@ struct BusService::NamesOfFolder {
   bool Read(const Invocation& invocation) {
     folder = Bytes(Argument(invocation.get(), 0).get());
     argument = Argument(invocation.get(), 1);
-    if (!IsBusPath(folder)) {
+    if (!IsFolderPath(folder)) {
       ReturnInvalidPath(invocation);
       return false;
     }
     const std::string_view packed = Bytes(argument.get());
     if (std::count(packed.begin(), packed.end(), '\0') > kMaxNames) {
-      ReturnError(invocation, "org.freedesktop.DBus.Error.LimitsExceeded",
-                  "Ask for at most 1,000,000 items at a time");
+      ReturnLimitsExceeded(invocation, "Ask for at most 1,000,000 items at a time");
       return false;
     }
     if (SplitNames(packed, &names)) return true;
@@ -223,9 +243,11 @@ struct BusService::NamesOfFolder {
 void BusService::RequestBadges(const Invocation& invocation, const std::string& client) {
   NamesOfFolder asked;
   if (!asked.Read(invocation)) return;
-  calls_->requestBadges(client, asked.folder, asked.names, [&](const std::string& badges) {
-    Return(invocation, g_variant_new("(@ay)", ToVariant(badges)));
-  });
+  const bool isAnswered =
+      calls_->requestBadges(client, asked.folder, asked.names, [&](const std::string& badges) {
+        Return(invocation, g_variant_new("(@ay)", ToVariant(badges)));
+      });
+  if (!isAnswered) ReturnLimitsExceeded(invocation, "Ask for the badges of fewer items in all");
 }
 
 void BusService::DescribeItems(const Invocation& invocation, const std::string& client) {
@@ -298,8 +320,10 @@ void BusService::ChooseMenuItem(const Invocation& invocation, const std::string&
   Return(invocation, nullptr);
   const std::string token = ActivationTokenIn(platformData.get());
   const bool needsClient = line.action == menu_action::kCopyLink;
-  lanes_.RunAction(client, needsClient,
-                   [this, client, line, token] { calls_->perform(client, line, token); });
+  // With the call, which weighs until this is done.
+  lanes_.RunAction(client, needsClient, [this, invocation, client, line, token] {
+    calls_->perform(client, line, token);
+  });
 }
 
 void BusService::ListProjects(const Invocation& invocation, const std::string&) {

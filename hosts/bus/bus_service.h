@@ -2,7 +2,9 @@
 
 #include <gio/gio.h>
 
+#include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <map>
 #include <memory>
 #include <string>
@@ -26,7 +28,12 @@ namespace kelvo {
 // a Stop that answered false it must not be destroyed.
 class BusService {
  public:
-  explicit BusService(GDBusConnection* connection);
+  // What a client may have waiting, in bytes of arguments, of which each call counts for 4,096
+  // more. That is 60,000 small calls, more than a client that reads its answers ever comes to. A
+  // call that is alone may be larger.
+  static constexpr std::size_t kMostWaiting = std::size_t{256} << 20;
+
+  explicit BusService(GDBusConnection* connection, std::size_t mostWaiting = kMostWaiting);
   ~BusService();
   BusService(const BusService&) = delete;
   BusService& operator=(const BusService&) = delete;
@@ -44,8 +51,15 @@ class BusService {
   void EmitMenusChanged();
 
  private:
+  // A call weighs what it holds in memory, until nothing of it is left to do.
+  using Weight = std::shared_ptr<std::atomic<std::size_t>>;
   struct InvocationRelease {
-    void operator()(GDBusMethodInvocation* invocation) const { g_object_unref(invocation); }
+    void operator()(GDBusMethodInvocation* invocation) const {
+      g_object_unref(invocation);
+      *waiting -= weight;
+    }
+    Weight waiting;  // of all of a client's calls
+    std::size_t weight;
   };
   using Invocation = std::shared_ptr<GDBusMethodInvocation>;
   struct NamesOfFolder;
@@ -60,6 +74,7 @@ class BusService {
   struct Client {
     guint watch = 0;
     std::weak_ptr<MenuCall> menuCall;  // the last
+    Weight waiting = std::make_shared<std::atomic<std::size_t>>(0);
   };
 
   // The service's thread.
@@ -70,7 +85,7 @@ class BusService {
   static GVariant* OnGetProperty(GDBusConnection*, const gchar*, const gchar*, const gchar*,
                                  const gchar* name, GError** error, gpointer self);
   static void OnClientVanished(GDBusConnection*, const gchar* client, gpointer self);
-  void WatchClient(const std::string& client);
+  Client& WatchClient(const std::string& client);
   void MenuForItems(const Invocation& invocation, const std::string& client);
   void Diagnose(const Invocation& invocation, const std::string& client);
   static void Supersede(const std::weak_ptr<MenuCall>& older);
@@ -88,6 +103,7 @@ class BusService {
   void Emit(const char* interface, const char* signal, GVariant* parameters);
 
   GDBusConnection* const connection_;
+  const std::size_t mostWaiting_;
   BusCalls* calls_ = nullptr;  // constant after Start
   const GLibPtr<GMainContext> context_{g_main_context_new()};
   GlibRunLoop loop_{context_.get()};

@@ -22,8 +22,8 @@ FinderCalls::FinderCalls(FinderSync& finderSync, BadgeTable& badges, Description
                     [&](const std::string& path) { finderSync.endObservingDirectoryAtURL(path); }),
       menus_(clock) {}
 
-void FinderCalls::beginObservingDirectory(const std::string& client, const std::string& path) {
-  observations_.Begin(client, path);
+bool FinderCalls::beginObservingDirectory(const std::string& client, const std::string& path) {
+  return observations_.Begin(client, path);
 }
 
 void FinderCalls::endObservingDirectory(const std::string& client, const std::string& path) {
@@ -31,15 +31,16 @@ void FinderCalls::endObservingDirectory(const std::string& client, const std::st
 }
 
 // Asking the disk and the Agent comes first, without a lock; the answer is what is known then.
-void FinderCalls::requestBadges(const std::string& client, const std::string& folder,
+bool FinderCalls::requestBadges(const std::string& client, const std::string& folder,
                                 const std::vector<std::string_view>& names,
                                 const std::function<void(const std::string& badges)>& reply) {
-  badges_.Ask(client, folder, names);
+  if (!badges_.Ask(client, folder, names)) return false;
   std::vector<std::string_view> items;
   items.reserve(names.size());
   std::copy_if(names.begin(), names.end(), std::back_inserter(items), IsItemName);
   finderSync_.requestBadgeIdentifiers(folder == "/" ? std::string() : folder, items);
   badges_.Answer(client, folder, names, reply);
+  return true;
 }
 
 void FinderCalls::describeItems(const std::string& client, const std::string& folder,

@@ -32,9 +32,9 @@ class FinderCalls : public BusCalls {
   // Whether a client has a menu of the item; see KeptMenus. Any thread.
   bool isMenuAbout(const std::string& path, bool isList) { return menus_.IsAbout(path, isList); }
 
-  void beginObservingDirectory(const std::string& client, const std::string& path) override;
+  bool beginObservingDirectory(const std::string& client, const std::string& path) override;
   void endObservingDirectory(const std::string& client, const std::string& path) override;
-  void requestBadges(const std::string& client, const std::string& folder,
+  bool requestBadges(const std::string& client, const std::string& folder,
                      const std::vector<std::string_view>& names,
                      const std::function<void(const std::string& badges)>& reply) override;
   void describeItems(const std::string& client, const std::string& folder,

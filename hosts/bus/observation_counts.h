@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <string>
@@ -16,10 +17,16 @@ class ObservationCounts {
  public:
   using Operation = std::function<void(const std::string& path)>;
 
+  // What a client may have begun, in bytes of paths; each counts some more. That is some 100,000
+  // folders, and no file manager shows as many.
+  static constexpr std::size_t kMostBytesPerClient = std::size_t{64} << 20;
+  static constexpr std::size_t kBytesPerFolder = 512;
+
   // `begin` is called for every Begin, `end` when no client observes the folder any more.
   ObservationCounts(Operation begin, Operation end);
 
-  void Begin(const std::string& client, const std::string& path);
+  // False, and nothing is done, when the client observes too much.
+  [[nodiscard]] bool Begin(const std::string& client, const std::string& path);
   // Ignored without a Begin of the same client.
   void End(const std::string& client, const std::string& path);
   // Ends all that the client has begun.
@@ -28,9 +35,13 @@ class ObservationCounts {
  private:
   const Operation begin_;
   const Operation end_;
+  // The client observes the folder no longer.
+  void GiveBack(const std::string& client, const std::string& path) KELVO_REQUIRES(mutex_);
+
   CMutex mutex_{kMutexNormal};
   // Begins without their End, by folder and client; none is 0.
   std::map<std::string, std::map<std::string, long>> counts_ KELVO_GUARDED_BY(mutex_);
+  std::map<std::string, std::size_t> bytesOf_ KELVO_GUARDED_BY(mutex_);  // by client; none is 0
 };
 
 }  // namespace kelvo

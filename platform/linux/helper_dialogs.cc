@@ -6,6 +6,7 @@
 
 #include "agent/keyed_archive.h"
 #include "base/logger.h"
+#include "base/string_utils.h"
 #include "platform/linux/desktop_notification.h"
 #include "platform/linux/dialog/dialog_messages.h"
 #include "platform/linux/dialog_process.h"
@@ -144,9 +145,10 @@ void HelperDialogs::Window::handlePortMessage(AgentPort& /*port*/, std::string n
     return Finish(dialog::AnswerOf(*values));
   }
   if (name == dialog::kFailed) {
-    return Lose("failed: " + dialog::TextOf(*values, dialog::kReason).substr(0, kMaxLoggedReason));
+    return Lose("failed: " +
+                std::string(CutText(dialog::TextOf(*values, dialog::kReason), kMaxLoggedReason)));
   }
-  Lose("sent an unexpected message: " + name.substr(0, kMaxLoggedName));
+  Lose("sent an unexpected message: " + std::string(CutText(name, kMaxLoggedName)));
 }
 
 void HelperDialogs::Window::Lose(const std::string& reason) {

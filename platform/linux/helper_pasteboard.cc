@@ -108,7 +108,7 @@ std::string Ask(Conversation& helper, const std::string& text) {
   if (answer->name == dialog::kFailed && values) {
     return "the helper failed: " + dialog::TextOf(*values, dialog::kReason);
   }
-  return "an unexpected message: " + answer->name.substr(0, kMaxLoggedName);
+  return "an unexpected message: " + std::string(CutText(answer->name, kMaxLoggedName));
 }
 
 }  // namespace

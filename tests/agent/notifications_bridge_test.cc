@@ -160,6 +160,8 @@ TEST_F(NotificationsBridgeTest, MessageThatDoesNotDecodeIsSkippedAndAnObserverMa
   fake_.transport.DeliverRaw("\xFF", EncodeKeyedArchive({}));
   EXPECT_EQ(2, LogCount("of the Agent skipped"));
   EXPECT_EQ(1, LogCount("not a binary property list"));
+  fake_.transport.DeliverRaw(std::string(1'000'000, '\1'), "garbage");
+  EXPECT_LT(fake_.systemLog.Lines().back().text.size(), 2000U) << "the name is as long as it likes";
   EXPECT_TRUE(IsBridgeConnected());
   fake_.transport.DeliverEvent("end");
   RemoveAgentObserver(&observer);

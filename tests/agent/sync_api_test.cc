@@ -299,6 +299,20 @@ TEST_F(SyncApiTest, DialogPreferencesAreBackOnBeforeTheAgentIsTold) {
   fake_.settingsQueue.RunAll();
   fake_.runLoop.RunPosted();
   EXPECT_EQ("event_name=reset_show_dialog_success ", LastSent());
+
+  // Each that came meanwhile is answered behind what it has queued, whatever was queued before.
+  const auto answers = [this] {
+    fake_.runLoop.RunPosted();
+    return fake_.transport.Events("reset_show_dialog_success").size();
+  };
+  fake_.transport.DeliverEvent("reset_show_dialog");
+  std::size_t answersBeforeWrite = 0;
+  fake_.settingsQueue.Async([&] { answersBeforeWrite = answers(); });
+  for (int i = 0; i < 5000; ++i) fake_.transport.DeliverEvent("reset_show_dialog");
+  EXPECT_EQ(2U, fake_.settingsQueue.Waiting());
+  fake_.settingsQueue.RunAll();
+  EXPECT_EQ(2U, answersBeforeWrite);
+  EXPECT_EQ(1002U, answers()) << "more are not counted";
 }
 
 }  // namespace

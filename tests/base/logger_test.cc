@@ -154,14 +154,32 @@ TEST_F(LoggerTest, FullDiskTearsNoLaterLine) {
   EXPECT_EQ(LogCount("torn") + LogCount("lost"), 2);
 }
 
-TEST_F(LoggerTest, RetiredLoggerLeavesTheFileButNotTheSystemLog) {
+TEST_F(LoggerTest, ReopenedLoggerGoesOnInANewFileWithoutRotation) {
   Logger().InitializeLogrotate(fake_.runLoop, 0, seconds{1});
   KELVO_LOG(kLogError, "before");
-  Logger().Retire();
+  std::filesystem::rename(path_, path_ + ".old");
+  Logger().Reopen();
   KELVO_LOG(kLogError, "after");
   fake_.runLoop.Advance(seconds{5});
-  EXPECT_EQ(Logged(), Prefix() + "before\n");
-  EXPECT_EQ(LogCount("after"), 1);
+  EXPECT_EQ(ReadFile(path_ + ".old"), Prefix() + "before\n");
+  EXPECT_EQ(Logged(), Prefix() + "after\n");
+}
+
+TEST_F(LoggerTest, OfALineWithoutBoundsTheBeginningIsKept) {
+  std::string endless;
+  while (endless.size() < 2 * LogStream::kMostBytes) endless += "\u20AC";
+  for (int i = 0; i < 3; ++i) {
+    KELVO_LOG(kLogError, endless << i << endless);
+    endless.insert(0, "x");
+  }
+  KELVO_LOG(kLogError, "after");
+  const std::vector<std::string> lines = LoggedLines();
+  ASSERT_EQ(lines.size(), 4U);
+  for (std::size_t i = 0; i < 3; ++i) {
+    EXPECT_NEAR(lines[i].size(), LogStream::kMostBytes, 20);
+    EXPECT_TRUE(lines[i].ends_with("\u20AC... (cut)"));
+  }
+  EXPECT_EQ(lines[3], Prefix() + "after");
 }
 
 TEST_F(LoggerTest, RotationKeepsOneOlderFile) {

@@ -177,6 +177,49 @@ TEST_F(SyncCacheTest, ResetForgetsAllAndRepaintsTheFolders) {
   EXPECT_EQ(fake_.transport.Events("sync-lists").size(), before + 1);
 }
 
+TEST_F(SyncCacheTest, BeyondItsSizeItForgetsWhatWasLookedAtTheLongestAgo) {
+  constexpr std::size_t kMostBytes = std::size_t{1} << 20;
+  CSyncApi api(fake_.runLoop, fake_.settingsQueue);
+  CSyncCache small(fake_.runLoop, fake_.clock, nullptr, kMostBytes);
+  small.Initialize(nullptr, &api);
+  const auto store = [&](const std::string& folder) {
+    CSyncStatusListResponse response(nullptr, folder,
+                                     std::make_shared<const std::string>(ListText(
+                                         {{.name = "a", .modifiedBy = std::string(5000, 'm')}})));
+    (void)small.StoreList(PrepareList(response));
+    fake_.clock.Turn(seconds(1));
+  };
+  const auto folder = [](std::size_t i) { return "/w/" + std::to_string(i); };
+  const auto listed = [&](std::size_t count) {
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < count; ++i) kept += small.IsListed(folder(i)) ? 1 : 0;
+    return kept;
+  };
+  small.AddObservedPath(folder(0));
+  for (std::size_t i = 0; i < 100; ++i) store(folder(i));
+  EXPECT_EQ(listed(100), 100U) << "not before it is full";
+  for (std::size_t i = 100; i < 1000; ++i) {
+    store(folder(i));
+    small.GetStatus(folder(1) + "/a");
+  }
+  EXPECT_LE(listed(1000) * 5000, kMostBytes + kMostBytes / 8);
+  EXPECT_GE(listed(1000) * 5000, kMostBytes / 2);
+  EXPECT_TRUE(small.IsListed(folder(0)) && small.IsListed(folder(1)) &&
+              small.IsListed(folder(999)));
+  EXPECT_GT(LogCount("folders are forgotten"), 0);
+
+  // Nor does it grow by queries, or by ever new items, be they in a folder that is shown.
+  for (std::size_t i = 0; i < 3000; ++i) {
+    small.GetStatus("/x" + folder(i) + "/a");
+    fake_.clock.Turn(seconds(1));
+  }
+  EXPECT_FALSE(small.IsAwaited("/x" + folder(0)));
+  for (int i = 0; i < 10'000 && small.IsListed(folder(0)); ++i) {
+    small.UpdateItem(folder(0) + "/" + std::to_string(i), "", i, {}, {}, "", 0, "", {}, {}, false);
+  }
+  EXPECT_FALSE(small.IsListed(folder(0)));
+}
+
 TEST_F(SyncCacheTest, SweepDropsWhatNobodyLooksAt) {
   SendList("/old", {{.name = "a"}});
   SendList("/shown", {{.name = "a"}});

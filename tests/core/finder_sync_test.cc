@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <set>
 
 #include "base/logger.h"
 #include "tests/support/started_extension.h"
@@ -173,6 +174,58 @@ TEST_F(FinderSyncTest, WhatWasAskedWhileTheAgentWasAwayIsAskedAgain) {
   EXPECT_EQ(fake_.transport.ListRequests(), (Paths{"/away", "/away/a", "/away", "/away/a"}));
   connections_.resize(3);
   EXPECT_EQ(connections_, (std::vector<bool>{true, false, true}));
+}
+
+TEST_F(FinderSyncTest, AResetLeavesNoOldBadgeOfAShownFolderHoweverLongTheAgentIsDeaf) {
+  const std::set<std::string> shown = {"/w/first", "/w/second", "/w/third"};
+  const auto requested = [&] {
+    std::set<std::string> lists;
+    for (const std::string& path : NewRequests()) {
+      if (shown.contains(path)) lists.insert(path);
+    }
+    return lists;
+  };
+  const auto answer = [&](int status) {
+    SendList("/w", {{.name = "first"}, {.name = "second"}, {.name = "third"}});
+    for (const std::string& path : shown) SendList(path, {{.name = "a", .status = status}});
+  };
+  const auto reset = [this] {
+    fake_.transport.DeliverEvent("sync_response", {{"command", "reset-status"}});
+    fake_.runLoop.RunPosted();
+  };
+  const std::set<std::string> none;
+  for (const std::string& path : shown) extension_->beginObservingDirectoryAtURL(path);
+  answer(0);
+  fake_.runLoop.Advance(seconds(10));
+  requested();
+  reset();
+  EXPECT_EQ(requested(), shown) << "each of them, although they lie in one folder";
+  answer(1);
+  fake_.runLoop.Advance(seconds(20));
+  EXPECT_EQ(requested(), none);
+
+  fake_.transport.deaf = true;
+  reset();
+  fake_.transport.outgoingBytes = 1'000'000;
+  fake_.transport.FailSend();
+  fake_.runLoop.Advance(seconds(900));  // and sweeps
+  fake_.transport.deaf = false;
+  fake_.transport.outgoingBytes = 0;
+  fake_.runLoop.Advance(seconds(8));
+  EXPECT_EQ(requested(), shown);
+  answer(0);
+  EXPECT_EQ(Badge("/w/second/a"), "1");
+  fake_.runLoop.Advance(seconds(700));  // what has come is forgotten
+  EXPECT_EQ(requested(), none);
+
+  // A list that is to come anew, and a folder that the Agent has told to forget.
+  fake_.transport.deaf = true;
+  fake_.transport.DeliverEvent("sync_error", {{"error", "3"}, {"mpf", "1"}, {"path", "/w/first"}});
+  SendItem("/w/third/a", {{"status", PropertyList("3")}});
+  fake_.transport.FailSend();
+  fake_.transport.deaf = false;
+  fake_.runLoop.Advance(seconds(8));
+  EXPECT_EQ(requested(), (std::set<std::string>{"/w/first", "/w/third"}));
 }
 
 TEST_F(FinderSyncTest, SweepIsToldOnlyWhileTheChannelIsUp) {

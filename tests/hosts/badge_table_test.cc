@@ -23,7 +23,7 @@ class BadgeTableTest : public ::testing::Test {
  protected:
   std::string Ask(const std::string& client, const std::vector<std::string>& names) {
     const std::vector<std::string_view> views(names.begin(), names.end());
-    table_.Ask(client, folder_, views);
+    EXPECT_TRUE(table_.Ask(client, folder_, views));
     return Answer(client, names);
   }
   std::string Answer(const std::string& client, const std::vector<std::string>& names) {
@@ -98,12 +98,15 @@ class BadgeTableTest : public ::testing::Test {
   FakeClock clock_;
   FakeRunLoop runLoop_{clock_};
   BadgeTable table_{
-      runLoop_, clock_,
+      runLoop_,
+      clock_,
       [this](const std::string& directory, const std::vector<KnownItem>& items) {
         return ReadAll(directory, items);
       },
       [this](const std::string& folder, const std::string& entries) { Signal(folder, entries); },
-      [this] { return changes_; }};
+      [this] { return changes_; },
+      kMostBytes};
+  static constexpr std::size_t kMostBytes = std::size_t{4} << 20;
 };
 
 TEST_F(BadgeTableTest, AnswersByNameInOrderAndKeepsOnlyNamesOfItems) {
@@ -165,7 +168,7 @@ TEST_F(BadgeTableTest, SignalsAtOnceAfterQuietElseFiftyMillisecondsAfterTheLast)
 }
 
 TEST_F(BadgeTableTest, ChangeBetweenQuestionAndAnswerIsInTheAnswer) {
-  table_.Ask("c", "/w", {"a"});
+  EXPECT_TRUE(table_.Ask("c", "/w", {"a"}));
   Change("a", '1');
   EXPECT_EQ("1", Answer("c", {"a"}));
   runLoop_.Advance(milliseconds{1000});
@@ -185,7 +188,7 @@ TEST_F(BadgeTableTest, AnswerNewerThanWhatOthersWereToldIsSignalled) {
 TEST_F(BadgeTableTest, DirectoriesAreReadAsSuch) {
   SwitchGreenOff();
   cache_ = {{"/w/d", '1'}, {"/w/f", '1'}};
-  table_.Ask("c", "/w", {"d", "f"});
+  EXPECT_TRUE(table_.Ask("c", "/w", {"d", "f"}));
   Repaint("d", true);
   Repaint("f", false);
   EXPECT_EQ("10", Answer("c", {"d", "f"}));
@@ -228,7 +231,7 @@ TEST_F(BadgeTableTest, SweepTakesFoldersOfNoInterestButNotThoseBeingAnswered) {
   Ask("c", {"b"});
   folder_ = "/";
   Ask("c", {"x"});
-  table_.Ask("c", "/answering", {"z"});
+  EXPECT_TRUE(table_.Ask("c", "/answering", {"z"}));
   std::set<std::string> asked;
   table_.Swept([&](const std::string& directory) {
     asked.insert(directory);
@@ -278,7 +281,7 @@ TEST_F(BadgeTableTest, ANameThatWaitedForSomebodyWhoLeftIsNoNewsForOthers) {
   Change("x", '2');
   table_.ClientGone("first");
   const std::vector<std::string_view> names = {"x"};
-  table_.Ask("third", folder_, names);
+  EXPECT_TRUE(table_.Ask("third", folder_, names));
   EXPECT_EQ(std::vector<Badges>(), TurnEnds());
 }
 
@@ -290,6 +293,34 @@ TEST_F(BadgeTableTest, ALateRepaintThatDidNotLookUndoesNoLook) {
   const FinderController::ItemBadge late{"f", "1", std::nullopt};  // from before
   table_.NoteRepaints("/w", {&late, 1});
   EXPECT_EQ(std::vector<Badges>({{{"f", '0'}}}), TurnEnds());
+}
+
+TEST_F(BadgeTableTest, AClientAsksForOnlySoMuch) {
+  std::vector<std::string_view> names = {"a", "b"};
+  std::size_t folders = 0;
+  const auto ask = [&](const char* client) {
+    const std::string folder = "/" + std::to_string(folders);
+    if (!table_.Ask(client, folder, names)) return false;
+    table_.Answer(client, folder, names, [](const std::string&) {});
+    return true;
+  };
+  for (; folders < 100'000 && ask("greedy"); ++folders) {
+  }
+  EXPECT_GT(folders, 1000U);
+  EXPECT_LT(folders, kMostBytes / 500);
+  EXPECT_TRUE(ask("other"));
+  folders = 1;
+  EXPECT_TRUE(ask("greedy")) << "what it has asked for already";
+  names.push_back("c");
+  EXPECT_FALSE(ask("greedy"));
+  table_.Swept([](const std::string& directory) { return directory != "/2"; });
+  EXPECT_TRUE(ask("greedy")) << "now that one is let go";
+  folders = 2;
+  EXPECT_TRUE(ask("greedy"));
+  folders = 3;
+  EXPECT_FALSE(ask("greedy"));
+  table_.ClientGone("greedy");
+  EXPECT_TRUE(ask("greedy"));
 }
 
 }  // namespace

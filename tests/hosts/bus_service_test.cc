@@ -54,19 +54,23 @@ class Record {
 
 class RecordedCalls : public BusCalls {
  public:
-  void beginObservingDirectory(const std::string&, const std::string& path) override {
-    record.Add("begin " + path);
+  // Folders named "/full" are too many.
+  bool beginObservingDirectory(const std::string&, const std::string& path) override {
+    if (path != "/full") record.Add("begin " + path);
+    return path != "/full";
   }
   void endObservingDirectory(const std::string&, const std::string& path) override {
     record.Add("end " + path);
   }
   // A folder named "/slow" is answered when the test says so.
-  void requestBadges(const std::string&, const std::string& folder,
+  bool requestBadges(const std::string&, const std::string& folder,
                      const std::vector<std::string_view>& names,
                      const std::function<void(const std::string&)>& reply) override {
+    if (folder == "/full") return false;
     EXPECT_TRUE(folder != "/slow" || released.WaitFor("released"));
     record.Add("badges " + folder);
     reply(std::string(names.size(), '1'));
+    return true;
   }
   // Knows the item "a".
   void describeItems(const std::string&, const std::string& folder,
@@ -177,12 +181,12 @@ class Client {
 
 class BusServiceTest : public ::testing::Test {
  protected:
-  BusServiceTest() {
+  explicit BusServiceTest(std::size_t mostWaiting = BusService::kMostWaiting) {
     g_test_dbus_up(bus_.get());
     std::string error;
     connection_ = BusConnection::Open(&error);
     EXPECT_NE(nullptr, connection_) << error;
-    service_ = std::make_unique<BusService>(connection_->get());
+    service_ = std::make_unique<BusService>(connection_->get(), mostWaiting);
     EXPECT_TRUE(service_->Start(calls_, &error)) << error;
   }
   ~BusServiceTest() override {
@@ -297,6 +301,8 @@ TEST_F(BusServiceTest, DescribesInTheClientsOrderAndDiagnosesBesideIt) {
   const std::string two("b\0a\0", 4);
   EXPECT_EQ(kErrorInvalidPath, client->Ask("DescribeItems", names("w", two)));
   EXPECT_EQ(kErrorInvalidPath, client->Ask("DescribeItems", names("/w", "a")));
+  const std::string endless = "/" + std::string(100'000, 'w');
+  EXPECT_EQ(kErrorInvalidPath, client->Ask("DescribeItems", names(endless.c_str(), "")));
   for (const char* method : {"DescribeItems", "RequestBadges"}) {
     EXPECT_EQ("org.freedesktop.DBus.Error.LimitsExceeded",
               client->Ask(method, names("/w", std::string(1'000'001, '\0'))));
@@ -315,6 +321,34 @@ TEST_F(BusServiceTest, DescribesInTheClientsOrderAndDiagnosesBesideIt) {
   EXPECT_EQ(
       (std::vector<std::string>{"describe /", "badges /slow", "describe /after", "describe /w"}),
       calls_.record.Lines());
+}
+
+class BusyServiceTest : public BusServiceTest {
+ protected:
+  BusyServiceTest() : BusServiceTest(10 * 4096) {}
+};
+
+TEST_F(BusyServiceTest, AClientThatHasTooMuchWaitingIsRefusedMore) {
+  const std::string refusal = "org.freedesktop.DBus.Error.LimitsExceeded";
+  const auto folder = [](const char* path) { return g_variant_new("(@ay)", Bytes(path)); };
+  auto client = MakeClient();
+  auto other = MakeClient();
+  const auto begin = [&client, folder] {
+    return client->Ask("BeginObservingDirectory", folder("/w"));
+  };
+  EXPECT_EQ(refusal, client->Ask("BeginObservingDirectory", folder("/full")));
+  EXPECT_EQ(refusal,
+            client->Ask("RequestBadges", g_variant_new("(@ay@ay)", Bytes("/full"), Bytes(""))));
+  client->Send("RequestBadges", g_variant_new("(@ay@ay)", Bytes("/slow"), Bytes("")));
+  for (int i = 0; i < 8; ++i) client->Send("EndObservingDirectory", folder("/w"));
+  EXPECT_EQ(refusal, begin());
+  EXPECT_EQ("()", other->Ask("BeginObservingDirectory", folder("/other")));
+  calls_.released.Add("released");
+  const auto limit = std::chrono::steady_clock::now() + kLimit;
+  while (begin() != "()" && std::chrono::steady_clock::now() < limit) std::this_thread::yield();
+  EXPECT_TRUE(calls_.record.WaitFor("begin /w"));
+  const std::vector<std::string> lines = calls_.record.Lines();
+  EXPECT_EQ(8, std::count(lines.begin(), lines.end(), "end /w")) << "those before the refusal";
 }
 
 TEST_F(BusServiceTest, PropertiesAreSignalledWhenTheyChange) {

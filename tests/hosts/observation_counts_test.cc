@@ -19,7 +19,7 @@ class ObservationCountsTest : public ::testing::Test {
 
 TEST_F(ObservationCountsTest, EveryBeginIsPassedOnAndTheLastEnd) {
   counts_.End("first", "/w");  // not begun
-  for (const char* client : {"first", "first", "second"}) counts_.Begin(client, "/w");
+  for (const char* client : {"first", "first", "second"}) EXPECT_TRUE(counts_.Begin(client, "/w"));
   EXPECT_EQ((Calls{"begin /w", "begin /w", "begin /w"}), calls_);
   for (const char* client : {"first", "second", "second"}) counts_.End(client, "/w");
   counts_.End("first", "/other");
@@ -29,13 +29,32 @@ TEST_F(ObservationCountsTest, EveryBeginIsPassedOnAndTheLastEnd) {
 }
 
 TEST_F(ObservationCountsTest, LeavingEndsWhatNobodyElseObserves) {
-  for (const char* path : {"/a", "/a", "/b"}) counts_.Begin("first", path);
-  counts_.Begin("second", "/b");
+  for (const char* path : {"/a", "/a", "/b"}) EXPECT_TRUE(counts_.Begin("first", path));
+  EXPECT_TRUE(counts_.Begin("second", "/b"));
   calls_.clear();
   counts_.ClientGone("first");
   EXPECT_EQ(Calls{"end /a"}, calls_);
   counts_.ClientGone("second");
   EXPECT_EQ((Calls{"end /a", "end /b"}), calls_);
+}
+
+TEST_F(ObservationCountsTest, AClientObservesOnlySoMuch) {
+  const auto path = [](std::size_t i) {
+    return "/" + std::to_string(i) + std::string(60'000, 'x');
+  };
+  std::size_t most = 0;
+  while (most < 10'000 && counts_.Begin("greedy", path(most))) ++most;
+  EXPECT_LE(most, ObservationCounts::kMostBytesPerClient / 60'000);
+  EXPECT_EQ(most, calls_.size());
+  EXPECT_TRUE(counts_.Begin("greedy", path(0))) << "what it observes already";
+  EXPECT_TRUE(counts_.Begin("other", path(most)));
+  counts_.End("greedy", path(most));  // not begun
+  EXPECT_FALSE(counts_.Begin("greedy", path(most)));
+  counts_.End("greedy", path(1));
+  EXPECT_TRUE(counts_.Begin("greedy", path(most)));
+  EXPECT_FALSE(counts_.Begin("greedy", path(1)));
+  counts_.ClientGone("greedy");
+  EXPECT_TRUE(counts_.Begin("greedy", path(1)));
 }
 
 }  // namespace

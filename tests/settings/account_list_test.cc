@@ -112,7 +112,8 @@ TEST_F(AccountListTest, ChangedSettingsAreReadOnTheQueue) {
   EXPECT_EQ("1 ", Identifiers(list));
 
   Account("/account_0", "");
-  AnnounceChange();
+  for (int i = 0; i < 100; ++i) AnnounceChange();
+  EXPECT_EQ(1U, fake_.settingsQueue.Waiting());
   EXPECT_EQ(1U, list.count());
   fake_.settingsQueue.RunAll();
   EXPECT_EQ("0 1 ", Identifiers(list));

@@ -87,5 +87,21 @@ TEST_F(PlistUserDefaultsTest, AValueThatCannotBeWrittenIsStillInForce) {
   EXPECT_TRUE(defaults.GetBool("a"));
 }
 
+TEST_F(PlistUserDefaultsTest, WhatWaitsForTheFileIsWrittenInOneGo) {
+  PlistUserDefaults defaults(path_, fake_.settingsQueue);
+  fake_.settingsQueue.Hold(true);
+  for (int i = 0; i < 100; ++i) {
+    for (const char* key : {"a", "b"}) defaults.SetBool(key, i % 2 == 0);
+  }
+  defaults.SetBool("b", true);
+  EXPECT_EQ(fake_.settingsQueue.Waiting(), 1U);
+  fake_.settingsQueue.RunAll();
+  defaults.SetBool("c", true);
+  EXPECT_EQ(fake_.settingsQueue.Waiting(), 1U);
+  fake_.settingsQueue.RunAll();
+  EXPECT_EQ(LoadPropertiesFromFile(path_),
+            (PropertyList::Dictionary{{"a", false}, {"b", true}, {"c", true}}));
+}
+
 }  // namespace
 }  // namespace kelvo

@@ -99,6 +99,11 @@ void FakeBackgroundQueue::RunAll() {
   }
 }
 
+std::size_t FakeBackgroundQueue::Waiting() {
+  std::lock_guard lock(mutex_);
+  return work_.size();
+}
+
 void FakeSystemLog::Write(const std::string& identity, int level, const std::string& text) {
   std::lock_guard lock(mutex_);
   lines_.push_back({identity, level, text});
@@ -121,6 +126,7 @@ class FakeTransport::Port : public AgentPort {
   explicit Port(FakeTransport& owner) : owner_(owner) {}
   ~Port() override { owner_.port_ = nullptr; }
   void Send(std::string name, std::string archive) override {
+    if (owner_.deaf) return;
     auto info = DecodeKeyedArchive(archive, nullptr);
     owner_.sent.push_back({std::move(name), info.value_or(PropertyList::Dictionary{
                                                 {"undecodable", PropertyList(true)}})});

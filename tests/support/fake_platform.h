@@ -95,6 +95,7 @@ class FakeBackgroundQueue : public BackgroundQueue {
   // With `hold`, work waits until RunAll.
   void Hold(bool hold) { hold_ = hold; }
   void RunAll();
+  std::size_t Waiting();
   // As when the system makes no thread any more.
   void Refuse(bool refuse) { refuse_ = refuse; }
 
@@ -137,6 +138,7 @@ class FakeTransport : public AgentTransport {
   int lookups = 0;
   std::string lookedUpName;
   std::size_t outgoingBytes = 0;  // said to wait for the Agent
+  bool deaf = false;              // what is sent is lost, which FailSend tells
   std::vector<Sent> sent;
 
   bool Connected() const { return port_ != nullptr; }
