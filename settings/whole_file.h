@@ -15,7 +15,8 @@ namespace kelvo {
 std::optional<std::string> ReadWholeFile(const std::string& path, int* error = nullptr);
 
 // Puts a file with these bytes and access rights in the place of what is there, missing folders
-// made. 0, or the reason (errno): then nothing has changed, and no trace is left.
+// made. 0, or the reason (errno): then nothing has changed, and no trace is left. What a writer
+// that was killed has left beside the file is removed by the next one.
 [[nodiscard]] int ReplaceWholeFile(const std::string& path, std::string_view bytes,
                                    mode_t accessRights);
 

@@ -8,79 +8,95 @@ import os
 import random
 import signal
 import sys
+import threading
 import time
+import types
 
-from driver import PATIENCE, PluginProcess, main, poll, wait_until
+from gi.repository import Gio, GLib
 
-BUS_CALL = 100  # ms for the badges of a folder's items
+from driver import HERE, NAME, PATIENCE, BusClient, main, poll, wait_until
+from bus_client import INTERFACE, PATH, as_bytes, byte_array
+from soak_agent import write_settings
+
+# Seconds after the last question: longer than one is kept that the Agent does not read (3), and
+# than an answer is waited for before the same is asked again (5).
+AWAY = 6
+UNDER_WAY = 32  # calls of one client
+ITEM = "f00000"
 LARGE = 1000    # files with long names: their list does not fit into the socket
 LONG = "a name of which few make a list large " * 6
 MARKERS = ["%s%05d" % (LONG, i) for i in range(0, LARGE, 10)]
 
 
+class Searcher(BusClient):
+    """Asks for one item in each of many folders, as a search does, many calls under way."""
+
+    def ask(self, folders):
+        room = threading.Semaphore(UNDER_WAY)
+
+        def answered(connection, result, folder):
+            with self._news:
+                answer = as_bytes(connection.call_finish(result).get_child_value(0))
+                self.badges[(folder, ITEM.encode())] = answer
+            room.release()
+        for folder in folders:
+            if not room.acquire(timeout=PATIENCE):
+                raise AssertionError("no answer to RequestBadges")
+            self._connection.call(
+                NAME, PATH, INTERFACE, "RequestBadges", GLib.Variant.new_tuple(
+                    byte_array(folder.encode()), byte_array(ITEM.encode() + b"\0")),
+                None, Gio.DBusCallFlags.NONE, PATIENCE * 1000, None, answered, folder.encode())
+        for _ in range(UNDER_WAY):
+            room.acquire(timeout=PATIENCE)
+
+    def wait_all(self, folders, badge, what):
+        left = [(folder.encode(), ITEM.encode()) for folder in reversed(folders)]
+
+        def done():
+            while left and self.badges.get(left[-1]) == badge:
+                left.pop()
+            return not left
+        self.wait(done, PATIENCE, what)
+
+
 def stopped_agent(world):
-    """Far more is asked for than the socket takes, while nobody answers."""
-    count, files = (1000, 100) if world.long else (300, 20)
-    names = ["f%05d" % i for i in range(files)]
-    folders = [world.make("d%04d" % i, files) for i in range(count)]
-    later, first = world.make("later", files), world.make("first", files)
+    """While nobody answers, far more is asked for than is kept for the Agent's return."""
+    # Of each folder the cache, the bus and the late requests know: less than 2 KB in all.
+    count, shown, memory = (100_000, 300, 192) if world.long else (6000, 100, 16)
+    folders = ["%s/d%06d" % (world.work, i) for i in range(count)]
+    later = os.path.join(world.work, "later")
+    write_settings(world.session, world.work)
     world.start_bus()
-    world.start_agent([{"path": "d%04d/f00000" % i, "status": 1} for i in range(count)])
-    client = world.connect()
+    world.agent = types.SimpleNamespace(process=world.session.spawn(
+        [sys.executable, os.path.join(HERE, "quick_agent.py")]))
+    world.wait_socket()
+    client = Searcher(world.session.environment["DBUS_SESSION_BUS_ADDRESS"])
     world.wait_watching(client)
-    plugin = PluginProcess(world)
-    plugin.show(first)
-    plugin.wait_badges({first: {"1": files}}, PATIENCE, "before the fault")
-    extension = world.extension()
-    before = extension.descriptors(), extension.memory()
+    guard = world.guard()
 
     world.agent.process.send_signal(signal.SIGSTOP)
-    slowest = max(ask(client, folder, names) for folder in folders)
-    plugin.show(*folders[:count // 2])
-    plugin.tell()  # which comes behind what was shown
-    world.at_most("a bus call for %d badges, %d in all, <= %d ms"
-                  % (files, files * count, BUS_CALL), BUS_CALL, slowest * 1000, "ms")
-    wait_until(lambda: "message port send failed" in world.log(), PATIENCE, "lost questions")
-    ask_after_return(world, client, later, names)
-
-    expected = b"2" + b"1" * (files - 1)
-
-    def wrong():
-        return [folder for folder in folders if client.request(folder, names) != expected]
-    wait_until(lambda: not wrong(), PATIENCE, lambda: "%d folders are wrong" % len(wrong()))
-    world.exactly("what was lost is right at the next asking", 0, len(wrong()), "all right")
-    plugin.wait_badges({folder: {"1": files - 1, "2": 1} for folder in folders[:count // 2]},
-                       PATIENCE, "in the plug-in")
-    world.at_most("a plug-in's call <= 5 ms, all the time", 5, plugin.tell()[0], "ms")
-    world.within("memory grows by <= 64 MB", 64, extension.peak() - before[1], "MB")
-    wait_until(lambda: extension.descriptors() <= before[0], PATIENCE, "as many descriptors")
-    world.within("descriptors stay", before[0], extension.descriptors(), "of %d" % before[0])
-
-
-def ask(client, folder, names):
-    """Seconds until the answer."""
-    begin = time.monotonic()
-    client.request(folder, names, seconds=PATIENCE)
-    return time.monotonic() - begin
-
-
-def ask_after_return(world, client, folder, names):
-    """The Agent first answers what it was asked before; how long that takes is its own affair."""
-    log = os.path.join(world.session.logs, "kelvo-sample-agent")
-    heard = os.path.getsize(log)
-
-    def answered():
-        with open(log, encoding="utf-8") as file:
-            file.seek(heard)
-            return "sync_status_list path=%s " % folder in file.read()
+    for folder in folders[:shown]:
+        guard.plugin.hold(folder + "/" + ITEM)
+    client.ask(folders)
+    poll(lambda: "message port send failed" in world.log(), PATIENCE, "lost questions")
+    time.sleep(AWAY)
     world.agent.process.send_signal(signal.SIGCONT)
     begin = time.monotonic()
-    client.request(folder, names)
-    poll(answered, PATIENCE, "the Agent's answer")
-    agent = time.monotonic() - begin
-    client.wait_badges(folder, dict.fromkeys(names, "1"), PATIENCE)
-    world.at_most("asked after its return: right <= 1 s after the Agent came to it (after %.1f s)"
-                  % agent, 1, time.monotonic() - begin - agent, "s")
+    client.ask([later])
+    client.wait_all([later], b"2", "asked after the return")
+    world.at_most("asked after its return: right in <= 1 s of it", 1, time.monotonic() - begin, "s")
+
+    lost = [folder for folder in folders if client.badges[(folder.encode(), ITEM.encode())] != b"2"]
+    for i in range(0, len(lost), 500):  # not more than the Agent's socket and its patience take
+        client.ask(lost[i:i + 500])
+        client.wait_all(lost[i:i + 500], b"2", "asked once more")
+    world.tell("asked about {:,} folders meanwhile: what was lost is right at the next asking, by "
+               "signals alone".format(count), "all {:,}".format(len(lost)),
+               "kept" if lost else "BROKEN")
+    guard.plugin.wait_badges(dict.fromkeys(folders[:shown], "2"), 2 * PATIENCE, "in the plug-in")
+    world.tell("what a plug-in shows of it is right by itself", "all %d" % shown, "kept")
+    guard.tell(memory, peak=True, plugin_memory=8)
+    client.close()
 
 
 class Lane:
@@ -92,6 +108,7 @@ class Lane:
         self.chance = random.Random(number)
         self.outcomes = collections.Counter()
         self.before = None
+        self.guard = None
         world.start_bus()
         world.start_agent()
         self.client = world.connect()
@@ -121,7 +138,8 @@ class Lane:
         poll(lambda: "command=status-list path=%s\n" % folder in self.world.agent_output(),
              PATIENCE, "the question")
         try:
-            if turn % 2:  # the list waits half sent for an extension that does not read
+            # The list waits half sent for an extension that does not read; nor does that answer.
+            if turn % 2 and self.guard is None:
                 os.kill(self.extension.pid, signal.SIGSTOP)
             # Every place of the answer comes to its turn, whatever the machine's speed.
             time.sleep(self.chance.random() * 1.5 * self.usual)
@@ -164,10 +182,12 @@ def killed_agent(world):
     """While the list of a large folder is asked for and sent."""
     turns, warm, sessions = (125, 25, 8) if world.long else (2, 1, 2)
     lanes = [Lane(world, 0)] + [Lane(world.beside(), i) for i in range(1, sessions)]
+    lanes[0].guard = world.guard()
     for turn in range(turns):
         if turn == warm:
             for lane in lanes:
                 lane.before = lane.readings()
+            lanes[0].guard.mark()
         for lane in lanes:
             lane.forget()
             lane.kill(turn)
@@ -180,8 +200,13 @@ def killed_agent(world):
     for lane in lanes:
         lane.wait_all()
     last = time.monotonic() - begin
+    lanes[0].guard.tell()
     alive = all(lane.extension.is_alive() for lane in lanes)
     outcomes = sum((lane.outcomes for lane in lanes), collections.Counter())
+    for lane in lanes:  # some have nothing to do any more, and will end
+        wait_until(lambda lane=lane: lane.extension.threads() <= lane.before[1], PATIENCE,
+                   lambda lane=lane: "threads: %d, not %d" % (lane.extension.threads(),
+                                                              lane.before[1]))
     grown = [max(new[i] - lane.before[i] for new, lane in zip(after, lanes)) for i in range(3)]
     world.exactly("no crash of the extension in %d kills" % (turns * len(lanes)), True, alive,
                   "the same processes")
@@ -189,7 +214,7 @@ def killed_agent(world):
     world.exactly("no partial list is kept", 0, outcomes["partial"], "0; %d came whole, %d half, "
                   "%d not at all" % (outcomes["whole"], half, outcomes["cut"] - half))
     world.at_most("of the Agent that stays all is right in <= 14 s", 14, last, "s")
-    world.within("no descriptor is left", 0, grown[0], "more")
+    world.within("no descriptor is left, no thread either", 0, grown[0], "more")
     limit = 2 if world.long else 4  # few rounds do not warm up
     world.within("memory grows by <= %d MB in %d kills each after warm-up" % (limit, turns - warm),
                  limit, grown[2], "MB")

@@ -80,8 +80,6 @@ TEST_F(PropertiesTest, WhatCannotBeWrittenLeavesTheOldBytes) {
     mode_t folder = 0700, file = 0600;
     std::string inTheWay = {};  // a folder
   } kRows[] = {
-      {"disk full after half", old, larger, true, 4096},
-      {"disk full at once", old, larger, true, 0},
       {"disk full while copying aside", "damaged", larger, true, 3},
       {"disk full before copying aside", "damaged", larger, true, 0},
       {"no XML form", old, unwritable, true},

@@ -78,18 +78,19 @@ class SettingsKillTest : public test::Fixture {
       }
       // The next writer finishes what the killed one began, and loses nothing either.
       std::string files;
-      for (const std::string& file : {path_, copy_, copy_ + ".new"}) {
-        files += std::filesystem::exists(file) ? "[" + ReadFile(file) + "]" : "none";
+      for (const auto& file : std::filesystem::directory_iterator(folder_)) {
+        files += "[" + file.path().string() + ReadFile(file.path()) + "]";
       }
       if (std::exchange(seen, files) == files) continue;
       ASSERT_EQ(Write(scenario, 0), End::kFinished);
       ASSERT_EQ(Load(), scenario.after);
       ASSERT_EQ(ReadFile(copy_), damaged ? scenario.before : "");
-      ASSERT_FALSE(std::filesystem::exists(copy_ + ".new"));
+      ASSERT_EQ(std::distance(std::filesystem::directory_iterator(folder_), {}), damaged ? 2 : 1);
     }
   }
 
-  const std::string path_ = Home("settings.plist");
+  const std::string folder_ = Home("x");
+  const std::string path_ = folder_ + "/settings.plist";
   const std::string copy_ = path_ + ".damaged";
 };
 
@@ -115,6 +116,7 @@ TEST_F(SettingsKillTest, AWriteKilledAtAnySystemCallLeavesTheOldOrTheNewContent)
       {"damaged", "change", half, alone(9), "9"},
       {"damaged", "store", half, alone(9000), "9000"},
       {"damaged", "array", half, PropertyList::Array{alone(9)}, "9"},
+      {"longer", "replace", old, alone(9000), "9000"},
   };
   for (const Scenario& scenario : kScenarios) {
     ASSERT_NO_FATAL_FAILURE(KillAtEachStop(scenario));

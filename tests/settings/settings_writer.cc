@@ -11,6 +11,8 @@
 #include <string_view>
 
 #include "settings/properties.h"
+#include "settings/property_list_xml.h"
+#include "settings/whole_file.h"
 
 namespace {
 
@@ -41,6 +43,9 @@ int Once(std::string_view operation, const std::string& path, std::size_t size) 
   ::raise(SIGSTOP);
   if (operation == "change") return kelvo::ChangePropertiesInFile(path, value) ? 0 : 1;
   if (operation == "store") return kelvo::StorePropertiesToFile(path, value) ? 0 : 1;
+  if (operation == "replace") {
+    return kelvo::ReplaceWholeFile(path, kelvo::WriteXmlPropertyList(value).value(), 0600);
+  }
   return kelvo::StorePropertiesToFileA(path, {value}) ? 0 : 1;
 }
 

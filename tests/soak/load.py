@@ -77,19 +77,26 @@ class Load:
                    lambda: "watched folders %r instead of %r" % (client.directories(), watched))
 
     def events(self, rate):
-        """So many events a second; what is late is made up for."""
-        begin, sent = time.monotonic(), 0
-        while not self.stop.wait(TICK):
-            due = int((time.monotonic() - begin) * rate)
+        """So many events a second are sent; what is late, since the Agent is away, is made up for,
+        also when the load is to stop.
+        """
+        begin, sent, due, ending = time.monotonic(), 0, 0, None
+        while not ending or sent < due:
+            time.sleep(TICK)
+            now = time.monotonic()
+            if not ending:
+                due = int((now - begin) * rate)
+                ending = now if self.stop.is_set() else None
+            elif now > ending + PATIENCE:
+                raise SessionError("only %d of %d events could be sent" % (sent, due))
             # Not all at once after a stall, or the Agent would never be heard by others.
             for _ in range(min(due - sent, 200)):
                 folder = random.choice(self.folders)
                 if random.random() < 0.01:
-                    self._agent.tell_folder(folder)
+                    sent += self._agent.tell_folder(folder)
                 else:
-                    self._agent.change(folder, "f%03d" % random.randrange(ITEMS),
-                                       random.choice(STATES))
-                sent += 1
+                    sent += self._agent.change(folder, "f%03d" % random.randrange(ITEMS),
+                                               random.choice(STATES))
 
     def come_and_go(self):
         """Clients, each with a folder that nobody has seen before."""

@@ -1,6 +1,7 @@
 """An Agent in this process that knows at any time which badge every item must have."""
 import collections
 import os
+import plistlib
 import select
 import socket
 import threading
@@ -12,6 +13,10 @@ EVENT = "com.kelvo.client.AgentEvent"
 RENDEZVOUS = "com.kelvo.vip.kelvoFinderSync"
 PATIENCE = 30  # seconds that the extension may take to read what is sent
 USER = "Sample User"
+PREFERENCES = "Library/Preferences/com.kelvo.vip"
+SETTINGS = {"config_label": "Kelvo Agent", "desktop_name": "soak", "user": "sample",
+            "email": "sample@kelvo.example", "full_name": USER, "user_id": "1",
+            "sync_file_locking": True, "public_share": True}
 
 State = collections.namedtuple("State", "badge status lock denied")
 IN_SYNC = State("1", 0, 0, 0)
@@ -19,6 +24,14 @@ MINE = State("4", 0, 2, 0)
 EVE = State("3", 0, 1, 0)
 STATES = [IN_SYNC, State("2", 1, 0, 0), EVE, MINE, State("5", 0, 3, 0), State("6", 0, 0, 7),
           State("6", 1, 1, 2)]
+
+
+def write_settings(session, work):
+    """The Agent's settings of a session whose Workplace is the folder `work`."""
+    folder = os.path.join(session.home, PREFERENCES)
+    os.makedirs(folder, mode=0o700)
+    with open(os.path.join(folder, "user_info.plist"), "wb") as file:
+        plistlib.dump(dict(SETTINGS, master_project_folder=work), file)
 
 
 def _text(value):
@@ -63,7 +76,7 @@ class SoakAgent:
         self._ending = False
         self.folders = {}
         self.external = []     # paths of external projects
-        self.events = 0
+        self.events = 0        # that were sent
         self.connections = 0
         self.lock_result = 0   # what a request to lock ends with
         self.failure = None
@@ -121,7 +134,7 @@ class SoakAgent:
             {"status": str(status), "timestamp": str(int(time.time()))}))
 
     def change(self, folder, name, state, keep=True):
-        """`keep`: the same will be told again."""
+        """`keep`: the same will be told again. How many events were sent."""
         with self._lock:
             self.folders[folder][name] = state
             key = (folder, name, state)
@@ -130,7 +143,7 @@ class SoakAgent:
                 frame = _item_event(folder + "/" + name, state)
                 if keep:
                     self._frames[key] = frame
-            self._send(frame)
+            return self._send(frame)
 
     def set_folder(self, folder, items):
         """The folder has these items from now on; None: it has gone."""
@@ -143,7 +156,7 @@ class SoakAgent:
 
     def tell_folder(self, folder):
         with self._lock:
-            self._send(self._list(folder))
+            return self._send(self._list(folder))
 
     def forget_folder(self, folder):
         """Status 3: the extension must ask anew."""
@@ -158,9 +171,11 @@ class SoakAgent:
 
     def _send(self, frame):
         with self._lock:
+            if not self._opened:
+                return 0
+            self._peer.sendall(frame)
             self.events += 1
-            if self._opened:
-                self._peer.sendall(frame)
+            return 1
 
     def _answer(self, frame):
         self._peer.sendall(frame)
