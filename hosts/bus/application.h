@@ -52,9 +52,9 @@ class Application : private FinderSync::Observer {
   SystemClock clock_;
   SyslogSystemLog systemLog_;
   GlibRunLoop runLoop_{nullptr};
-  ThreadBackgroundQueue settingsQueue_;
-  ThreadBackgroundQueue accountsQueue_;
-  ThreadBackgroundQueue messageQueue_;
+  ThreadBackgroundQueue settingsQueue_{runLoop_};
+  ThreadBackgroundQueue accountsQueue_{runLoop_};
+  ThreadBackgroundQueue messageQueue_{runLoop_};
   const std::unique_ptr<BusConnection> connection_;
   BusService service_;
   BadgeTable badges_;
@@ -63,7 +63,7 @@ class Application : private FinderSync::Observer {
   UnixAgentTransport agentTransport_;
   SecretServiceStore secretStore_;
   PlistUserDefaults userDefaults_;
-  WorkerThreadLauncher threads_;
+  WorkerThreadLauncher threads_{runLoop_};
   SoupHttpClient httpClient_;
   GioDesktop desktop_;
   const std::shared_ptr<const Bundle> bundle_;

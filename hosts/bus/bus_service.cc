@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <exception>
 #include <utility>
 
 #include "base/logger.h"
@@ -71,15 +72,21 @@ VariantPtr Argument(GDBusMethodInvocation* invocation, gsize index) {
       g_variant_get_child_value(g_dbus_method_invocation_get_parameters(invocation), index));
 }
 
+constexpr char kAnswered[] = "kelvo-answered";
+
 // GDBus takes a reference of its own with every answer.
+void BeginAnswer(GDBusMethodInvocation* invocation) {
+  g_object_set_data(G_OBJECT(invocation), kAnswered, g_object_ref(invocation));
+}
+
 void Return(const std::shared_ptr<GDBusMethodInvocation>& invocation, GVariant* value) {
-  g_object_ref(invocation.get());
+  BeginAnswer(invocation.get());
   g_dbus_method_invocation_return_value(invocation.get(), value);
 }
 
 void ReturnError(const std::shared_ptr<GDBusMethodInvocation>& invocation, const char* name,
                  const char* message) {
-  g_object_ref(invocation.get());
+  BeginAnswer(invocation.get());
   g_dbus_method_invocation_return_dbus_error(invocation.get(), name, message);
 }
 
@@ -95,6 +102,20 @@ bool IsFolderPath(std::string_view path) {
 void ReturnInvalidPath(const std::shared_ptr<GDBusMethodInvocation>& invocation) {
   ReturnError(invocation, kErrorInvalidPath,
               "A path is absolute, without a zero byte and without a slash at its end");
+}
+
+// Without memory for a call its client gets an answer all the same.
+template <typename Call>
+void AnswerWhateverHappens(const std::shared_ptr<GDBusMethodInvocation>& invocation,
+                           const Call& call) {
+  try {
+    call();
+  } catch (const std::exception& error) {
+    if (g_object_get_data(G_OBJECT(invocation.get()), kAnswered) == nullptr) {
+      ReturnError(invocation, "org.freedesktop.DBus.Error.Failed", error.what());
+    }
+    throw;  // into the log
+  }
 }
 
 }  // namespace
@@ -137,7 +158,13 @@ bool BusService::Start(BusCalls& calls, std::string* error) {
     *error = std::string("cannot export ") + kBusPath + ": " + failure.text();
     return false;
   }
-  thread_ = std::thread([this] { Serve(); });
+  try {
+    thread_ = std::thread([this] { Serve(); });
+  } catch (const std::exception& refused) {
+    g_dbus_connection_unregister_object(connection_, registration_);
+    *error = std::string("no thread to serve ") + kBusPath + ": " + refused.what();
+    return false;
+  }
   return true;
 }
 
@@ -172,8 +199,9 @@ void BusService::OnMethodCall(GDBusConnection*, const gchar* sender, const gchar
     return ReturnLimitsExceeded(owned, "Too many calls wait: read the answers");
   }
   if (entry->atOnce) return (service->*entry->handler)(owned, client);
-  service->lanes_.Run(
-      client, [service, entry, owned, client] { (service->*entry->handler)(owned, client); });
+  service->lanes_.Run(client, [service, entry, owned, client] {
+    AnswerWhateverHappens(owned, [&] { (service->*entry->handler)(owned, client); });
+  });
 }
 
 // Only clients that have called are watched: the comings and goings of all others wake nobody.
@@ -267,7 +295,9 @@ void BusService::Diagnose(const Invocation& invocation, const std::string&) {
 void BusService::MenuForItems(const Invocation& invocation, const std::string& client) {
   const auto call = std::make_shared<MenuCall>(invocation);
   Supersede(std::exchange(clients_[client].menuCall, call));
-  lanes_.RunMenu(client, [this, call, client] { BuildMenu(*call, client); });
+  lanes_.RunMenu(client, [this, call, client] {
+    AnswerWhateverHappens(call->invocation, [&] { BuildMenu(*call, client); });
+  });
 }
 
 void BusService::Supersede(const std::weak_ptr<MenuCall>& older) {

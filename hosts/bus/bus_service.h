@@ -38,7 +38,8 @@ class BusService {
   BusService(const BusService&) = delete;
   BusService& operator=(const BusService&) = delete;
 
-  // Exports the object; once. False, with the reason in `error`, when the bus refuses.
+  // Exports the object; once. False, with the reason in `error`, when the bus refuses or the system
+  // makes no thread.
   [[nodiscard]] bool Start(BusCalls& calls, std::string* error);
   // Takes the object off the bus and waits at most `limit` for the calls under way. False when one
   // is still at work.
@@ -110,7 +111,7 @@ class BusService {
   std::thread thread_;
   guint registration_ = 0;
   std::map<std::string, Client> clients_;  // the service's thread: by unique name
-  CallLanes lanes_;
+  CallLanes lanes_{loop_};
 
   CMutex mutex_{
       kMutexNormal};  // held while a change is signalled, so that changes keep their order

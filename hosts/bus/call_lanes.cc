@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "base/guarded_call.h"
+
 namespace kelvo {
 
 void OrderedLanes::Run(const std::string& lane, Task task) {
@@ -18,7 +20,7 @@ void OrderedLanes::Turn(const std::string& lane) {
     if (finishing_) return;
     task = std::move(lanes_.at(lane).front());
   }
-  task();
+  CallGuarded("a call of the bus", task);
   task = nullptr;
   CMutexLock lock(mutex_);
   auto entry = lanes_.find(lane);

@@ -12,7 +12,7 @@
 namespace kelvo {
 
 // Runs tasks on worker threads: those of one lane one after the other, in order; those of different
-// lanes side by side.
+// lanes side by side. One that throws costs a line of the log, and its lane goes on.
 //
 // Threads: any. Lifetime: as WorkerThreads; after a Finish that answered false it must not be
 // destroyed.
@@ -20,7 +20,7 @@ class OrderedLanes {
  public:
   using Task = WorkerThreads::Task;
 
-  explicit OrderedLanes(std::size_t workers) : workers_(workers) {}
+  OrderedLanes(RunLoop& runLoop, std::size_t workers) : workers_(runLoop, workers) {}
 
   void Run(const std::string& lane, Task task);
   // Drops what has not begun and waits for what has; see WorkerThreads::Finish.
@@ -48,6 +48,11 @@ class CallLanes {
  public:
   using Task = OrderedLanes::Task;
 
+  explicit CallLanes(RunLoop& runLoop)
+      : actions_(runLoop, kActionWorkers),
+        menus_(runLoop, kMenuWorkers),
+        calls_(runLoop, kWorkers) {}
+
   void Run(const std::string& client, Task task);
   void RunMenu(const std::string& client, Task task);
   void RunAction(const std::string& client, bool needsClient, Task task);
@@ -59,9 +64,9 @@ class CallLanes {
   static constexpr std::size_t kMenuWorkers = 32;
   static constexpr std::size_t kActionWorkers = 8;
 
-  OrderedLanes actions_{kActionWorkers};
-  OrderedLanes menus_{kMenuWorkers};
-  OrderedLanes calls_{kWorkers};
+  OrderedLanes actions_;
+  OrderedLanes menus_;
+  OrderedLanes calls_;
 };
 
 }  // namespace kelvo

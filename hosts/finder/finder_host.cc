@@ -4,7 +4,7 @@
 #include <optional>
 #include <utility>
 
-#include "platform/macos/guarded_call.h"
+#include "base/guarded_call.h"
 
 namespace kelvo {
 

@@ -58,11 +58,11 @@ class FinderHost {
   const Services& services_;
   SystemClock clock_;
   MacRunLoop runLoop_;
-  ThreadBackgroundQueue settingsQueue_;
-  ThreadBackgroundQueue accountsQueue_;
-  ThreadBackgroundQueue messageQueue_;
-  ThreadBackgroundQueue actions_;  // copying a link may wait for a settings file
-  WorkerThreadLauncher threads_;
+  ThreadBackgroundQueue settingsQueue_{runLoop_};
+  ThreadBackgroundQueue accountsQueue_{runLoop_};
+  ThreadBackgroundQueue messageQueue_{runLoop_};
+  ThreadBackgroundQueue actions_{runLoop_};  // copying a link may wait for a settings file
+  WorkerThreadLauncher threads_{runLoop_};
   MachAgentTransport agentTransport_;
   MacFinderController finderController_;
   MacDialogs dialogs_;

@@ -1,6 +1,7 @@
 #include "platform/linux/session_bus.h"
 
 #include <condition_variable>
+#include <exception>
 #include <mutex>
 #include <thread>
 
@@ -13,11 +14,19 @@ namespace {
 // loop.
 class Deadline {
  public:
-  explicit Deadline(std::chrono::milliseconds time) : thread_([this, time] { Wait(time); }) {}
+  explicit Deadline(std::chrono::milliseconds time) {
+    try {
+      thread_ = std::thread([this, time] { Wait(time); });
+    } catch (const std::exception& refused) {
+      failure_ = refused.what();
+    }
+  }
   ~Deadline() { (void)Met(); }
   Deadline(const Deadline&) = delete;
   Deadline& operator=(const Deadline&) = delete;
 
+  // Why there is no thread for it; empty when there is one.
+  const std::string& failure() const { return failure_; }
   GCancellable* cancellable() const { return cancellable_.get(); }
   // Whether the time has not passed; it does not pass any more.
   bool Met() {
@@ -38,6 +47,7 @@ class Deadline {
   }
 
   const GObjectPtr<GCancellable> cancellable_{g_cancellable_new()};
+  std::string failure_;
   std::mutex mutex_;
   std::condition_variable changed_;
   bool over_ = false;
@@ -72,6 +82,10 @@ GObjectPtr<GDBusConnection> OpenSessionBus(std::string* error, std::chrono::mill
     return nullptr;
   }
   Deadline deadline(patience);
+  if (!deadline.failure().empty()) {
+    *error = "no connection to the session bus: no thread to watch over it: " + deadline.failure();
+    return nullptr;
+  }
   GErrorSlot failure;
   GObjectPtr<GDBusConnection> connection = Connect(address, deadline.cancellable(), failure.out());
   const bool inTime = deadline.Met();

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "base/guarded_call.h"
 #include "base/string_utils.h"
-#include "platform/macos/guarded_call.h"
 
 namespace kelvo {
 namespace {

@@ -2,8 +2,8 @@
 
 #include <utility>
 
+#include "base/guarded_call.h"
 #include "platform/macos/confirmation_dialog_window.h"
-#include "platform/macos/guarded_call.h"
 #include "platform/macos/objc_support.h"
 #include "platform/run_loop.h"
 

@@ -6,7 +6,7 @@
 #include <map>
 #include <utility>
 
-#include "platform/macos/guarded_call.h"
+#include "base/guarded_call.h"
 #include "platform/macos/objc_support.h"
 #include "platform/macos/posted_tasks.h"
 #include "platform/macos/run_loop_modes.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/macos/guarded_call.h"
+#include "base/guarded_call.h"
 #include "platform/macos/objc_support.h"
 #include "platform/macos/port_sender.h"
 #include "platform/macos/run_loop_modes.h"
@@ -131,10 +131,13 @@ class MachAgentPort final : public AgentPort {
         ports_(MakePorts(remote, runLoop)),
         alive_(std::make_shared<MachAgentPort*>(this)),
         listener_([[KelvoPortListener alloc] init]),
-        sender_([ports = ports_](
-                    const PortSender::Message& message, std::chrono::milliseconds limit,
-                    std::string* error) { return SendMessage(*ports, message, limit, error); },
-                FailureTeller()) {
+        sender_(
+            runLoop,
+            [ports = ports_](const PortSender::Message& message, std::chrono::milliseconds limit,
+                             std::string* error) {
+              return SendMessage(*ports, message, limit, error);
+            },
+            FailureTeller()) {
     listener_->events_ = MakeEvents();
     [ports_->local setDelegate:listener_];
     for (NSString* mode in ExtensionRunLoopModes()) {

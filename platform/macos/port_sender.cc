@@ -4,7 +4,7 @@
 #include <atomic>
 #include <utility>
 
-#include "platform/macos/guarded_call.h"
+#include "base/guarded_call.h"
 
 namespace kelvo {
 namespace {
@@ -39,8 +39,8 @@ struct PortSender::State {
   }
 };
 
-PortSender::PortSender(SendFunction send, Failed failed)
-    : state_(std::make_shared<State>(std::move(send), std::move(failed))) {}
+PortSender::PortSender(RunLoop& runLoop, SendFunction send, Failed failed)
+    : state_(std::make_shared<State>(std::move(send), std::move(failed))), thread_(runLoop, 1) {}
 
 PortSender::~PortSender() { state_->over = true; }
 

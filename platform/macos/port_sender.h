@@ -14,8 +14,9 @@ namespace kelvo {
 // message that was not taken 3 seconds after it was handed over here, or that comes while 8 MiB are
 // waiting, is refused and lost; once sending has raised an error, everything behind it is dropped.
 //
-// Threads: one's, but OutgoingBytes from any. Lifetime: once this is destroyed nothing more is
-// sent, and nothing more is told but of a message whose sending is under way.
+// Threads: one's, but OutgoingBytes from any. Lifetime: the run loop outlives it; once this is
+// destroyed nothing more is sent, and nothing more is told but of a message whose sending is under
+// way.
 class PortSender {
  public:
   enum class Outcome { kSent, kRefused, kRaised };
@@ -29,7 +30,7 @@ class PortSender {
   // Not told of kSent. On the sender's thread, or inside Send.
   using Failed = std::function<void(Outcome outcome, const std::string& error)>;
 
-  PortSender(SendFunction send, Failed failed);
+  PortSender(RunLoop& runLoop, SendFunction send, Failed failed);
   ~PortSender();
   PortSender(const PortSender&) = delete;
   PortSender& operator=(const PortSender&) = delete;
@@ -42,7 +43,7 @@ class PortSender {
   struct State;
 
   const std::shared_ptr<State> state_;  // shared with the thread, which may outlive this
-  WorkerThreads thread_{1};
+  WorkerThreads thread_;
 };
 
 }  // namespace kelvo

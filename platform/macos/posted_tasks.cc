@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "platform/macos/guarded_call.h"
+#include "base/guarded_call.h"
 
 namespace kelvo {
 

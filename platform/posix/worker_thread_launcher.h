@@ -11,6 +11,8 @@ namespace kelvo {
 // Lifetime: as WorkerThreads; ended by Finish.
 class WorkerThreadLauncher : public Threads {
  public:
+  explicit WorkerThreadLauncher(RunLoop& runLoop) : workers_(runLoop, kMost) {}
+
   void detachNewThread(std::function<void()> work) override { workers_.Run(std::move(work)); }
   [[nodiscard]] bool Finish(std::chrono::milliseconds limit) { return workers_.Finish(limit); }
 
@@ -18,7 +20,7 @@ class WorkerThreadLauncher : public Threads {
   // More than ever wait at once: of web commands, one waits for a server, the others end at once.
   static constexpr std::size_t kMost = 8;
 
-  WorkerThreads workers_{kMost};
+  WorkerThreads workers_;
 };
 
 }  // namespace kelvo

@@ -1,103 +1,147 @@
 #include "platform/posix/worker_threads.h"
 
-#include <condition_variable>
 #include <deque>
-#include <system_error>
+#include <exception>
 #include <thread>
 #include <utility>
 
+#include "base/condition.h"
+#include "base/mutex.h"
+
 namespace kelvo {
 namespace {
+
+using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds kIdleLife{5};
 
 }  // namespace
 
-struct WorkerThreads::State {
-  explicit State(std::size_t count) : limit(count) {}
+struct WorkerThreads::State : std::enable_shared_from_this<State> {
+  State(RunLoop& loop, std::size_t count) : runLoop(loop), limit(count) {}
 
+  // False when there is no thread for the task and it may not wait for one; it is left then.
+  bool Take(Task& task, bool mayWait);
+  // Makes a thread, if there may be another; false when the system refuses.
+  bool Hire() KELVO_REQUIRES(mutex);
+  void RetryLater() KELVO_REQUIRES(mutex);
+  void StartRetryTimer();
+  void Retry();
+  void Work();
+  void RunOldest() KELVO_REQUIRES(mutex);
+
+  RunLoop& runLoop;  // may be gone once `finishing`
   const std::size_t limit;
-  std::mutex mutex;
-  std::condition_variable changed;
-  std::deque<Task> tasks;   // this and all below: mutex
-  std::size_t threads = 0;  // alive
-  std::size_t idle = 0;     // of them, waiting for a task
-  bool finishing = false;   // threads end when no task is left
+  CMutex mutex{kMutexNormal};
+  CCondition changed;
+  std::deque<Task> tasks KELVO_GUARDED_BY(mutex);
+  std::size_t threads KELVO_GUARDED_BY(mutex) = 0;  // alive
+  std::size_t idle KELVO_GUARDED_BY(mutex) = 0;     // of them, waiting for a task
+  bool retryDue KELVO_GUARDED_BY(mutex) = false;
+  bool finishing KELVO_GUARDED_BY(mutex) = false;  // threads end when no task is left
 };
 
-WorkerThreads::WorkerThreads(std::size_t count) : state_(std::make_shared<State>(count)) {}
+WorkerThreads::WorkerThreads(RunLoop& runLoop, std::size_t count)
+    : state_(std::make_shared<State>(runLoop, count)) {}
 
 WorkerThreads::~WorkerThreads() {
-  std::lock_guard lock(state_->mutex);
+  CMutexLock lock(state_->mutex);
   state_->finishing = true;
   state_->tasks.clear();
-  state_->changed.notify_all();
+  state_->changed.NotifyAll();
 }
 
-void WorkerThreads::Run(Task task) {
-  std::lock_guard lock(state_->mutex);
-  if (state_->finishing) return;
-  HasTakerForOneMore(state_);
-  state_->tasks.push_back(std::move(task));
-  state_->changed.notify_all();
-}
+void WorkerThreads::Run(Task task) { (void)state_->Take(task, true); }
 
-bool WorkerThreads::TryRun(Task& task) {
-  std::lock_guard lock(state_->mutex);
-  if (state_->finishing) return true;
-  if (!HasTakerForOneMore(state_)) return false;
-  state_->tasks.push_back(std::move(task));
-  state_->changed.notify_all();
+bool WorkerThreads::TryRun(Task& task) { return state_->Take(task, false); }
+
+bool WorkerThreads::State::Take(Task& task, bool mayWait) {
+  CMutexLock lock(mutex);
+  if (finishing) return true;
+  const bool refused = idle <= tasks.size() && !Hire();
+  if (refused && threads == 0 && !mayWait) return false;
+  tasks.push_back(std::move(task));
+  changed.NotifyAll();
+  if (refused) RetryLater();
   return true;
 }
 
-bool WorkerThreads::HasTakerForOneMore(const std::shared_ptr<State>& state) {
-  if (state->idle <= state->tasks.size() && state->threads < state->limit) {
-    try {
-      std::thread([state] { Work(state); }).detach();
-      ++state->threads;
-    } catch (const std::system_error&) {
-      // No more threads to be had: those at work take the task.
-    }
+bool WorkerThreads::State::Hire() {
+  if (threads == limit) return true;
+  try {
+    std::thread([state = shared_from_this()] { state->Work(); }).detach();
+    ++threads;
+    return true;
+  } catch (const std::exception&) {
+    return false;
   }
-  return state->threads > 0;
 }
 
-void WorkerThreads::Work(const std::shared_ptr<State>& state) {
-  std::unique_lock lock(state->mutex);
+// Without a retry what waits would wait for the next task, and who hands those over one at a time
+// for ever. Behind threads at work, too, as they may be long at it.
+void WorkerThreads::State::RetryLater() {
+  if (retryDue) return;
+  runLoop.Post([weak = weak_from_this()] {
+    if (const auto state = weak.lock()) state->StartRetryTimer();
+  });
+  retryDue = true;
+}
+
+void WorkerThreads::State::StartRetryTimer() {
+  CMutexLock lock(mutex);
+  if (finishing) return;
+  runLoop.After(kRetryInterval, [weak = weak_from_this()] {
+    if (const auto state = weak.lock()) state->Retry();
+  });
+}
+
+void WorkerThreads::State::Retry() {
+  CMutexLock lock(mutex);
+  retryDue = false;
+  if (finishing) return;
+  for (std::size_t waiting = tasks.size(); waiting > idle && threads < limit; --waiting) {
+    if (!Hire()) return RetryLater();
+  }
+}
+
+void WorkerThreads::State::Work() {
+  CMutexLock lock(mutex);
   while (true) {
-    ++state->idle;
-    state->changed.wait_for(lock, kIdleLife,
-                            [&] { return !state->tasks.empty() || state->finishing; });
-    --state->idle;
-    if (state->tasks.empty()) break;
-    RunOldest(*state, lock);
+    const Clock::time_point end = Clock::now() + kIdleLife;
+    ++idle;
+    while (tasks.empty() && !finishing && Clock::now() < end) changed.WaitUntil(mutex, end);
+    --idle;
+    if (tasks.empty()) break;
+    RunOldest();
   }
-  --state->threads;
-  state->changed.notify_all();
+  --threads;
+  changed.NotifyAll();
 }
 
-void WorkerThreads::RunOldest(State& state, std::unique_lock<std::mutex>& lock) {
-  Task task = std::move(state.tasks.front());
-  state.tasks.pop_front();
-  lock.unlock();
+void WorkerThreads::State::RunOldest() {
+  Task task = std::move(tasks.front());
+  tasks.pop_front();
+  mutex.Unlock();
   task();
   task = nullptr;  // what it holds is let go here, without the lock
-  lock.lock();
+  mutex.Lock();
 }
 
 bool WorkerThreads::Finish(std::chrono::milliseconds limit) {
-  const auto end = std::chrono::steady_clock::now() + limit;
-  std::unique_lock lock(state_->mutex);
-  state_->finishing = true;
-  state_->changed.notify_all();
-  while (state_->threads == 0 && !state_->tasks.empty() && std::chrono::steady_clock::now() < end) {
-    if (HasTakerForOneMore(state_)) break;
-    RunOldest(*state_, lock);
+  const Clock::time_point end = Clock::now() + limit;
+  State& state = *state_;
+  CMutexLock lock(state.mutex);
+  state.finishing = true;
+  state.changed.NotifyAll();
+  while (state.threads == 0 && !state.tasks.empty() && Clock::now() < end) {
+    if (state.Hire()) break;
+    state.RunOldest();
   }
-  const auto isDone = [this] { return state_->threads == 0 && state_->tasks.empty(); };
-  if (state_->changed.wait_until(lock, end, isDone)) return true;
-  state_->tasks.clear();
+  while ((state.threads > 0 || !state.tasks.empty()) && Clock::now() < end) {
+    state.changed.WaitUntil(state.mutex, end);
+  }
+  if (state.threads == 0 && state.tasks.empty()) return true;
+  state.tasks.clear();
   return false;
 }
 

@@ -4,21 +4,25 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
-#include <mutex>
+
+#include "platform/run_loop.h"
 
 namespace kelvo {
 
 // A few threads that run what they are handed, oldest first. A thread starts when there is work for
 // it and ends when it has had none for a while, so that an idle process has none. When the system
-// refuses even the first, tasks wait for the next call or for Finish.
+// refuses one that is needed, the run loop tries again for as long as tasks wait.
 //
+// A task must not throw: those who wait for what it brings would wait for ever, so an exception
+// ends the process, to be started anew.
 // Threads: any. Lifetime: end it with Finish; without that, destroying it drops what has not begun
-// and leaves the threads to end by themselves.
+// and leaves the threads to end by themselves. The run loop outlives it.
 class WorkerThreads {
  public:
   using Task = std::function<void()>;
+  static constexpr std::chrono::milliseconds kRetryInterval{250};
 
-  explicit WorkerThreads(std::size_t count);
+  WorkerThreads(RunLoop& runLoop, std::size_t count);
   ~WorkerThreads();
   WorkerThreads(const WorkerThreads&) = delete;
   WorkerThreads& operator=(const WorkerThreads&) = delete;
@@ -35,10 +39,6 @@ class WorkerThreads {
 
  private:
   struct State;
-  // Whether somebody will take one more task; makes a thread for it if there may be another.
-  static bool HasTakerForOneMore(const std::shared_ptr<State>& state);
-  static void Work(const std::shared_ptr<State>& state);
-  static void RunOldest(State& state, std::unique_lock<std::mutex>& lock);
 
   // Shared with the threads, which may outlive this.
   const std::shared_ptr<State> state_;

@@ -11,6 +11,7 @@
 #include <future>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string>
 #include <thread>
 #include <vector>
@@ -20,6 +21,7 @@
 #include "hosts/bus/bus_interface.h"
 #include "platform/linux/glib_ptr.h"
 #include "platform/linux/session_bus.h"
+#include "tests/support/no_threads.h"
 #include "ui/item_words.h"
 
 namespace kelvo::test {
@@ -69,6 +71,7 @@ class RecordedCalls : public BusCalls {
     if (folder == "/full") return false;
     EXPECT_TRUE(folder != "/slow" || released.WaitFor("released"));
     record.Add("badges " + folder);
+    if (folder == "/fail") throw std::bad_alloc();
     reply(std::string(names.size(), '1'));
     return true;
   }
@@ -80,6 +83,7 @@ class RecordedCalls : public BusCalls {
     record.Add("describe " + folder);
     for (std::string_view name : names) items.which.push_back(name == "a" ? 1 : 0);
     reply(items);
+    if (folder == "/fail") throw std::bad_alloc();
   }
   Diagnostics diagnostics() const override {
     return {.agentAddress = "/run/\xFF", .agent = {.lastMessage = "x\n"}, .started = true};
@@ -91,6 +95,7 @@ class RecordedCalls : public BusCalls {
                         const std::atomic<bool>& cancelled) override {
     const std::string first = items.empty() ? "none" : items.front();
     record.Add("menu " + first);
+    if (first == "/fail") throw std::bad_alloc();
     if (first == "/wait") {
       const auto limit = std::chrono::steady_clock::now() + kLimit;
       while (!cancelled && std::chrono::steady_clock::now() < limit) std::this_thread::yield();
@@ -268,6 +273,37 @@ TEST_F(BusServiceTest, NewerMenuCallEndsOlderOnesAndHoldsNothingElse) {
   calls_.released.Add("released");
   EXPECT_EQ(none, queued[older].get());
   EXPECT_NE(none, queued[1 - older].get());
+}
+
+TEST_F(BusServiceTest, CallThatFailsIsAnsweredOnceAndSoIsTheNext) {
+  auto client = MakeClient();
+  const std::string failed = "org.freedesktop.DBus.Error.Failed";
+  const auto ask = [&client](const char* method, const char* folder) {
+    return client->Ask(method,
+                       g_variant_new("(@ay@ay)", Bytes(folder), Bytes(std::string("b\0", 2))));
+  };
+  EXPECT_EQ(failed, ask("RequestBadges", "/fail"));
+  EXPECT_EQ(failed, client->Ask("MenuForItems", MenuArguments({"/fail"})));
+  EXPECT_EQ(ask("DescribeItems", "/w"), ask("DescribeItems", "/fail"))
+      << "answered before it failed";
+  EXPECT_EQ("([0x31],)", ask("RequestBadges", "/w"));
+}
+
+TEST_F(BusServiceTest, WithoutAThreadThereIsAReason) {
+  std::string error;
+  const std::unique_ptr<BusConnection> connection = BusConnection::Open(&error);
+  ASSERT_NE(nullptr, connection) << error;
+  BusService service(connection->get());
+  {
+    const NoThreads none;
+    EXPECT_EQ(nullptr, OpenSessionBus(&error));
+    EXPECT_EQ(0U, error.find("no connection to the session bus: no thread")) << error;
+    EXPECT_FALSE(service.Start(calls_, &error));
+    EXPECT_EQ(0U, error.find("no thread to serve /com/kelvo/FinderSync")) << error;
+  }
+  BusService another(connection->get());
+  EXPECT_TRUE(another.Start(calls_, &error)) << "the object was taken back: " << error;
+  EXPECT_TRUE(another.Stop(kLimit));
 }
 
 TEST_F(BusServiceTest, ChoicesAreAnsweredBeforeTheyArePerformed) {

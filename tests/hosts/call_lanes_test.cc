@@ -6,15 +6,19 @@
 #include <future>
 #include <latch>
 #include <mutex>
+#include <new>
 #include <string>
 #include <vector>
+
+#include "tests/support/fixture.h"
+#include "tests/support/no_threads.h"
 
 namespace kelvo::test {
 namespace {
 
 constexpr std::chrono::seconds kLimit{20};
 
-class CallLanesTest : public ::testing::Test {
+class CallLanesTest : public Fixture {
  protected:
   ~CallLanesTest() override { EXPECT_TRUE(lanes_.Finish(kLimit)); }
 
@@ -33,7 +37,7 @@ class CallLanesTest : public ::testing::Test {
   std::latch release_{1};
   std::mutex mutex_;
   std::vector<std::string> notes_;
-  CallLanes lanes_;
+  CallLanes lanes_{fake_.runLoop};
 };
 
 TEST_F(CallLanesTest, CallsOfOneClientKeepTheirOrder) {
@@ -70,6 +74,23 @@ TEST_F(CallLanesTest, AMenuComesAfterTheCallsBeforeItAndAfterTheClientsOlderMenu
   release_.count_down();
   ASSERT_EQ(std::future_status::ready, second.get_future().wait_for(kLimit));
   EXPECT_EQ((std::vector<std::string>{"call", "menu 1", "menu 2"}), notes_);
+}
+
+TEST_F(CallLanesTest, NeitherAMomentWithoutThreadsNorACallThatThrowsHoldsItsClient) {
+  std::promise<void> menu;
+  {
+    const NoThreads none;
+    lanes_.Run("a", [] { throw std::bad_alloc(); });
+    lanes_.Run("a", [this] { Note("call"); });
+    lanes_.RunMenu("a", [&] {
+      Note("menu");
+      menu.set_value();
+    });
+  }
+  fake_.runLoop.Advance(WorkerThreads::kRetryInterval);
+  ASSERT_EQ(std::future_status::ready, menu.get_future().wait_for(kLimit));
+  EXPECT_EQ((std::vector<std::string>{"call", "menu"}), notes_);
+  EXPECT_EQ(1, LogCount("a call of the bus failed: std::bad_alloc"));
 }
 
 }  // namespace

@@ -8,6 +8,8 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/fake_platform.h"
+
 namespace kelvo::test {
 namespace {
 
@@ -16,6 +18,8 @@ using std::chrono::milliseconds;
 
 // A port whose behaviour the test decides, and what was told of it.
 struct Port {
+  FakeClock clock;
+  FakeRunLoop runLoop{clock};
   std::mutex mutex;
   std::condition_variable changed;
   bool holds = true;
@@ -59,7 +63,7 @@ struct Port {
 
 TEST(PortSenderTest, RefusesWhatComesBehindEightMebibytes) {
   Port port;
-  PortSender sender(port.Send(), port.Failed());
+  PortSender sender(port.runLoop, port.Send(), port.Failed());
   sender.Send({"a", std::string(8 << 20, 'x')});
   EXPECT_EQ(port.failures, std::vector<Outcome>{Outcome::kRefused}) << "at once, with its name";
   sender.Send({"b", std::string((8 << 20) - 1 - 5, 'x')});
@@ -83,7 +87,7 @@ TEST(PortSenderTest, RefusesWhatComesBehindEightMebibytes) {
 TEST(PortSenderTest, SendsNothingAfterAnError) {
   Port port;
   {
-    PortSender sender(port.Send(), port.Failed());
+    PortSender sender(port.runLoop, port.Send(), port.Failed());
     sender.Send({"a", ""});
     sender.Send({"b", ""});
     port.Let(Outcome::kRaised);
@@ -97,7 +101,7 @@ TEST(PortSenderTest, SendsNothingAfterAnError) {
 TEST(PortSenderTest, ItsEndIsNotHeldUpByWhatIsBeingSent) {
   Port port;
   {
-    PortSender sender(port.Send(), port.Failed());
+    PortSender sender(port.runLoop, port.Send(), port.Failed());
     sender.Send({"a", ""});
     sender.Send({"b", ""});
     EXPECT_EQ(sender.OutgoingBytes(), 2u);

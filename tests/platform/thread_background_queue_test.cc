@@ -1,43 +1,35 @@
 #include "platform/posix/thread_background_queue.h"
 
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include <chrono>
-#include <cstddef>
 #include <functional>
 #include <future>
 #include <latch>
+#include <memory>
 #include <string>
+#include <thread>
+#include <vector>
+
+#include "core/finder_sync.h"
+#include "tests/support/fake_platform.h"
+#include "tests/support/fixture.h"
+#include "tests/support/no_threads.h"
 
 namespace kelvo::test {
 namespace {
 
 constexpr std::chrono::seconds kLimit{20};
 
-// While it lives no thread can be made, since none gets a stack.
-class NoThreads {
- public:
-  NoThreads() {
-    pthread_getattr_default_np(&former_);
-    pthread_attr_t attributes;
-    pthread_getattr_default_np(&attributes);
-    pthread_attr_setstacksize(&attributes, std::size_t{1} << 50);
-    pthread_setattr_default_np(&attributes);
-    pthread_attr_destroy(&attributes);
-  }
-  ~NoThreads() {
-    pthread_setattr_default_np(&former_);
-    pthread_attr_destroy(&former_);
-  }
-
- private:
-  pthread_attr_t former_;
+class ThreadBackgroundQueueTest : public ::testing::Test {
+ protected:
+  FakeClock clock_;
+  FakeRunLoop runLoop_{clock_};
 };
 
-TEST(ThreadBackgroundQueueTest, FinishWaitsForEverythingInOrder) {
-  ThreadBackgroundQueue queue;
-  EXPECT_TRUE(ThreadBackgroundQueue().Finish(std::chrono::milliseconds{0}));
+TEST_F(ThreadBackgroundQueueTest, FinishWaitsForEverythingInOrder) {
+  ThreadBackgroundQueue queue(runLoop_);
+  EXPECT_TRUE(ThreadBackgroundQueue(runLoop_).Finish(std::chrono::milliseconds{0}));
   std::string done;
   std::latch release(1);
   queue.Async([&] { release.wait(); });
@@ -49,8 +41,8 @@ TEST(ThreadBackgroundQueueTest, FinishWaitsForEverythingInOrder) {
   EXPECT_EQ("abcdefghijklmnopqrstuvwxyz", done);
 }
 
-TEST(ThreadBackgroundQueueTest, FinishGivesUpAtItsLimitAndDropsTheRest) {
-  ThreadBackgroundQueue queue;
+TEST_F(ThreadBackgroundQueueTest, FinishGivesUpAtItsLimitAndDropsTheRest) {
+  ThreadBackgroundQueue queue(runLoop_);
   std::promise<void> begun;
   std::latch release(1);
   bool ran = false;
@@ -67,9 +59,9 @@ TEST(ThreadBackgroundQueueTest, FinishGivesUpAtItsLimitAndDropsTheRest) {
   EXPECT_FALSE(ran);
 }
 
-TEST(ThreadBackgroundQueueTest, WithoutAThreadNothingIsLost) {
-  ThreadBackgroundQueue queue;
-  ThreadBackgroundQueue late;
+TEST_F(ThreadBackgroundQueueTest, WithoutAThreadNothingIsLost) {
+  ThreadBackgroundQueue queue(runLoop_);
+  ThreadBackgroundQueue late(runLoop_);
   std::string done;
   std::function<void()> work = [&] { done += 'b'; };
   {
@@ -85,10 +77,63 @@ TEST(ThreadBackgroundQueueTest, WithoutAThreadNothingIsLost) {
   EXPECT_EQ("ab", done);
 
   const NoThreads none;
-  ThreadBackgroundQueue last;
+  ThreadBackgroundQueue last(runLoop_);
   last.Async([&] { done += 'c'; });
   EXPECT_TRUE(last.Finish(kLimit));
   EXPECT_EQ("abc", done);
+}
+
+TEST_F(ThreadBackgroundQueueTest, WhatNoThreadWasMadeForIsBegunWithoutAnotherCall) {
+  WorkerThreads threads(runLoop_, 2);
+  std::latch release(1);
+  std::promise<void> first;
+  std::promise<void> second;
+  const auto isBegun = [](std::promise<void>& task) {
+    return task.get_future().wait_for(kLimit) == std::future_status::ready;
+  };
+  {
+    const NoThreads none;
+    threads.Run([&] {
+      first.set_value();
+      release.wait();
+    });
+    runLoop_.Advance(3 * WorkerThreads::kRetryInterval);
+  }
+  runLoop_.Advance(WorkerThreads::kRetryInterval);
+  EXPECT_TRUE(isBegun(first));
+  {
+    const NoThreads none;
+    threads.Run([&] { second.set_value(); });
+  }
+  runLoop_.Advance(WorkerThreads::kRetryInterval);
+  EXPECT_TRUE(isBegun(second)) << "nor does it wait for the end of what is long at work";
+  release.count_down();
+  EXPECT_TRUE(threads.Finish(kLimit));
+}
+
+using FinderSyncWithoutThreadsTest = Fixture;
+
+TEST_F(FinderSyncWithoutThreadsTest, TheStartGoesOnWhenThereAreSome) {
+  fake_.transport.present = true;
+  ThreadBackgroundQueue settings(fake_.runLoop);
+  FinderSync extension(fake_.With(settings, fake_.finder),
+                       std::make_shared<Bundle>(Home("bundle"), std::vector<std::string>{}),
+                       nullptr);
+  extension.init();
+  {
+    const NoThreads none;
+    fake_.transport.DeliverEvent("configuration_updated");
+    fake_.runLoop.RunPosted();
+  }
+  fake_.runLoop.Advance(WorkerThreads::kRetryInterval);
+  const auto end = std::chrono::steady_clock::now() + kLimit;
+  while (!extension.isStarted() && std::chrono::steady_clock::now() < end) {
+    std::this_thread::yield();
+    fake_.runLoop.RunPosted();
+  }
+  EXPECT_TRUE(extension.isStarted());
+  extension.dealloc();
+  EXPECT_TRUE(settings.Finish(kLimit));
 }
 
 }  // namespace

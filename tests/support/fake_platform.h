@@ -310,9 +310,12 @@ struct FakePlatform {
   FakeHttpClient http;
   FakeDesktop desktop;
   FakeDialogs dialogs;
-  Platform platform{clock,     runLoop, settingsQueue, accountsQueue, messageQueue,
-                    transport, finder,  secrets,       defaults,      systemLog,
-                    threads,   http,    desktop,       dialogs};
+  Platform platform = With(settingsQueue, finder);
+
+  Platform With(BackgroundQueue& settings, FinderController& finderController) {
+    return {clock,   runLoop,  settings,  accountsQueue, messageQueue, transport, finderController,
+            secrets, defaults, systemLog, threads,       http,         desktop,   dialogs};
+  }
 };
 
 }  // namespace kelvo::test

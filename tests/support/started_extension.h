@@ -14,12 +14,14 @@ namespace kelvo::test {
 // The whole extension over the fake platform, with an Agent that has been found.
 class StartedExtension : public Fixture, public FinderSync::Observer {
  protected:
-  // `start`: whether the Agent has sent its configuration, so that the system stands.
-  explicit StartedExtension(bool start = true) {
+  // `start`: whether the Agent has sent its configuration, so that the system stands. `finder`: in
+  // place of the fake one.
+  explicit StartedExtension(bool start = true, FinderController* finder = nullptr) {
     WriteUserInfo({});
     fake_.transport.present = true;
     extension_ = std::make_unique<FinderSync>(
-        fake_.platform, std::make_shared<Bundle>(Home("bundle"), std::vector<std::string>{}), this);
+        fake_.With(fake_.settingsQueue, finder == nullptr ? fake_.finder : *finder),
+        std::make_shared<Bundle>(Home("bundle"), std::vector<std::string>{}), this);
     extension_->init();
     fake_.runLoop.RunPosted();
     if (start) Configure();

@@ -4,8 +4,7 @@
 
 namespace kelvo {
 
-// Runs what belongs to the core for an Objective-C++ file, through which no C++ exception may pass;
-// one is logged with `where`.
+// Runs what must not throw into its caller; an exception is logged with `where`.
 void CallGuarded(const char* where, const std::function<void()>& call) noexcept;
 
 }  // namespace kelvo

@@ -1,4 +1,4 @@
-#include "platform/macos/guarded_call.h"
+#include "base/guarded_call.h"
 
 #include <exception>
 
