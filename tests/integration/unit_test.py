@@ -25,7 +25,7 @@ BUS_UNITS = {
 
 
 class UnitTest(web_access_test.WebAccessTest):
-    test_failures_open_nothing = None
+    test_a_failure_opens_nothing = None
 
     def start_session(self):
         """A service manager with the unit and the activation file as they are installed."""
@@ -67,7 +67,7 @@ class UnitTest(web_access_test.WebAccessTest):
 
 
 class WithoutManagerTest(web_access_test.WebAccessTest):
-    test_failures_open_nothing = None
+    test_a_failure_opens_nothing = None
 
     def start_session(self):
         self.session.start({NAME: "/usr/bin/setpriv --no-new-privs %s/bin/kelvo-finder-sync" % BUILD})
