@@ -120,6 +120,8 @@ class ScenariosTest(FileManagerTest):
         self.wait_only("permission-violation")
 
     def beside_another(self):
+        self.files.go(self.path("mine"))
+        self.wait_only("locked")
         self.files.place(0)
         other = FileManager(self.session, self.arguments.beside[0], self.arguments.build)
         other.start(self.path("mine"))
