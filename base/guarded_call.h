@@ -4,7 +4,7 @@
 
 namespace kelvo {
 
-// Runs what must not throw into its caller; an exception is logged with `where`.
+// Runs what must not throw into its caller; an exception is logged with `where`. Any thread.
 void CallGuarded(const char* where, const std::function<void()>& call) noexcept;
 
 }  // namespace kelvo

@@ -19,8 +19,8 @@ namespace kelvo {
 // Threads: any.
 class LateRequests {
  public:
-  static constexpr std::size_t kMaxFolders =
-      65536;  // more are not remembered, which is logged once
+  // More are not remembered, which is logged once.
+  static constexpr std::size_t kMaxFolders = 65536;
 
   // A path that does not split is ignored.
   void Remember(std::string_view path);

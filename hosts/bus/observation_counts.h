@@ -33,11 +33,11 @@ class ObservationCounts {
   void ClientGone(const std::string& client);
 
  private:
-  const Operation begin_;
-  const Operation end_;
   // The client observes the folder no longer.
   void GiveBack(const std::string& client, const std::string& path) KELVO_REQUIRES(mutex_);
 
+  const Operation begin_;
+  const Operation end_;
   CMutex mutex_{kMutexNormal};
   // Begins without their End, by folder and client; none is 0.
   std::map<std::string, std::map<std::string, long>> counts_ KELVO_GUARDED_BY(mutex_);

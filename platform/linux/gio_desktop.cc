@@ -185,9 +185,12 @@ int OpenForAnother() {
   if (::freopen("/dev/null", "w", stdout) == nullptr) return 1;
   Channel channel(descriptor);
   std::string text;
-  if (!channel.Read(text)) return 1;
-  const std::size_t end = text.find('\0');
-  if (end == std::string::npos) return 1;
+  const std::size_t end = channel.Read(text) ? text.find('\0') : std::string::npos;
+  if (end == std::string::npos) {
+    fprintf(stderr, "kelvo-finder-sync: the extension says no URL on standard input: %s\n",
+            channel.Error());
+    return 1;
+  }
   const std::string error = LaunchAndWait(text.substr(end + 1), text.substr(0, end));
   return channel.Write(kDone + error) && error.empty() ? 0 : 1;
 }

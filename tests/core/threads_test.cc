@@ -2,7 +2,6 @@
 // thread sanitizer sees of it is half of the test.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <optional>
@@ -11,9 +10,8 @@
 #include <thread>
 #include <vector>
 
-#include "agent/notifications_bridge.h"
 #include "core/known_item.h"
-#include "tests/support/started_extension.h"
+#include "tests/support/changing_folders.h"
 #include "ui/item_words.h"
 #include "ui/notification_preferences.h"
 
@@ -22,32 +20,13 @@ namespace {
 
 using std::chrono::seconds;
 
-class ThreadsTest : public StartedExtension {
+class ThreadsTest : public ChangingFolders {
  protected:
   static constexpr int kThreads = 8;
   static constexpr int kRounds = 8;
   static constexpr int kTurns = 40;  // of the main loop, in a round
 
-  ThreadsTest() {
-    fake_.transport.Deliver(kConnectionStatusName, {{"status", PropertyList(4)}});
-    for (const char* name : {"a", "b", "c", "d"}) folders_.push_back(Home("Work/") + name);
-    for (int i = 0; i < 24; ++i) names_.push_back("file " + std::to_string(i));
-  }
-
-  // The statuses differ from one list to the next.
-  std::vector<ListRecord> Records(int turn) const {
-    std::vector<ListRecord> records;
-    for (std::size_t i = 0; i < names_.size(); ++i) {
-      const int shade = (turn + static_cast<int>(i)) % 4;
-      records.push_back({.name = names_[i],
-                         .status = shade == 1 ? 1 : 0,
-                         .denied = shade == 3 ? 7 : 0,
-                         .fileId = "f",
-                         .itemId = static_cast<long long>(i),
-                         .lock = shade == 2 ? 1 : 0});
-    }
-    return records;
-  }
+  ThreadsTest() : ChangingFolders({"a", "b", "c", "d"}) {}
 
   // What eight threads do, each beginning elsewhere.
   void AskOnAndOn(std::size_t thread) {
@@ -81,25 +60,12 @@ class ThreadsTest : public StartedExtension {
     }
   }
 
-  // The Agent's answers to what was asked.
-  void Answer(int turn) {
-    fake_.runLoop.RunPosted();
-    const std::vector<std::string> asked = fake_.transport.ListRequests();
-    fake_.transport.sent.clear();
-    for (const std::string& path : asked) {
-      if (std::find(folders_.begin(), folders_.end(), path) != folders_.end()) {
-        SendList(path, Records(turn));
-      }
-    }
-  }
-
   void Disturb(int turn) {
-    const std::string& folder = folders_[static_cast<std::size_t>(turn) % folders_.size()];
     switch (turn % 7) {
       case 0:
-        return SendList(folder, Records(turn));
+        return ChangeFolder(turn);
       case 1:
-        return SendItem(folder + "/" + names_[0], {{"status", turn % 2 == 0 ? "1" : "3"}});
+        return ChangeItem(turn);
       case 2:
         return fake_.runLoop.Advance(seconds(901));
       case 3:
@@ -136,8 +102,6 @@ class ThreadsTest : public StartedExtension {
     }
   }
 
-  std::vector<std::string> folders_;
-  std::vector<std::string> names_;
   bool hasGreen_ = true;
   std::atomic<bool> done_{false};
   std::atomic<int> menus_{0};

@@ -19,13 +19,12 @@
 #include <thread>
 #include <vector>
 
-#include "agent/notifications_bridge.h"
 #include "base/string_utils.h"
 #include "hosts/bus/badge_table.h"
 #include "hosts/bus/call_lanes.h"
 #include "hosts/bus/description_news.h"
 #include "hosts/bus/finder_calls.h"
-#include "tests/support/started_extension.h"
+#include "tests/support/changing_folders.h"
 #include "ui/item_words.h"
 
 namespace kelvo::test {
@@ -70,18 +69,15 @@ struct Client {
   std::map<std::string, int> shown;                               // begins without their end
 };
 
-class BusThreadsTest : private HasTableFinder, public StartedExtension {
+class BusThreadsTest : private HasTableFinder, public ChangingFolders {
  protected:
   static constexpr int kClients = 8;
   static constexpr int kRounds = 6;
   static constexpr int kTurns = 10;  // of the main loop, in a round
 
-  BusThreadsTest() : StartedExtension(true, &finder_) {
+  BusThreadsTest() : ChangingFolders({"a", "b", "c"}, &finder_) {
     finder_.table = &badges_;
-    fake_.transport.Deliver(kConnectionStatusName, {{"status", PropertyList(4)}});
     for (Client& client : clients_) client.name = ":1." + std::to_string(&client - clients_.data());
-    for (const char* name : {"a", "b", "c"}) folders_.push_back(Home("Work/") + name);
-    for (int i = 0; i < 24; ++i) names_.push_back("file " + std::to_string(i));
   }
   ~BusThreadsTest() override { finder_.table = nullptr; }
 
@@ -188,36 +184,12 @@ class BusThreadsTest : private HasTableFinder, public StartedExtension {
     }
   }
 
-  std::vector<ListRecord> Records(int turn) const {
-    std::vector<ListRecord> records;
-    for (std::size_t i = 0; i < names_.size(); ++i) {
-      const int shade = (turn + static_cast<int>(i)) % 4;
-      records.push_back({.name = names_[i],
-                         .status = shade == 1 ? 1 : 0,
-                         .denied = shade == 3 ? 7 : 0,
-                         .lock = shade == 2 ? 1 : 0,
-                         .lockHolder = shade == 2 ? "user " + std::to_string(turn % 5) : ""});
-    }
-    return records;
-  }
-  // The Agent's answers to what was asked.
-  void Answer(int turn) {
-    fake_.runLoop.RunPosted();
-    const std::vector<std::string> asked = fake_.transport.ListRequests();
-    fake_.transport.sent.clear();
-    for (const std::string& path : asked) {
-      if (std::find(folders_.begin(), folders_.end(), path) != folders_.end()) {
-        SendList(path, Records(turn));
-      }
-    }
-  }
   void Disturb(int turn) {
-    const std::string& folder = folders_[static_cast<std::size_t>(turn) % folders_.size()];
     switch (turn % 5) {
       case 0:
-        return SendList(folder, Records(turn));
+        return ChangeFolder(turn);
       case 1:
-        return SendItem(folder + "/" + names_[0], {{"status", turn % 2 == 0 ? "1" : "3"}});
+        return ChangeItem(turn);
       case 2:
         return fake_.runLoop.Advance(turn % 3 == 0 ? seconds(901) : seconds(1));
       case 3:
@@ -277,8 +249,6 @@ class BusThreadsTest : private HasTableFinder, public StartedExtension {
   }
   std::vector<std::string_view> Views() const { return {names_.begin(), names_.end()}; }
 
-  std::vector<std::string> folders_;
-  std::vector<std::string> names_;
   std::atomic<bool> done_{false};
   std::atomic<int> rounds_{0};
   std::atomic<int> menus_{0};

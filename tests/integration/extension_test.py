@@ -97,7 +97,7 @@ class ExtensionTest(unittest.TestCase):
         self.assertEqual(self.client.describe(self.work, ["eve"]), [("", "", "")])
         self.client.request(self.work, ["eve"])
         self.client.wait_descriptions(self.work, ["eve"], "the list")
-        self.assertEqual(self.client.describe(self.work, ["sync", "eve", "", "../Work/eve"])[1:],
+        self.assertEqual(self.client.describe(self.work, ["sync", "eve", "", "./eve"])[1:],
                          [eve, ("", "", ""), ("", "", "")])
         agent.command("lock eve by Bob")
         self.client.wait_descriptions(self.work, ["eve"], "another owner")
