@@ -16,6 +16,13 @@ namespace {
 
 using kelvo::fuzz::Require;
 
+// Bounds of ours, or bytes behind the root that are none of the declared encoding: the parser
+// reports them, but its own reader of a text in memory takes what came before.
+bool IsRefusedByUsAlone(std::string_view error) {
+  return error.starts_with("too many ") || error.ends_with(" too long") ||
+         error.find("input conversion failed") != std::string_view::npos;
+}
+
 // The root's text as the parser's own tree has it must be the text of ours.
 void CompareWithPlainTree(std::string_view text, const kelvo::XmlDocument& document,
                           const std::string& error) {
@@ -25,7 +32,7 @@ void CompareWithPlainTree(std::string_view text, const kelvo::XmlDocument& docum
       xmlReadMemory(text.data(), static_cast<int>(text.size()), nullptr, nullptr,
                     XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING));
   if (document == nullptr) {
-    Require(plain == nullptr || error.starts_with("too many ") || error.ends_with(" too long"));
+    Require(plain == nullptr || IsRefusedByUsAlone(error));
     return;
   }
   Require(plain != nullptr);
